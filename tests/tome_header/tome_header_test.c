@@ -1,0 +1,50 @@
+/* tome.h must stand alone in plain C: this file includes nothing else and names every part of the interface once. */
+#include <tome/tome.h>
+
+int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callback);
+
+int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callback) {
+    const tome_repository_create_params_t create = {0};
+    const tome_repository_status_params_t status = {0};
+    const tome_repository_clone_params_t clone = {0};
+    const tome_branch_create_params_t branch_create = {0};
+    const tome_branch_switch_params_t branch_switch = {0};
+    const tome_branch_list_params_t list = {0};
+    const tome_branch_metadata_set_params_t set = {0};
+    const tome_branch_metadata_get_params_t get = {0};
+    const tome_branch_push_params_t push = {0};
+    const tome_branch_archive_params_t archive = {0};
+    const tome_branch_diff_params_t branch_diff = {0};
+    const tome_branch_merge_into_params_t merge = {0};
+    const tome_file_stage_params_t stage = {0};
+    const tome_file_info_params_t info = {0};
+    const tome_revision_commit_params_t commit = {0};
+    const tome_revision_sync_params_t sync = {0};
+    const tome_revision_history_params_t history = {0};
+    const tome_revision_info_params_t revision_info = {0};
+    const tome_revision_diff_params_t revision_diff = {0};
+    const tome_revision_restore_params_t restore = {0};
+    const tome_shared_store_create_params_t store = {0};
+
+    return tome_repository_create(globals, &create, 0, callback) |
+           tome_repository_status(globals, &status, 0, callback) |
+           tome_repository_clone(globals, &clone, 0, callback) |
+           tome_branch_create(globals, &branch_create, 0, callback) |
+           tome_branch_switch(globals, &branch_switch, 0, callback) |
+           tome_branch_list(globals, &list, 0, callback) |
+           tome_branch_metadata_set(globals, &set, 0, callback) |
+           tome_branch_metadata_get(globals, &get, 0, callback) |
+           tome_branch_push(globals, &push, 0, callback) |
+           tome_branch_archive(globals, &archive, 0, callback) |
+           tome_branch_diff(globals, &branch_diff, 0, callback) |
+           tome_branch_merge_into(globals, &merge, 0, callback) |
+           tome_file_stage(globals, &stage, 0, callback) |
+           tome_file_info(globals, &info, 0, callback) |
+           tome_revision_commit(globals, &commit, 0, callback) |
+           tome_revision_sync(globals, &sync, 0, callback) |
+           tome_revision_history(globals, &history, 0, callback) |
+           tome_revision_info(globals, &revision_info, 0, callback) |
+           tome_revision_diff(globals, &revision_diff, 0, callback) |
+           tome_revision_restore(globals, &restore, 0, callback) |
+           tome_shared_store_create(globals, &store, 0, callback);
+}

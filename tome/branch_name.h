@@ -1,0 +1,24 @@
+// The name of a branch: a type of its own, so that no path or text can take its place.
+#pragma once
+
+#include <compare>
+#include <string>
+#include <string_view>
+
+namespace tome {
+
+class BranchName {
+  public:
+    /// Takes 1 to 255 ASCII letters, digits, "_", "-" and ".", the first no ".". Throws Error(Invalid)
+    /// "invalid branch name: TEXT" otherwise.
+    static BranchName parse(std::string_view text);
+
+    const std::string& text() const { return text_; }
+    auto operator<=>(const BranchName&) const = default;
+
+  private:
+    explicit BranchName(std::string text) : text_(std::move(text)) {}
+    std::string text_;
+};
+
+}  // namespace tome

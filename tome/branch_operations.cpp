@@ -1,0 +1,275 @@
+// tome_branch_*: create, switch, list, metadata, push, archive, diff, merge.
+#include "tome/branch_state.h"
+#include "tome/clock.h"
+#include "tome/materialization.h"
+#include "tome/metadata_map.h"
+#include "tome/operation.h"
+#include "tome/revision_graph.h"
+#include "tome/tree_merge.h"
+
+namespace tome {
+namespace {
+
+void create_branch(const tome_globals_t& globals, const tome_branch_create_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Read);
+    const BranchName name = BranchName::parse(to_text(params.name));
+    const BranchName from = BranchName::parse(to_text(params.from));
+    const std::optional<BranchRecord> parent = checkout.remote().find_branch(from);
+    if (!parent) {
+        throw Error(ErrorCode::NotFound, "branch does not exist: " + from.text());
+    }
+    BranchRecord record;
+    record.name = name.text();
+    record.kind = to_text(params.kind);
+    record.author = to_text(params.author);
+    record.head = parent->head;
+    record.metadata = parent->metadata;
+    record.created_at = record.updated_at = current_time();
+    if (!checkout.remote().compare_and_set(record)) {
+        throw Error(ErrorCode::AlreadyExists, "branch already exists: " + name.text());
+    }
+    events.identity(TOME_EVENT_BRANCH_HEAD, record.head, order_of(checkout.sources(), record.head));
+}
+
+void switch_branch(const tome_globals_t& globals, const tome_branch_switch_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const BranchName name = BranchName::parse(to_text(params.name));
+    NewestHead newest;
+    if (const auto known = params.fetch_newest == 0 ? known_head(checkout, name) : std::nullopt) {
+        newest = {*known, *known};
+    } else {
+        newest = newest_head(checkout, name);
+    }
+    const bool same_branch = checkout.index().branch() == name;
+    MaterializationRequest request;
+    request.old_tree = checkout.tree_of(same_branch ? newest.common_base : checkout.index().base());
+    if (same_branch && !checkout.index().local_head(name)) {
+        request.old_tree = checkout.tree_of(checkout.index().base());
+    }
+    request.new_tree = request.target = checkout.tree_of(newest.head);
+    const MaterializationPlan plan = plan_materialization(checkout, request);
+    const std::vector<std::string> changed = materialize(checkout, plan, [&] {
+        checkout.index().set_base(name, newest.head);
+        if (newest.common_base != newest.head) {
+            checkout.index().drop_local_head(name);
+        }
+    });
+    events.paths(TOME_EVENT_SYNCED_PATH, changed);
+    events.identity(TOME_EVENT_BRANCH_HEAD, newest.head, order_of(checkout.sources(), newest.head));
+}
+
+void list_all_branches(const tome_globals_t& globals, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Read);
+    for (const BranchRecord& record : checkout.remote().branches()) {
+        tome_event_t event{};
+        event.kind = TOME_EVENT_BRANCH;
+        event.as.branch = {view_of(record.name), view_of(record.kind),        view_of(record.author),
+                           to_hash(record.head), record.updated_at, record.archived ? 1U : 0U};
+        events.send(event);
+    }
+}
+
+void note_metadata(const tome_globals_t& globals, const tome_branch_metadata_set_params_t& params) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const BranchName branch = BranchName::parse(to_text(params.branch));
+    const std::vector<std::string> keys = to_texts(params.keys);
+    const std::vector<std::string> values = to_texts(params.values);
+    if (keys.size() != values.size()) {
+        throw Error(ErrorCode::Invalid, "metadata of " + branch.text() + " with more keys than values, or fewer");
+    }
+    Transaction transaction(checkout.index().database());
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        if (keys[i].empty()) {
+            throw Error(ErrorCode::Invalid, "empty metadata key for branch " + branch.text());
+        }
+        checkout.index().note_metadata(branch, keys[i], values[i]);
+    }
+    transaction.commit();
+}
+
+void report_metadata(const tome_globals_t& globals, const tome_branch_metadata_get_params_t& params,
+                     const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Read);
+    const BranchName branch = BranchName::parse(to_text(params.branch));
+    const std::vector<std::string> keys = to_texts(params.keys);
+    const std::optional<BranchRecord> record = checkout.remote().find_branch(branch);
+    std::map<std::string, std::string> values;
+    if (record) {
+        values = keys.empty() ? list_metadata(checkout.sources(), record->metadata)
+                              : get_metadata(checkout.sources(), record->metadata, keys);
+    } else if (!checkout.index().local_head(branch)) {
+        throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
+    }
+    for (const auto& [key, value] : checkout.index().noted_metadata(branch)) {
+        if (keys.empty() || std::find(keys.begin(), keys.end(), key) != keys.end()) {
+            values.insert_or_assign(key, value);
+        }
+    }
+    for (const auto& [key, value] : values) {
+        tome_event_t event{};
+        event.kind = TOME_EVENT_METADATA;
+        event.as.metadata.key = view_of(key);
+        event.as.metadata.type = TOME_VALUE_TEXT;
+        event.as.metadata.text = view_of(value);
+        events.send(event);
+    }
+}
+
+void push_branch(const tome_globals_t& globals, const tome_branch_push_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const BranchName name = BranchName::parse(to_text(params.name));
+    const Digest head = publish_branch(checkout, name, globals.force != 0, params.with_metadata != 0);
+    events.identity(TOME_EVENT_BRANCH_HEAD, head, order_of(checkout.sources(), head));
+}
+
+void archive_branch(const tome_globals_t& globals, const tome_branch_archive_params_t& params) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Read);
+    const BranchName name = BranchName::parse(to_text(params.name));
+    for (;;) {
+        std::optional<BranchRecord> record = checkout.remote().find_branch(name);
+        if (!record) {
+            throw Error(ErrorCode::NotFound, "branch does not exist: " + name.text());
+        }
+        record->archived = true;
+        record->updated_at = current_time();
+        if (checkout.remote().compare_and_set(*record)) {
+            return;
+        }
+    }
+}
+
+void diff_branches(const tome_globals_t& globals, const tome_branch_diff_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Read);
+    const auto tree = [&](const tome_string_t& name) {
+        return checkout.tree_of(newest_head(checkout, BranchName::parse(to_text(name))).head);
+    };
+    const Digest from = tree(params.from);
+    for (const PathChange& change : find_changes(diff_trees(checkout.sources(), from, tree(params.to)))) {
+        events.change(TOME_EVENT_BRANCH_DIFF, change);
+    }
+}
+
+Revision merge_revision(Checkout& checkout, const Digest& tree, const Digest& ours, const Digest& theirs,
+                        const std::string& message) {
+    Revision revision;
+    revision.tree = tree;
+    revision.first_parent = ours;
+    revision.second_parent = theirs;
+    revision.order = 1 + std::max(order_of(checkout.sources(), ours), order_of(checkout.sources(), theirs));
+    revision.created_at = current_time();
+    revision.message = message;
+    return revision;
+}
+
+// Merges `theirs` and makes the result the base; the files that the checkout holds follow.
+void merge_heads(Checkout& checkout, const Digest& ours, const Digest& theirs, const std::string& message,
+                 const Events& events) {
+    ObjectSources& sources = checkout.sources();
+    const std::vector<Digest> bases = merge_bases(sources, ours, theirs);
+    const Digest base_tree = checkout.tree_of(bases.empty() ? Digest{} : bases.front());
+    const Digest our_tree = checkout.tree_of(ours);
+    const TreeMerge merge = merge_trees(sources, base_tree, our_tree, checkout.tree_of(theirs));
+    if (!merge.conflicts.empty()) {
+        events.paths(TOME_EVENT_MERGE_CONFLICT, merge.conflicts);
+        return;
+    }
+    ObjectList made;
+    const Digest tree = apply_changes(sources, our_tree, merge.changes, made);
+    const Revision revision = merge_revision(checkout, tree, ours, theirs, message);
+    const Digest head = made.add(ObjectKind::Revision, encode_revision(revision));
+    Transaction stored(checkout.store().database());
+    for (const NewObject& object : made.objects()) {
+        checkout.store().add_object(object.kind, object.bytes);
+    }
+    stored.commit();
+
+    MaterializationRequest request;
+    request.old_tree = checkout.tree_of(checkout.index().base());
+    request.new_tree = request.target = tree;
+    const MaterializationPlan plan = plan_materialization(checkout, request);
+    materialize(checkout, plan, [&] { advance_branch(checkout, head); });
+    for (const PathChange& change : find_changes(diff_trees(sources, our_tree, tree))) {
+        events.change(TOME_EVENT_MERGE_CHANGE, change);
+    }
+    events.identity(TOME_EVENT_BASE_REVISION, head, revision.order);
+}
+
+void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_params_t& params,
+                  const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const BranchName target = checkout.index().branch();
+    const Digest ours = newest_head(checkout, target).head;
+    const Digest theirs = newest_head(checkout, BranchName::parse(to_text(params.source))).head;
+    if (is_ancestor(checkout.sources(), theirs, ours)) {
+        events.identity(TOME_EVENT_BASE_REVISION, ours, order_of(checkout.sources(), ours));
+        return;
+    }
+    if (ours.is_zero()) {
+        throw Error(ErrorCode::Invalid, "branch has no revision to merge into: " + target.text());
+    }
+    merge_heads(checkout, ours, theirs, to_text(params.message), events);
+    if (!checkout.has_remote()) {
+        publish_branch(checkout, target, false, false);
+    }
+}
+
+}  // namespace
+}  // namespace tome
+
+extern "C" {
+
+int32_t tome_branch_create(const tome_globals_t* globals, const tome_branch_create_params_t* params, uint64_t user,
+                           tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::create_branch(*globals, *params, events); });
+}
+
+int32_t tome_branch_switch(const tome_globals_t* globals, const tome_branch_switch_params_t* params, uint64_t user,
+                           tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::switch_branch(*globals, *params, events); });
+}
+
+int32_t tome_branch_list(const tome_globals_t* globals, const tome_branch_list_params_t* params, uint64_t user,
+                         tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::list_all_branches(*globals, events); });
+}
+
+int32_t tome_branch_metadata_set(const tome_globals_t* globals, const tome_branch_metadata_set_params_t* params,
+                                 uint64_t user, tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events&) { tome::note_metadata(*globals, *params); });
+}
+
+int32_t tome_branch_metadata_get(const tome_globals_t* globals, const tome_branch_metadata_get_params_t* params,
+                                 uint64_t user, tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::report_metadata(*globals, *params, events); });
+}
+
+int32_t tome_branch_push(const tome_globals_t* globals, const tome_branch_push_params_t* params, uint64_t user,
+                         tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::push_branch(*globals, *params, events); });
+}
+
+int32_t tome_branch_archive(const tome_globals_t* globals, const tome_branch_archive_params_t* params, uint64_t user,
+                            tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events&) { tome::archive_branch(*globals, *params); });
+}
+
+int32_t tome_branch_diff(const tome_globals_t* globals, const tome_branch_diff_params_t* params, uint64_t user,
+                         tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::diff_branches(*globals, *params, events); });
+}
+
+int32_t tome_branch_merge_into(const tome_globals_t* globals, const tome_branch_merge_into_params_t* params,
+                               uint64_t user, tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::merge_branch(*globals, *params, events); });
+}
+
+}  // extern "C"

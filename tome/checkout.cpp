@@ -1,0 +1,137 @@
+#include "tome/checkout.h"
+
+#include <sys/file.h>
+
+#include <cerrno>
+
+#include "tome/directory_remote.h"
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+FileDescriptor lock_folder(const std::filesystem::path& directory, Checkout::Access access) {
+    FileDescriptor folder = open_directory(state_folder(directory), true);
+    int result = 0;
+    do {
+        result = flock(folder.get(), access == Checkout::Access::Change ? LOCK_EX : LOCK_SH);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        throw system_error("could not lock checkout " + directory.string(), errno);
+    }
+    return folder;
+}
+
+// What a killed process left; nobody else can be using it while the checkout is locked for change.
+void clear_temporary_files(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(state_folder(directory) / "tmp", ignored)) {
+        std::filesystem::remove_all(entry.path(), ignored);
+    }
+}
+
+std::filesystem::path own_store(const std::filesystem::path& directory) { return state_folder(directory) / "objects"; }
+
+}  // namespace
+
+std::filesystem::path state_folder(const std::filesystem::path& directory) { return directory / ".tome"; }
+
+std::filesystem::path config_path(const std::filesystem::path& directory) {
+    return state_folder(directory) / "config.toml";
+}
+
+Checkout::Checkout(const std::filesystem::path& directory, Access access, bool offline)
+    : directory_(directory),
+      config_(read_config(config_path(directory))),
+      lock_(lock_folder(directory, access)),
+      index_(state_folder(directory) / "index.db"),
+      files_(directory),
+      offline_(offline && has_remote()) {
+    if (access == Access::Change) {
+        clear_temporary_files(directory);
+    }
+    add_store(own_store(directory));
+    if (config_.use_shared_store) {
+        add_store(config_.shared_store);
+    }
+    if (!has_remote()) {
+        remote_ = std::make_unique<DirectoryRemote>(std::make_shared<ObjectStore>(own_store(directory)));
+    } else if (!offline_) {
+        try {
+            remote_ = DirectoryRemote::open(parse_repository_url(config_.repository_url));
+            sources_.add(remote_->objects());
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::NotFound) {
+                throw;
+            }
+            remote_failure_ = error.what();
+        }
+    }
+}
+
+void Checkout::add_store(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    if (std::filesystem::exists(directory / "store.db", ignored)) {
+        store_ = std::make_shared<ObjectStore>(directory);
+        sources_.add(store_);
+    }
+}
+
+ObjectStore& Checkout::store() {
+    const std::filesystem::path wanted = config_.use_shared_store ? config_.shared_store : own_store(directory_);
+    if (!store_ || store_->directory() != wanted) {
+        if (!config_.use_shared_store) {
+            ObjectStore::create(wanted);
+        }
+        store_ = std::make_shared<ObjectStore>(wanted);
+        sources_.add(store_);
+    }
+    return *store_;
+}
+
+Remote& Checkout::remote() {
+    if (!remote_) {
+        throw Error(ErrorCode::NotFound,
+                    remote_failure_.empty() ? "Not found: the remote, while offline" : remote_failure_);
+    }
+    return *remote_;
+}
+
+std::filesystem::path Checkout::temporary_path() const {
+    return state_folder(directory_) / "tmp" / ("file-" + random_text());
+}
+
+Digest Checkout::tree_of(const Digest& revision) {
+    return revision.is_zero() ? Digest{} : read_revision(sources_, revision).tree;
+}
+
+bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,
+                     const Digest& base) {
+    const std::filesystem::path aside = directory / (".tome-" + random_text());
+    std::error_code error;
+    if (std::filesystem::exists(config_path(directory), error)) {
+        return false;
+    }
+    if (mkdir(aside.c_str(), 0777) != 0 || mkdir((aside / "tmp").c_str(), 0777) != 0) {
+        throw system_error("could not make checkout " + directory.string(), errno);
+    }
+    try {
+        CheckoutIndex::create(aside / "index.db", branch, base);
+        write_file_durably(aside / "config.toml", config_text(config));
+    } catch (const Error&) {
+        std::filesystem::remove_all(aside, error);
+        throw;
+    }
+    if (rename(aside.c_str(), state_folder(directory).c_str()) != 0) {
+        const int number = errno;
+        std::filesystem::remove_all(aside, error);
+        if (number == EEXIST || number == ENOTEMPTY) {
+            return false;
+        }
+        throw system_error("could not make checkout " + directory.string(), number);
+    }
+    sync_directory(directory);
+    return true;
+}
+
+}  // namespace tome

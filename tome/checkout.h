@@ -1,0 +1,73 @@
+// A checkout: a directory whose ".tome" folder holds config.toml, index.db, "tmp" and, once something was stored here,
+// "objects". Operations that change a checkout exclude each other by an advisory lock on the ".tome" folder's own
+// descriptor, which ends with the process.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "tome/checkout_config.h"
+#include "tome/checkout_index.h"
+#include "tome/object_store.h"
+#include "tome/remote.h"
+#include "tome/working_tree.h"
+
+namespace tome {
+
+class Checkout {
+  public:
+    enum class Access { Read, Change };
+
+    /// Opens the checkout in `directory`. `offline`: do without its remote. Throws Error(NotFound)
+    /// "not a checkout: DIRECTORY", Error(Corrupt) for damaged state.
+    Checkout(const std::filesystem::path& directory, Access access, bool offline);
+
+    const std::filesystem::path& directory() const { return directory_; }
+    const CheckoutConfig& config() const { return config_; }
+    CheckoutIndex& index() { return index_; }
+    const WorkingTree& files() const { return files_; }
+
+    /// Everything that can be read here: own objects, the shared store, the remote.
+    ObjectSources& sources() { return sources_; }
+
+    /// Where new objects go: the shared store when the checkout uses one, else its own, made when first needed.
+    ObjectStore& store();
+
+    /// The repository's remote; for a checkout without one, its own branches. Throws Error(NotFound) when offline or
+    /// when the remote does not have the repository.
+    Remote& remote();
+    bool has_remote() const { return !config_.repository_url.empty(); }
+    bool is_offline() const { return offline_; }
+
+    /// A new file name in ".tome/tmp", on the volume of the working files.
+    std::filesystem::path temporary_path() const;
+
+    /// The tree of a revision; zero for none.
+    Digest tree_of(const Digest& revision);
+
+  private:
+    void add_store(const std::filesystem::path& directory);
+
+    std::filesystem::path directory_;
+    CheckoutConfig config_;
+    FileDescriptor lock_;
+    CheckoutIndex index_;
+    WorkingTree files_;
+    bool offline_;
+    std::shared_ptr<ObjectStore> store_;
+    std::unique_ptr<Remote> remote_;
+    std::string remote_failure_;
+    ObjectSources sources_;
+};
+
+/// ".tome" in `directory`.
+std::filesystem::path state_folder(const std::filesystem::path& directory);
+std::filesystem::path config_path(const std::filesystem::path& directory);
+
+/// Makes `directory` a checkout without files: builds ".tome" aside and renames it into place. False when a finished
+/// checkout stood there already or another process was faster.
+bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,
+                     const Digest& base);
+
+}  // namespace tome

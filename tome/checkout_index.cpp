@@ -1,0 +1,205 @@
+#include "tome/checkout_index.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+constexpr int index_version = 1;
+constexpr const char* schema = R"sql(
+BEGIN;
+CREATE TABLE checkout (branch TEXT NOT NULL, base BLOB NOT NULL);
+CREATE TABLE file (
+  path TEXT PRIMARY KEY,
+  digest BLOB NOT NULL,
+  size INTEGER NOT NULL,
+  modified INTEGER NOT NULL,
+  changed INTEGER NOT NULL,
+  inode INTEGER NOT NULL,
+  executable INTEGER NOT NULL,
+  recorded_at INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE TABLE staged (
+  path TEXT PRIMARY KEY,
+  digest BLOB,                   -- null: a deletion
+  size INTEGER NOT NULL,
+  executable INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE TABLE local_head (branch TEXT PRIMARY KEY, head BLOB NOT NULL) WITHOUT ROWID;
+CREATE TABLE noted_metadata (
+  branch TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY(branch, key)
+) WITHOUT ROWID;
+PRAGMA user_version = 1;
+COMMIT;
+)sql";
+
+std::int64_t now_nanoseconds() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+HeldFile held_from_row(const Statement& row) {
+    HeldFile file;
+    file.digest = digest_from_bytes(row.bytes(1));
+    file.stamp.size = static_cast<std::uint64_t>(row.integer(2));
+    file.stamp.modified = row.integer(3);
+    file.stamp.changed = row.integer(4);
+    file.stamp.inode = static_cast<std::uint64_t>(row.integer(5));
+    file.stamp.executable = row.integer(6) != 0;
+    file.recorded_at = row.integer(7);
+    return file;
+}
+
+}  // namespace
+
+bool HeldFile::is_unchanged(const FileStamp& now) const {
+    // File systems with whole seconds need a wide margin, the others tick at least every hundredth of a second.
+    const std::int64_t latest = std::max(stamp.modified, stamp.changed);
+    const std::int64_t margin = latest % 1'000'000'000 == 0 ? 2'000'000'000 : 20'000'000;
+    return now == stamp && latest + margin < recorded_at;
+}
+
+void CheckoutIndex::create(const std::filesystem::path& path, const BranchName& branch, const Digest& base) {
+    Database database(path, Database::Mode::Create);
+    database.execute(schema);
+    Statement insert = database.prepare("INSERT INTO checkout(branch, base) VALUES(?, ?)");
+    insert.bind_text(1, branch.text()).bind_blob(2, base.view()).run();
+}
+
+CheckoutIndex::CheckoutIndex(const std::filesystem::path& path) : database_(path, Database::Mode::Open) {
+    if (const std::int64_t version = database_.user_version(); version != index_version) {
+        throw Error(version > index_version ? ErrorCode::Invalid : ErrorCode::Corrupt,
+                    (version > index_version ? "the checkout was written by a newer Tome: " : "corrupt index: ") +
+                        path.string());
+    }
+}
+
+BranchName CheckoutIndex::branch() {
+    Statement query = database_.prepare("SELECT branch FROM checkout");
+    if (!query.step()) {
+        throw Error(ErrorCode::Corrupt, "corrupt index: no branch");
+    }
+    return BranchName::parse(query.bytes(0));
+}
+
+Digest CheckoutIndex::base() {
+    Statement query = database_.prepare("SELECT base FROM checkout");
+    return query.step() ? digest_from_bytes(query.bytes(0)) : Digest{};
+}
+
+void CheckoutIndex::set_base(const BranchName& branch, const Digest& base) {
+    database_.prepare("UPDATE checkout SET branch = ?, base = ?")
+        .bind_text(1, branch.text())
+        .bind_blob(2, base.view())
+        .run();
+}
+
+std::optional<HeldFile> CheckoutIndex::held_file(const std::string& path) {
+    Statement query = database_.prepare(
+        "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file WHERE path = ?");
+    return query.bind_text(1, path).step() ? std::optional(held_from_row(query)) : std::nullopt;
+}
+
+std::map<std::string, HeldFile> CheckoutIndex::held_files(const std::string& folder) {
+    // "0" follows "/" in byte order, so the two bounds hold exactly what lies below the folder.
+    Statement query = database_.prepare(
+        "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file"
+        " WHERE ?1 = '' OR path = ?1 OR (path >= ?1 || '/' AND path < ?1 || '0')");
+    query.bind_text(1, folder);
+    std::map<std::string, HeldFile> files;
+    while (query.step()) {
+        files.emplace(query.bytes(0), held_from_row(query));
+    }
+    return files;
+}
+
+void CheckoutIndex::hold_file(const std::string& path, const Digest& digest, const FileStamp& stamp) {
+    Statement write = database_.prepare(
+        "INSERT OR REPLACE INTO file(path, digest, size, modified, changed, inode, executable, recorded_at)"
+        " VALUES(?, ?, ?, ?, ?, ?, ?, ?)");
+    write.bind_text(1, path).bind_blob(2, digest.view()).bind(3, static_cast<std::int64_t>(stamp.size));
+    write.bind(4, stamp.modified).bind(5, stamp.changed).bind(6, static_cast<std::int64_t>(stamp.inode));
+    write.bind(7, stamp.executable ? 1 : 0).bind(8, now_nanoseconds()).run();
+}
+
+void CheckoutIndex::drop_file(const std::string& path) {
+    database_.prepare("DELETE FROM file WHERE path = ?").bind_text(1, path).run();
+}
+
+TreeChanges CheckoutIndex::staged_changes() {
+    Statement query = database_.prepare("SELECT path, digest, size, executable FROM staged");
+    TreeChanges changes;
+    while (query.step()) {
+        std::optional<TreeEntry> entry;
+        if (!query.is_null(1)) {
+            entry = TreeEntry{"", TreeEntry::Kind::File, query.integer(3) != 0,
+                              static_cast<std::uint64_t>(query.integer(2)), digest_from_bytes(query.bytes(1))};
+        }
+        changes.emplace(query.bytes(0), std::move(entry));
+    }
+    return changes;
+}
+
+void CheckoutIndex::stage(const std::string& path, const std::optional<TreeEntry>& entry) {
+    Statement write =
+        database_.prepare("INSERT OR REPLACE INTO staged(path, digest, size, executable) VALUES(?, ?, ?, ?)");
+    write.bind_text(1, path);
+    entry ? write.bind_blob(2, entry->digest.view()) : write.bind_null(2);
+    write.bind(3, entry ? static_cast<std::int64_t>(entry->size) : 0).bind(4, entry && entry->executable ? 1 : 0);
+    write.run();
+}
+
+void CheckoutIndex::unstage(const std::string& path) {
+    database_.prepare("DELETE FROM staged WHERE path = ?").bind_text(1, path).run();
+}
+
+void CheckoutIndex::unstage_all() { database_.prepare("DELETE FROM staged").run(); }
+
+std::optional<Digest> CheckoutIndex::local_head(const BranchName& branch) {
+    Statement query = database_.prepare("SELECT head FROM local_head WHERE branch = ?");
+    return query.bind_text(1, branch.text()).step() ? std::optional(digest_from_bytes(query.bytes(0))) : std::nullopt;
+}
+
+void CheckoutIndex::set_local_head(const BranchName& branch, const Digest& head) {
+    database_.prepare("INSERT OR REPLACE INTO local_head(branch, head) VALUES(?, ?)")
+        .bind_text(1, branch.text())
+        .bind_blob(2, head.view())
+        .run();
+}
+
+void CheckoutIndex::drop_local_head(const BranchName& branch) {
+    database_.prepare("DELETE FROM local_head WHERE branch = ?").bind_text(1, branch.text()).run();
+}
+
+std::map<std::string, std::string> CheckoutIndex::noted_metadata(const BranchName& branch) {
+    Statement query = database_.prepare("SELECT key, value FROM noted_metadata WHERE branch = ?");
+    query.bind_text(1, branch.text());
+    std::map<std::string, std::string> values;
+    while (query.step()) {
+        values.emplace(query.bytes(0), query.bytes(1));
+    }
+    return values;
+}
+
+void CheckoutIndex::note_metadata(const BranchName& branch, const std::string& key, const std::string& value) {
+    database_.prepare("INSERT OR REPLACE INTO noted_metadata(branch, key, value) VALUES(?, ?, ?)")
+        .bind_text(1, branch.text())
+        .bind_text(2, key)
+        .bind_text(3, value)
+        .run();
+}
+
+void CheckoutIndex::drop_noted_metadata(const BranchName& branch, const std::map<std::string, std::string>& published) {
+    for (const auto& [key, value] : published) {
+        database_.prepare("DELETE FROM noted_metadata WHERE branch = ? AND key = ? AND value = ?")
+            .bind_text(1, branch.text())
+            .bind_text(2, key)
+            .bind_text(3, value)
+            .run();
+    }
+}
+
+}  // namespace tome

@@ -1,0 +1,157 @@
+#include "tome/database.h"
+
+#include <sqlite3.h>
+
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+constexpr int lock_wait_milliseconds = 60'000;
+
+}  // namespace
+
+Statement::~Statement() {
+    sqlite3_reset(statement_);
+    sqlite3_clear_bindings(statement_);
+}
+
+Statement& Statement::bind(int index, std::int64_t value) {
+    sqlite3_bind_int64(statement_, index, value);
+    return *this;
+}
+
+Statement& Statement::bind_text(int index, std::string_view value) {
+    sqlite3_bind_text64(statement_, index, value.data() ? value.data() : "", value.size(), SQLITE_STATIC, SQLITE_UTF8);
+    return *this;
+}
+
+Statement& Statement::bind_blob(int index, std::string_view value) {
+    sqlite3_bind_blob64(statement_, index, value.data() ? value.data() : "", value.size(), SQLITE_STATIC);
+    return *this;
+}
+
+Statement& Statement::bind_null(int index) {
+    sqlite3_bind_null(statement_, index);
+    return *this;
+}
+
+bool Statement::step() {
+    const int code = sqlite3_step(statement_);
+    if (code != SQLITE_ROW && code != SQLITE_DONE) {
+        database_.fail(code);
+    }
+    return code == SQLITE_ROW;
+}
+
+std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(statement_, column); }
+
+std::string_view Statement::bytes(int column) const {
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+    return {data ? data : "", static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+bool Statement::is_null(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
+
+Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (mode == Mode::Create ? SQLITE_OPEN_CREATE : 0);
+    std::error_code ignored;
+    if (std::filesystem::is_symlink(path, ignored)) {
+        throw Error(ErrorCode::Io, "a symbolic link stands in the way: " + path.string());
+    }
+    const int code = sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr);
+    try {
+        if (code != SQLITE_OK) {
+            fail(code);
+        }
+        sqlite3_extended_result_codes(handle_, 1);
+        sqlite3_busy_timeout(handle_, lock_wait_milliseconds);
+        // A short-lived process need not fold the log into the database on its way out; the log's size does that.
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA trusted_schema=OFF;");
+    } catch (...) {
+        sqlite3_close(handle_);
+        throw;
+    }
+}
+
+Database::~Database() {
+    for (const auto& [sql, statement] : statements_) {
+        sqlite3_finalize(statement);
+    }
+    sqlite3_close(handle_);
+}
+
+void Database::execute(const char* sql) {
+    const int code = sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) {
+        fail(code);
+    }
+}
+
+Statement Database::prepare(const char* sql) {
+    sqlite3_stmt*& statement = statements_[sql];
+    if (statement == nullptr) {
+        const int code = sqlite3_prepare_v3(handle_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+        if (code != SQLITE_OK) {
+            fail(code);
+        }
+    }
+    return {*this, statement};
+}
+
+std::int64_t Database::user_version() {
+    Statement query = prepare("PRAGMA user_version");
+    return query.step() ? query.integer(0) : 0;
+}
+
+bool Database::in_transaction() const { return sqlite3_get_autocommit(handle_) == 0; }
+
+int Database::changes() const { return sqlite3_changes(handle_); }
+
+void Database::fail(int code) const {
+    const int primary = code & 0xff;
+    const std::string file = path_.string();
+    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+        throw Error(ErrorCode::Corrupt, "corrupt database: " + file);
+    }
+    if (primary == SQLITE_FULL) {
+        throw Error(ErrorCode::Io, "disk full while writing " + file);
+    }
+    if (primary == SQLITE_BUSY) {
+        throw Error(ErrorCode::Io, "locked by another process: " + file);
+    }
+    if (primary == SQLITE_NOMEM) {
+        throw Error(ErrorCode::Internal, "out of memory");
+    }
+    if (primary == SQLITE_READONLY || primary == SQLITE_CANTOPEN || primary == SQLITE_PERM) {
+        throw Error(ErrorCode::Io, "could not open for writing: " + file);
+    }
+    throw Error(ErrorCode::Io, "database error on " + file + ": " +
+                                   (handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(code)));
+}
+
+Transaction::Transaction(Database& database) : database_(database), outer_(!database.in_transaction()) {
+    if (outer_) {
+        database_.execute("BEGIN IMMEDIATE");
+    }
+}
+
+Transaction::~Transaction() {
+    if (outer_ && !done_ && database_.in_transaction()) {
+        try {
+            database_.execute("ROLLBACK");
+        } catch (const Error&) {
+            // What made the rollback fail already ended the transaction.
+        }
+    }
+}
+
+void Transaction::commit() {
+    if (outer_) {
+        database_.execute("COMMIT");
+    }
+    done_ = true;
+}
+
+}  // namespace tome

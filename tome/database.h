@@ -1,0 +1,91 @@
+// SQLite (3.31 or later) behind three small classes: a database file, a statement, a transaction. All values go in as
+// bound parameters. A Database serves one thread.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace tome {
+
+class Database;
+
+/// A prepared statement, taken from its Database's cache for the time of one use.
+class Statement {
+  public:
+    Statement(Database& database, sqlite3_stmt* statement) : database_(database), statement_(statement) {}
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    Statement& bind(int index, std::int64_t value);
+    Statement& bind_text(int index, std::string_view value);  ///< not copied: must outlive the stepping
+    Statement& bind_blob(int index, std::string_view value);  ///< not copied: must outlive the stepping
+    Statement& bind_null(int index);
+
+    /// Moves to the next row; false at the end. Throws Error.
+    bool step();
+    /// Steps a statement that gives no rows.
+    void run() { step(); }
+
+    std::int64_t integer(int column) const;
+    std::string_view bytes(int column) const;  ///< text or blob, until the next step
+    bool is_null(int column) const;
+
+  private:
+    Database& database_;
+    sqlite3_stmt* statement_;
+};
+
+class Database {
+  public:
+    enum class Mode { Open, Create };
+
+    /// Opens the file in write-ahead mode with full synchronisation; waits up to a minute for locks of others. Throws
+    /// Error(Corrupt) for a file that is no database, Error(Io) otherwise.
+    Database(const std::filesystem::path& path, Mode mode);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    void execute(const char* sql);
+    /// `sql` must be a literal: statements are cached by its address.
+    Statement prepare(const char* sql);
+
+    /// The file's schema version, 0 for a new one.
+    std::int64_t user_version();
+    bool in_transaction() const;
+    int changes() const;
+
+    /// The error for SQLite's result `code` on this file.
+    [[noreturn]] void fail(int code) const;
+
+  private:
+    std::filesystem::path path_;
+    sqlite3* handle_ = nullptr;
+    std::unordered_map<const void*, sqlite3_stmt*> statements_;
+};
+
+/// A write transaction: begins at once, is rolled back unless committed. Inside another one it is part of that.
+class Transaction {
+  public:
+    explicit Transaction(Database& database);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void commit();
+
+  private:
+    Database& database_;
+    bool outer_;
+    bool done_ = false;
+};
+
+}  // namespace tome

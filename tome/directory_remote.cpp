@@ -1,0 +1,155 @@
+#include "tome/directory_remote.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "tome/clock.h"
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+constexpr std::string_view marker_text = "tome remote 1\n";
+
+std::filesystem::path marker_path(const std::filesystem::path& directory) { return directory / "tome-remote"; }
+
+bool is_remote(const std::filesystem::path& directory) {
+    const std::string marker = marker_path(directory).string();
+    const FileDescriptor file = open_file_at(AT_FDCWD, marker, marker);
+    return file.is_open() && read_whole(file.get(), marker, 4096) == marker_text;
+}
+
+std::string repository_url(const RepositoryLocation& location) {
+    return canonical_url(location.remote) + "/" + location.name;
+}
+
+}  // namespace
+
+void prepare_directory_remote(const std::filesystem::path& directory) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(directory, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        if (mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST) {
+            throw system_error("could not make remote " + directory.string(), errno);
+        }
+    } else if (error) {
+        throw Error(ErrorCode::Io, "could not open remote " + directory.string() + ": " + error.message());
+    } else if (status.type() != std::filesystem::file_type::directory) {
+        throw Error(ErrorCode::Invalid, "the remote is not a directory: " + directory.string());
+    }
+    if (is_remote(directory)) {
+        return;
+    }
+    if (!std::filesystem::is_empty(directory, error) || error) {
+        // Another process may be making the same remote; its marker decides.
+        if (!is_remote(directory)) {
+            throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + directory.string());
+        }
+        return;
+    }
+    write_file_durably(marker_path(directory), marker_text);
+    sync_directory(directory.parent_path());
+}
+
+bool create_repository_store(const std::filesystem::path& directory) {
+    const std::filesystem::path aside = directory.string() + ".new-" + random_text();
+    if (!ObjectStore::create(aside)) {
+        throw Error(ErrorCode::Io, "could not make repository " + directory.string());
+    }
+    std::error_code ignored;
+    try {
+        ObjectStore store(aside);
+        BranchRecord main;
+        main.name = "main";
+        main.created_at = main.updated_at = current_time();
+        compare_and_set_branch(store.database(), main);
+    } catch (const Error&) {
+        std::filesystem::remove_all(aside, ignored);
+        throw;
+    }
+    if (rename(aside.c_str(), directory.c_str()) != 0) {
+        const int number = errno;
+        std::filesystem::remove_all(aside, ignored);
+        if (number == EEXIST || number == ENOTEMPTY || number == ENOTDIR) {
+            return false;
+        }
+        throw system_error("could not make repository " + directory.string(), number);
+    }
+    sync_directory(directory.parent_path());
+    return true;
+}
+
+void DirectoryRemote::create_repository(const RepositoryLocation& location) {
+    prepare_directory_remote(location.remote);
+    const std::filesystem::path directory = location.remote / location.name;
+    std::error_code error;
+    if (std::filesystem::exists(std::filesystem::symlink_status(directory, error)) ||
+        !create_repository_store(directory)) {
+        throw Error(ErrorCode::AlreadyExists, "Already exists: " + repository_url(location));
+    }
+}
+
+std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation& location) {
+    const std::filesystem::path directory = location.remote / location.name;
+    std::error_code error;
+    if (!std::filesystem::exists(directory, error)) {
+        if (std::filesystem::exists(location.remote, error) && !std::filesystem::is_empty(location.remote, error) &&
+            !is_remote(location.remote)) {
+            throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + location.remote.string());
+        }
+        if (error && error != std::errc::no_such_file_or_directory) {
+            throw Error(ErrorCode::Io, "could not open remote " + location.remote.string() + ": " + error.message());
+        }
+        throw Error(ErrorCode::NotFound, "Not found: " + repository_url(location));
+    }
+    return std::make_unique<DirectoryRemote>(std::make_shared<ObjectStore>(directory));
+}
+
+void DirectoryRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
+                                  const std::vector<NewObject>& made) {
+    const auto content_of = [&](const Digest& digest) {
+        std::optional<Content> content = source.find_content(digest);
+        if (!content) {
+            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+        }
+        return std::move(*content);
+    };
+    for (const auto& [kind, digest] : wanted) {
+        if (kind == ObjectKind::Content) {
+            store_->prepare_content(digest, content_of(digest));
+        }
+    }
+    Transaction transaction(store_->database());
+    for (const auto& [kind, digest] : wanted) {
+        if (kind == ObjectKind::Content) {
+            store_->add_content(digest, content_of(digest));
+        } else if (const auto bytes = source.find_object(digest)) {
+            store_->add_object(kind, *bytes);
+        } else {
+            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+        }
+    }
+    for (const NewObject& object : made) {
+        store_->add_object(object.kind, object.bytes);
+    }
+    transaction.commit();
+}
+
+std::optional<BranchRecord> DirectoryRemote::find_branch(const BranchName& name) {
+    return read_branch(store_->database(), name);
+}
+
+std::vector<BranchRecord> DirectoryRemote::branches() { return list_branches(store_->database()); }
+
+bool DirectoryRemote::compare_and_set(const BranchRecord& record) {
+    Transaction transaction(store_->database());
+    const bool written = compare_and_set_branch(store_->database(), record);
+    if (written) {
+        transaction.commit();
+    }
+    return written;
+}
+
+}  // namespace tome

@@ -1,0 +1,153 @@
+#include "tome/file_io.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <random>
+#include <vector>
+
+#include "tome/error.h"
+#include "tome/platform.h"
+
+namespace tome {
+namespace {
+
+template <typename Call>
+auto repeat_interrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+}  // namespace
+
+void FileDescriptor::reset() {
+    if (descriptor_ >= 0) {
+        close(descriptor_);
+        descriptor_ = -1;
+    }
+}
+
+FileDescriptor open_directory(const std::filesystem::path& path, bool no_follow) {
+    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (no_follow ? O_NOFOLLOW : 0);
+    FileDescriptor result(repeat_interrupted([&] { return open(path.c_str(), flags); }));
+    if (!result.is_open()) {
+        throw system_error("could not open directory " + path.string(), errno);
+    }
+    return result;
+}
+
+FileDescriptor open_file_at(int directory, const std::string& relative, const std::string& name) {
+    const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    FileDescriptor result(repeat_interrupted([&] { return openat(directory, relative.c_str(), flags); }));
+    if (!result.is_open()) {
+        if (errno == ENOENT || errno == ENOTDIR) {
+            return result;
+        }
+        if (errno == ELOOP) {
+            throw Error(ErrorCode::Io, "not a regular file: " + name);
+        }
+        throw system_error("could not open " + name, errno);
+    }
+    struct stat status {};
+    if (fstat(result.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        throw Error(ErrorCode::Io, "not a regular file: " + name);
+    }
+    return result;
+}
+
+FileDescriptor create_file_at(int directory, const std::string& relative, const std::string& name) {
+    const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor result(repeat_interrupted([&] { return openat(directory, relative.c_str(), flags, 0666); }));
+    if (!result.is_open()) {
+        throw system_error("could not write " + name, errno);
+    }
+    return result;
+}
+
+void write_all(int descriptor, std::string_view bytes, const std::string& name) {
+    while (!bytes.empty()) {
+        const ssize_t written = repeat_interrupted([&] { return write(descriptor, bytes.data(), bytes.size()); });
+        if (written < 0) {
+            throw system_error("could not write " + name, errno);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void read_blocks(int descriptor, const std::string& name, const std::function<void(std::string_view)>& consume) {
+    std::vector<char> block(block_bytes);
+    for (;;) {
+        const ssize_t count = repeat_interrupted([&] { return read(descriptor, block.data(), block.size()); });
+        if (count < 0) {
+            throw system_error("could not read " + name, errno);
+        }
+        if (count == 0) {
+            return;
+        }
+        consume({block.data(), static_cast<std::size_t>(count)});
+    }
+}
+
+std::string read_whole(int descriptor, const std::string& name, std::uint64_t limit) {
+    std::string bytes;
+    char block[1U << 14U];
+    for (;;) {
+        const ssize_t count = repeat_interrupted([&] { return read(descriptor, block, sizeof block); });
+        if (count < 0) {
+            throw system_error("could not read " + name, errno);
+        }
+        if (count == 0) {
+            return bytes;
+        }
+        bytes.append(block, static_cast<std::size_t>(count));
+        if (bytes.size() > limit) {
+            throw Error(ErrorCode::Io, "file is larger than expected: " + name);
+        }
+    }
+}
+
+void sync_descriptor(int descriptor, const std::string& name) {
+    if (!sync_to_disk(descriptor)) {
+        throw system_error("could not write " + name, errno);
+    }
+}
+
+void sync_directory(const std::filesystem::path& path) {
+    const FileDescriptor directory = open_directory(path);
+    sync_descriptor(directory.get(), path.string());
+}
+
+void write_file_durably(const std::filesystem::path& path, std::string_view bytes) {
+    const std::filesystem::path temporary = path.string() + ".tmp-" + random_text();
+    try {
+        const FileDescriptor file = create_file_at(AT_FDCWD, temporary.string(), path.string());
+        write_all(file.get(), bytes, path.string());
+        sync_descriptor(file.get(), path.string());
+        if (rename(temporary.c_str(), path.c_str()) != 0) {
+            throw system_error("could not write " + path.string(), errno);
+        }
+    } catch (const Error&) {
+        unlink(temporary.c_str());
+        throw;
+    }
+    sync_directory(path.parent_path());
+}
+
+std::string random_text() {
+    static constexpr char digits[] = "0123456789abcdef";
+    std::random_device source;
+    std::string text;
+    for (int word = 0; word < 2; ++word) {
+        const auto value = source();
+        for (unsigned shift = 0; shift < 32; shift += 4) {
+            text += digits[(value >> shift) & 15U];
+        }
+    }
+    return text;
+}
+
+}  // namespace tome

@@ -1,0 +1,221 @@
+#include "tome/materialization.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <set>
+
+#include "tome/error.h"
+#include "tome/platform.h"
+#include "tome/tree_diff.h"
+
+namespace tome {
+namespace {
+
+// Files by themselves up to this many; beyond, one sync of the volume is cheaper.
+constexpr std::size_t max_single_syncs = 64;
+
+using Wanted = std::map<std::string, std::optional<TreeEntry>>;
+
+class Planner {
+  public:
+    Planner(Checkout& checkout, const MaterializationRequest& request)
+        : checkout_(checkout),
+          request_(request),
+          old_(checkout.sources(), request.old_tree),
+          new_(checkout.sources(), request.new_tree) {}
+
+    MaterializationPlan plan() {
+        follow_base();
+        for (const std::string& path : request_.paths) {
+            want_folder(path);
+        }
+        if (request_.whole_tree) {
+            want_folder("");
+        }
+        for (const auto& [path, entry] : wanted_) {
+            place(path, entry);
+        }
+        for (const std::string& folder : folders_in_the_way_) {
+            check_folder(folder);
+        }
+        refuse_blocked();
+        return std::move(plan_);
+    }
+
+  private:
+    // Held files that differ between the base before and after.
+    void follow_base() {
+        for (const FileDifference& difference :
+             diff_trees(checkout_.sources(), request_.old_tree, request_.new_tree)) {
+            if (checkout_.index().held_file(difference.path)) {
+                wanted_[difference.path] = difference.after;
+            }
+        }
+    }
+
+    void want_folder(const std::string& folder) {
+        for (const auto& [path, held] : checkout_.index().held_files(folder)) {
+            wanted_[path] = std::nullopt;
+        }
+        if (!folder.empty()) {
+            wanted_[folder] = std::nullopt;
+        }
+        bool found = false;
+        visit_files(checkout_.sources(), request_.target, folder, [&](const std::string& path, const TreeEntry& entry) {
+            wanted_[path] = entry;
+            found = found || path != folder;
+        });
+        if (found && !folder.empty()) {
+            wanted_.erase(folder);  // A folder in the target; its files are listed one by one.
+        }
+    }
+
+    void place(const std::string& text, const std::optional<TreeEntry>& entry) {
+        const TreePath path = TreePath::parse(text);
+        const std::optional<WorkingEntry> standing = checkout_.files().find(path);
+        if (!standing) {
+            entry ? void(plan_.writes.emplace(text, *entry)) : plan_.dropped.push_back(text);
+            return;
+        }
+        if (standing->kind == WorkingEntry::Kind::Folder) {
+            if (entry) {
+                folders_in_the_way_.push_back(text);
+                plan_.writes.emplace(text, *entry);
+            } else {
+                plan_.dropped.push_back(text);
+            }
+            return;
+        }
+        if (standing->kind == WorkingEntry::Kind::Other) {
+            blocked_.insert(text);
+            return;
+        }
+        const auto [digest, known] = current_content(path, standing->stamp);
+        const bool same_content = entry && entry->digest == digest;
+        if (same_content && entry->executable == standing->stamp.executable) {
+            plan_.already_there.emplace(text, std::pair(digest, standing->stamp));
+            return;
+        }
+        if (!known && !same_content && !request_.overwrite && !is_in_a_base(text, digest)) {
+            blocked_.insert(text);
+            return;
+        }
+        entry ? void(plan_.writes.emplace(text, *entry)) : plan_.removals.push_back(text);
+    }
+
+    // The working file's digest, and whether it is what the checkout itself put there.
+    std::pair<Digest, bool> current_content(const TreePath& path, const FileStamp& stamp) {
+        const std::optional<HeldFile> held = checkout_.index().held_file(path.text());
+        if (held && held->is_unchanged(stamp)) {
+            return {held->digest, true};
+        }
+        const Digest digest = checkout_.files().hash(path).first;
+        return {digest, held && held->digest == digest && checkout_.sources().contains(digest)};
+    }
+
+    bool is_in_a_base(const std::string& path, const Digest& digest) {
+        const auto before = old_.find_file(path);
+        const auto after = new_.find_file(path);
+        return (before && before->digest == digest) || (after && after->digest == digest);
+    }
+
+    // A folder may give way to a file when everything in it goes, too.
+    void check_folder(const std::string& folder) {
+        const std::set<std::string> going(plan_.removals.begin(), plan_.removals.end());
+        checkout_.files().scan(folder, {}, [&](const std::string& path, const WorkingEntry&) {
+            if (!going.contains(path)) {
+                blocked_.insert(path);
+            }
+        });
+    }
+
+    void refuse_blocked() const {
+        if (blocked_.empty()) {
+            return;
+        }
+        std::string text = "uncommitted changes would be overwritten: " + *blocked_.begin();
+        if (blocked_.size() > 1) {
+            text += " and " + std::to_string(blocked_.size() - 1) + " more";
+        }
+        throw Error(ErrorCode::WouldOverwrite, text);
+    }
+
+    Checkout& checkout_;
+    const MaterializationRequest& request_;
+    TreeLookup old_;
+    TreeLookup new_;
+    Wanted wanted_;
+    MaterializationPlan plan_;
+    std::vector<std::string> folders_in_the_way_;
+    std::set<std::string> blocked_;
+};
+
+// Complete copies of the files to write, beside the working tree.
+std::map<std::string, std::filesystem::path> prepare_files(Checkout& checkout, const MaterializationPlan& plan) {
+    std::map<std::string, std::filesystem::path> prepared;
+    const bool one_by_one = plan.writes.size() <= max_single_syncs;
+    FileDescriptor last;
+    for (const auto& [path, entry] : plan.writes) {
+        const std::filesystem::path temporary = checkout.temporary_path();
+        last = create_file_at(AT_FDCWD, temporary.string(), path);
+        checkout.sources().copy_content(entry.digest, last.get(), path);
+        if (entry.executable && fchmod(last.get(), 0755) != 0) {
+            throw system_error("could not write " + path, errno);
+        }
+        if (one_by_one) {
+            sync_descriptor(last.get(), path);
+        }
+        prepared.emplace(path, temporary);
+    }
+    if (!one_by_one && !sync_file_system(last.get())) {
+        throw system_error("could not write to " + checkout.directory().string(), errno);
+    }
+    return prepared;
+}
+
+}  // namespace
+
+MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request) {
+    return Planner(checkout, request).plan();
+}
+
+std::vector<std::string> materialize(Checkout& checkout, const MaterializationPlan& plan,
+                                     const std::function<void()>& finish) {
+    const std::map<std::string, std::filesystem::path> prepared = prepare_files(checkout, plan);
+    std::vector<std::string> changed = plan.removals;
+    for (const std::string& path : plan.removals) {
+        checkout.files().remove(TreePath::parse(path));
+    }
+    std::map<std::string, FileStamp> installed;
+    for (const auto& [path, temporary] : prepared) {
+        const TreePath target = TreePath::parse(path);
+        const std::optional<WorkingEntry> standing = checkout.files().find(target);
+        if (standing && standing->kind == WorkingEntry::Kind::Folder) {
+            checkout.files().remove_empty_folder(target);
+        }
+        installed.emplace(path, checkout.files().install(temporary, target));
+        changed.push_back(path);
+    }
+    Transaction transaction(checkout.index().database());
+    for (const auto& [path, stamp] : installed) {
+        checkout.index().hold_file(path, plan.writes.at(path).digest, stamp);
+    }
+    for (const auto& [path, content] : plan.already_there) {
+        checkout.index().hold_file(path, content.first, content.second);
+    }
+    for (const std::vector<std::string>* gone : {&plan.removals, &plan.dropped}) {
+        for (const std::string& path : *gone) {
+            checkout.index().drop_file(path);
+        }
+    }
+    finish();
+    transaction.commit();
+    std::sort(changed.begin(), changed.end());
+    return changed;
+}
+
+}  // namespace tome

@@ -1,0 +1,41 @@
+// Bringing working files to a tree. A plan says what is to be written and removed and refuses what would be lost;
+// nothing is touched before every new file stands complete in ".tome/tmp".
+//
+// A working file may be replaced or removed when its bytes exist elsewhere: they are what the checkout put there, or the
+// content of the same path in the base before, the base after or the target.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tome/checkout.h"
+
+namespace tome {
+
+struct MaterializationRequest {
+    Digest old_tree;                 ///< of the base before
+    Digest new_tree;                 ///< of the base after; held files that differ between the two follow
+    Digest target;                   ///< the tree that `paths` are brought to
+    std::vector<std::string> paths;  ///< files or folders, checked
+    bool whole_tree = false;         ///< all of `target`; files held beyond it go
+    bool overwrite = false;          ///< replace uncommitted changes, too
+};
+
+struct MaterializationPlan {
+    std::map<std::string, TreeEntry> writes;
+    std::vector<std::string> removals;
+    std::map<std::string, std::pair<Digest, FileStamp>> already_there;
+    std::vector<std::string> dropped;  ///< held files that are gone and stay so
+};
+
+/// Throws Error(WouldOverwrite) "uncommitted changes would be overwritten: PATH" (and how many more).
+MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request);
+
+/// Writes, removes and records in the index, in one transaction with `finish`; returns the changed paths, sorted.
+std::vector<std::string> materialize(Checkout& checkout, const MaterializationPlan& plan,
+                                     const std::function<void()>& finish);
+
+}  // namespace tome

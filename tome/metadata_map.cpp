@@ -1,0 +1,119 @@
+#include "tome/metadata_map.h"
+
+#include <set>
+
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+using Entries = std::map<std::string, std::string>;
+
+constexpr std::size_t max_depth = 64;  // nibbles of a digest
+
+std::string group_of(const std::string& key) { return key.substr(0, key.rfind('.')); }
+
+std::uint8_t nibble_of(const std::string& key, std::size_t depth) {
+    const Digest digest = digest_of(group_of(key));
+    const std::uint8_t byte = digest.bytes.at(depth / 2);
+    return depth % 2 == 0 ? static_cast<std::uint8_t>(byte >> 4) : static_cast<std::uint8_t>(byte & 15);
+}
+
+bool fits_leaf(const Entries& entries, std::size_t depth) {
+    std::set<std::string> groups;
+    for (const auto& [key, value] : entries) {
+        groups.insert(group_of(key));
+    }
+    return groups.size() <= max_groups_in_leaf || depth == max_depth;
+}
+
+std::map<std::uint8_t, Entries> by_nibble(const Entries& entries, std::size_t depth) {
+    std::map<std::uint8_t, Entries> result;
+    for (const auto& entry : entries) {
+        result[nibble_of(entry.first, depth)].insert(entry);
+    }
+    return result;
+}
+
+Digest set_at(ObjectSource& source, const Digest& root, const Entries& values, std::size_t depth, ObjectSink& sink) {
+    MetadataNode node;
+    if (!root.is_zero()) {
+        node = read_metadata_node(source, root);
+    }
+    if (node.leaf) {
+        for (const auto& [key, value] : values) {
+            node.entries.insert_or_assign(key, value);
+        }
+        if (fits_leaf(node.entries, depth)) {
+            return sink.add(ObjectKind::Metadata, encode_metadata_node(node));
+        }
+    }
+    const std::map<std::uint8_t, Entries> parts = by_nibble(node.leaf ? node.entries : values, depth);
+    node.leaf = false;
+    node.entries.clear();
+    for (const auto& [nibble, part] : parts) {
+        Digest& child = node.children[nibble];
+        child = set_at(source, child, part, depth + 1, sink);
+    }
+    return sink.add(ObjectKind::Metadata, encode_metadata_node(node));
+}
+
+void get_at(ObjectSource& source, const Digest& root, const Entries& wanted, std::size_t depth, Entries& found) {
+    if (root.is_zero() || depth > max_depth) {
+        return;
+    }
+    const MetadataNode node = read_metadata_node(source, root);
+    if (node.leaf) {
+        for (const auto& [key, unused] : wanted) {
+            if (const auto entry = node.entries.find(key); entry != node.entries.end()) {
+                found.insert(*entry);
+            }
+        }
+        return;
+    }
+    for (const auto& [nibble, part] : by_nibble(wanted, depth)) {
+        if (const auto child = node.children.find(nibble); child != node.children.end()) {
+            get_at(source, child->second, part, depth + 1, found);
+        }
+    }
+}
+
+void list_at(ObjectSource& source, const Digest& root, std::size_t depth, Entries& found) {
+    if (root.is_zero()) {
+        return;
+    }
+    if (depth > max_depth) {
+        throw Error(ErrorCode::Corrupt, "corrupt object: metadata nested too deep (object " + to_hex(root) + ")");
+    }
+    const MetadataNode node = read_metadata_node(source, root);
+    found.insert(node.entries.begin(), node.entries.end());
+    for (const auto& [nibble, child] : node.children) {
+        list_at(source, child, depth + 1, found);
+    }
+}
+
+}  // namespace
+
+std::map<std::string, std::string> get_metadata(ObjectSource& source, const Digest& root,
+                                                const std::vector<std::string>& keys) {
+    Entries wanted;
+    for (const std::string& key : keys) {
+        wanted.emplace(key, "");
+    }
+    Entries found;
+    get_at(source, root, wanted, 0, found);
+    return found;
+}
+
+std::map<std::string, std::string> list_metadata(ObjectSource& source, const Digest& root) {
+    Entries found;
+    list_at(source, root, 0, found);
+    return found;
+}
+
+Digest set_metadata(ObjectSource& source, const Digest& root, const std::map<std::string, std::string>& values,
+                    ObjectSink& sink) {
+    return values.empty() ? root : set_at(source, root, values, 0, sink);
+}
+
+}  // namespace tome

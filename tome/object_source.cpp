@@ -1,0 +1,125 @@
+#include "tome/object_source.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <exception>
+
+#include "content/sha256.h"
+#include "tome/error.h"
+#include "tome/platform.h"
+
+namespace tome {
+namespace {
+
+template <typename Result, typename Find>
+std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource>>& sources, Find find) {
+    std::exception_ptr damage;
+    for (const auto& source : sources) {
+        try {
+            if (std::optional<Result> result = find(*source)) {
+                return result;
+            }
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::Corrupt) {
+                throw;
+            }
+            damage = std::current_exception();
+        }
+    }
+    if (damage) {
+        std::rethrow_exception(damage);
+    }
+    return std::nullopt;
+}
+
+[[noreturn]] void missing(const Digest& digest) {
+    throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+}
+
+template <typename Parse>
+auto read_object(ObjectSource& source, const Digest& digest, Parse parse) {
+    const std::optional<std::string> bytes = source.find_object(digest);
+    if (!bytes) {
+        missing(digest);
+    }
+    try {
+        return parse(*bytes);
+    } catch (const Error& error) {
+        throw Error(ErrorCode::Corrupt, std::string(error.what()) + " (object " + to_hex(digest) + ")");
+    }
+}
+
+void empty_file(int file, const std::string& name) {
+    if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) {
+        throw system_error("could not write " + name, errno);
+    }
+}
+
+}  // namespace
+
+std::optional<std::string> ObjectSources::find_object(const Digest& digest) {
+    return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.find_object(digest); });
+}
+
+std::optional<Content> ObjectSources::find_content(const Digest& digest) {
+    return first_sound<Content>(sources_, [&](ObjectSource& source) { return source.find_content(digest); });
+}
+
+bool ObjectSources::contains(const Digest& digest) {
+    for (const auto& source : sources_) {
+        if (source->contains(digest)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void ObjectSources::copy_content(const Digest& digest, int to, const std::string& name) {
+    const auto copied = first_sound<bool>(sources_, [&](ObjectSource& source) -> std::optional<bool> {
+        const std::optional<Content> content = source.find_content(digest);
+        if (!content) {
+            return std::nullopt;
+        }
+        empty_file(to, name);
+        tome::copy_content(digest, *content, to, name);
+        return true;
+    });
+    if (!copied) {
+        throw Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(digest));
+    }
+}
+
+Tree read_tree(ObjectSource& source, const Digest& digest) { return read_object(source, digest, parse_tree); }
+
+Revision read_revision(ObjectSource& source, const Digest& digest) {
+    return read_object(source, digest, parse_revision);
+}
+
+MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest) {
+    return read_object(source, digest, parse_metadata_node);
+}
+
+void copy_content(const Digest& digest, const Content& content, int to, const std::string& name) {
+    if (!content.in_file()) {
+        write_all(to, content.bytes, name);
+        return;
+    }
+    const bool cloned = clone_file_blocks(content.file.get(), to);
+    quill::Sha256 hash;
+    read_blocks(content.file.get(), name, [&](std::string_view block) {
+        hash.update(block.data(), block.size());
+        if (!cloned) {
+            write_all(to, block, name);
+        }
+    });
+    if (Digest{hash.finish()} != digest) {
+        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest) + " (content of " + name + ")");
+    }
+}
+
+std::string corrupt_object_text(const Digest& digest, const std::string& where) {
+    return "corrupt object " + to_hex(digest) + " in " + where;
+}
+
+}  // namespace tome

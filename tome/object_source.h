@@ -1,0 +1,66 @@
+// Where objects are read from: a store, or several behind one another. What is read is verified against its name.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tome/digest.h"
+#include "tome/file_io.h"
+#include "tome/object_encoding.h"
+
+namespace tome {
+
+/// The bytes of a file: small ones in memory, large ones behind a descriptor that stands at their start.
+struct Content {
+    std::string bytes;
+    FileDescriptor file;
+    std::uint64_t size = 0;
+    bool in_file() const { return file.is_open(); }
+};
+
+class ObjectSource {
+  public:
+    virtual ~ObjectSource() = default;
+
+    /// The bytes of a tree, revision or metadata node; nothing when it is not here. Throws Error(Corrupt)
+    /// "corrupt object HEX in STORE" when they do not hash to the name.
+    virtual std::optional<std::string> find_object(const Digest& digest) = 0;
+
+    /// A file's content; nothing when it is not here. Small content is verified, large content by copy_content.
+    virtual std::optional<Content> find_content(const Digest& digest) = 0;
+
+    virtual bool contains(const Digest& digest) = 0;
+};
+
+/// Sources in the order in which they are asked. A damaged copy in one is made good by a sound one in a later one.
+class ObjectSources final : public ObjectSource {
+  public:
+    void add(std::shared_ptr<ObjectSource> source) { sources_.push_back(std::move(source)); }
+
+    std::optional<std::string> find_object(const Digest& digest) override;
+    std::optional<Content> find_content(const Digest& digest) override;
+    bool contains(const Digest& digest) override;
+
+    /// Writes the content to the empty file `to` and checks it against its name on the way. Throws Error(NotFound) or
+    /// Error(Corrupt); `name` is what the file is called in errors.
+    void copy_content(const Digest& digest, int to, const std::string& name);
+
+  private:
+    std::vector<std::shared_ptr<ObjectSource>> sources_;
+};
+
+/// Each reads and parses one object; throws Error(NotFound) "missing object: HEX" or Error(Corrupt) with its name.
+Tree read_tree(ObjectSource& source, const Digest& digest);
+Revision read_revision(ObjectSource& source, const Digest& digest);
+MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest);
+
+/// Copies `content` to the file `to`, whose end is where it is; throws Error(Corrupt) when it does not hash to `digest`.
+void copy_content(const Digest& digest, const Content& content, int to, const std::string& name);
+
+/// The text of the error for an object whose bytes are damaged in the store at `where`.
+std::string corrupt_object_text(const Digest& digest, const std::string& where);
+
+}  // namespace tome

@@ -1,0 +1,237 @@
+#include "tome/object_store.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "content/sha256.h"
+#include "tome/error.h"
+#include "tome/platform.h"
+
+namespace tome {
+namespace {
+
+constexpr int store_version = 1;
+constexpr const char* schema = R"sql(
+BEGIN;
+CREATE TABLE object (
+  digest BLOB NOT NULL UNIQUE,   -- 32 bytes
+  kind INTEGER NOT NULL,         -- ObjectKind
+  size INTEGER NOT NULL,
+  bytes BLOB                     -- null: in the content folder
+);
+CREATE TABLE branch (
+  name TEXT PRIMARY KEY,
+  kind TEXT NOT NULL,
+  author TEXT NOT NULL,
+  head BLOB NOT NULL,            -- 32 bytes, all zero without a revision
+  metadata BLOB NOT NULL,        -- root of the metadata map, all zero when empty
+  archived INTEGER NOT NULL,
+  created_at INTEGER NOT NULL,
+  updated_at INTEGER NOT NULL,
+  sequence INTEGER NOT NULL,     -- grows with every write
+  nonce TEXT NOT NULL            -- of the last write
+) WITHOUT ROWID;
+PRAGMA user_version = 1;
+COMMIT;
+)sql";
+
+std::filesystem::path database_path(const std::filesystem::path& directory) { return directory / "store.db"; }
+
+const std::filesystem::path& require_store(const std::filesystem::path& directory) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(database_path(directory), error)) {
+        if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory) {
+            throw Error(ErrorCode::Io, "could not open store " + directory.string() + ": " + error.message());
+        }
+        throw Error(ErrorCode::NotFound, "Not found: no Tome store at " + directory.string());
+    }
+    return directory;
+}
+
+void refuse_network_file_system(const std::filesystem::path& directory) {
+    const FileDescriptor descriptor = open_directory(directory);
+    if (is_on_network_file_system(descriptor.get())) {
+        throw Error(ErrorCode::Invalid, "a Tome store cannot lie on a network file system, whose locks do not reach "
+                                        "other hosts; use an object-store remote instead: " +
+                                            directory.string());
+    }
+}
+
+}  // namespace
+
+bool ObjectStore::create(const std::filesystem::path& directory) {
+    const std::filesystem::path aside = directory.string() + ".making-" + random_text();
+    std::error_code error;
+    if (std::filesystem::exists(std::filesystem::symlink_status(directory, error))) {
+        return false;
+    }
+    refuse_network_file_system(directory.parent_path());
+    if (mkdir(aside.c_str(), 0777) != 0 || mkdir((aside / "content").c_str(), 0777) != 0) {
+        throw system_error("could not make store " + directory.string(), errno);
+    }
+    try {
+        Database(database_path(aside), Database::Mode::Create).execute(schema);
+        sync_directory(aside);
+        if (rename(aside.c_str(), directory.c_str()) != 0) {
+            const int number = errno;
+            if (number == EEXIST || number == ENOTEMPTY || number == ENOTDIR) {
+                std::filesystem::remove_all(aside, error);
+                return false;
+            }
+            throw system_error("could not make store " + directory.string(), number);
+        }
+    } catch (const Error&) {
+        std::filesystem::remove_all(aside, error);
+        throw;
+    }
+    sync_directory(directory.parent_path());
+    return true;
+}
+
+ObjectStore::ObjectStore(const std::filesystem::path& directory)
+    : directory_(require_store(directory)), database_(database_path(directory), Database::Mode::Open) {
+    const std::int64_t version = database_.user_version();
+    if (version > store_version) {
+        throw Error(ErrorCode::Invalid, "the store was written by a newer Tome (format " + std::to_string(version) +
+                                            "); update to use it: " + directory.string());
+    }
+    if (version != store_version) {
+        throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string());
+    }
+}
+
+std::filesystem::path ObjectStore::content_path(const Digest& digest) const {
+    const std::string name = to_hex(digest);
+    return directory_ / "content" / name.substr(0, 2) / name.substr(2);
+}
+
+std::optional<std::string> ObjectStore::find_object(const Digest& digest) {
+    Statement query = database_.prepare("SELECT bytes FROM object WHERE digest = ? AND bytes IS NOT NULL");
+    if (!query.bind_blob(1, digest.view()).step()) {
+        return std::nullopt;
+    }
+    std::string bytes(query.bytes(0));
+    if (digest_of(bytes) != digest) {
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()));
+    }
+    return bytes;
+}
+
+std::optional<Content> ObjectStore::find_content(const Digest& digest) {
+    Statement query = database_.prepare("SELECT size, bytes FROM object WHERE digest = ?");
+    if (!query.bind_blob(1, digest.view()).step()) {
+        return std::nullopt;
+    }
+    Content content;
+    content.size = static_cast<std::uint64_t>(query.integer(0));
+    if (!query.is_null(1)) {
+        content.bytes = query.bytes(1);
+        if (digest_of(content.bytes) != digest) {
+            throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()));
+        }
+        return content;
+    }
+    const std::filesystem::path path = content_path(digest);
+    content.file = open_file_at(AT_FDCWD, path.string(), path.string());
+    struct stat status {};
+    if (!content.in_file() || fstat(content.file.get(), &status) != 0 ||
+        static_cast<std::uint64_t>(status.st_size) != content.size) {
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()));
+    }
+    return content;
+}
+
+bool ObjectStore::contains(const Digest& digest) {
+    Statement query = database_.prepare("SELECT 1 FROM object WHERE digest = ?");
+    return query.bind_blob(1, digest.view()).step();
+}
+
+void ObjectStore::add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, const std::string* bytes) {
+    Statement insert =
+        database_.prepare("INSERT INTO object(digest, kind, size, bytes) VALUES(?, ?, ?, ?) ON CONFLICT DO NOTHING");
+    insert.bind_blob(1, digest.view()).bind(2, static_cast<int>(kind)).bind(3, static_cast<std::int64_t>(size));
+    bytes != nullptr ? insert.bind_blob(4, *bytes) : insert.bind_null(4);
+    insert.run();
+}
+
+Digest ObjectStore::add_object(ObjectKind kind, std::string_view bytes) {
+    const Digest digest = digest_of(bytes);
+    const std::string copy(bytes);
+    add_row(digest, kind, copy.size(), &copy);
+    return digest;
+}
+
+StoredFile ObjectStore::add_file(int file, const std::string& name) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) {
+        throw system_error("could not read " + name, errno);
+    }
+    if (static_cast<std::uint64_t>(status.st_size) > max_inline_bytes) {
+        return add_large_file(file, name);
+    }
+    const std::string bytes = read_whole(file, name, max_inline_bytes);
+    const StoredFile stored{digest_of(bytes), bytes.size()};
+    add_row(stored.digest, ObjectKind::Content, stored.size, &bytes);
+    return stored;
+}
+
+StoredFile ObjectStore::add_large_file(int file, const std::string& name) {
+    const std::filesystem::path temporary = directory_ / "content" / ("tmp-" + random_text());
+    StoredFile stored;
+    try {
+        const FileDescriptor copy = create_file_at(AT_FDCWD, temporary.string(), temporary.string());
+        quill::Sha256 hash;
+        read_blocks(file, name, [&](std::string_view block) {
+            hash.update(block.data(), block.size());
+            stored.size += block.size();
+            write_all(copy.get(), block, temporary.string());
+        });
+        stored.digest = Digest{hash.finish()};
+        sync_descriptor(copy.get(), temporary.string());
+        install_content_file(temporary, stored.digest);
+    } catch (const Error&) {
+        unlink(temporary.c_str());
+        throw;
+    }
+    add_row(stored.digest, ObjectKind::Content, stored.size, nullptr);
+    return stored;
+}
+
+void ObjectStore::install_content_file(const std::filesystem::path& temporary, const Digest& digest) {
+    const std::filesystem::path path = content_path(digest);
+    const bool made = mkdir(path.parent_path().c_str(), 0777) == 0;
+    if (!made && errno != EEXIST) {
+        throw system_error("could not write " + path.string(), errno);
+    }
+    if (rename(temporary.c_str(), path.c_str()) != 0) {
+        throw system_error("could not write " + path.string(), errno);
+    }
+    sync_directory(path.parent_path());
+    if (made) {
+        sync_directory(path.parent_path().parent_path());
+    }
+}
+
+void ObjectStore::prepare_content(const Digest& digest, const Content& content) {
+    if (!content.in_file() || contains(digest)) {
+        return;
+    }
+    const std::filesystem::path temporary = directory_ / "content" / ("tmp-" + random_text());
+    try {
+        const FileDescriptor copy = create_file_at(AT_FDCWD, temporary.string(), temporary.string());
+        copy_content(digest, content, copy.get(), temporary.string());
+        sync_descriptor(copy.get(), temporary.string());
+        install_content_file(temporary, digest);
+    } catch (const Error&) {
+        unlink(temporary.c_str());
+        throw;
+    }
+}
+
+void ObjectStore::add_content(const Digest& digest, const Content& content) {
+    add_row(digest, ObjectKind::Content, content.size, content.in_file() ? nullptr : &content.bytes);
+}
+
+}  // namespace tome

@@ -1,0 +1,64 @@
+// A store: a directory with the database "store.db" (small objects and the branch table) and the folder "content" with
+// a file for each large content, named by its digest. One format for a checkout's own store, a shared store and a
+// repository on a directory remote. Format: docs/formats.md.
+//
+// An object is added only when everything it refers to is there, so an object that is there is whole.
+// Processes: any number may use a store at once. Threads: one at a time for each ObjectStore.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "tome/database.h"
+#include "tome/object_source.h"
+
+namespace tome {
+
+/// Content up to this many bytes stands in the database; above, in a file of its own.
+inline constexpr std::uint64_t max_inline_bytes = 64U << 10U;
+
+struct StoredFile {
+    Digest digest;
+    std::uint64_t size = 0;
+};
+
+class ObjectStore final : public ObjectSource {
+  public:
+    /// Makes a store in `directory`, which must not exist while its parent does; it appears whole or not at all. False
+    /// when something stands there already. Refuses network file systems.
+    static bool create(const std::filesystem::path& directory);
+
+    /// Opens a store. Throws Error(NotFound) when there is none, Error(Corrupt) when it is damaged.
+    explicit ObjectStore(const std::filesystem::path& directory);
+
+    std::optional<std::string> find_object(const Digest& digest) override;
+    std::optional<Content> find_content(const Digest& digest) override;
+    bool contains(const Digest& digest) override;
+
+    /// Adds a tree, revision or metadata node and returns its name.
+    Digest add_object(ObjectKind kind, std::string_view bytes);
+
+    /// Adds the bytes of an open file from its start on, reading them once. Durable with the transaction around it.
+    StoredFile add_file(int file, const std::string& name);
+
+    /// Makes large content durable in its file ahead of add_content, outside any transaction, so that a long copy
+    /// keeps nobody waiting. Does nothing for small content.
+    void prepare_content(const Digest& digest, const Content& content);
+
+    /// Adds content from another store; large content must have been prepared.
+    void add_content(const Digest& digest, const Content& content);
+
+    Database& database() { return database_; }
+    const std::filesystem::path& directory() const { return directory_; }
+
+  private:
+    void add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, const std::string* bytes);
+    void install_content_file(const std::filesystem::path& temporary, const Digest& digest);
+    std::filesystem::path content_path(const Digest& digest) const;
+    StoredFile add_large_file(int file, const std::string& name);
+
+    std::filesystem::path directory_;
+    Database database_;
+};
+
+}  // namespace tome

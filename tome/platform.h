@@ -1,0 +1,27 @@
+// What Linux and macOS do in ways of their own, each with a fallback that any POSIX system has.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+
+namespace tome {
+
+/// Waits until what was written to the descriptor survives a power cut. False with errno set on failure.
+bool sync_to_disk(int descriptor);
+
+/// Makes everything written to the file system that holds `descriptor` survive a power cut: one wait for many files.
+bool sync_file_system(int descriptor);
+
+/// Makes the empty file `to` a clone of `from` that shares its blocks. False, with `to` still empty, where the file
+/// system cannot do that.
+bool clone_file_blocks(int from, int to);
+
+/// Whether the directory lies on a network file system, where locks and shared memory of several hosts do not meet.
+bool is_on_network_file_system(int directory);
+
+/// Nanoseconds since the Unix epoch.
+std::int64_t modification_time(const struct stat& status);
+std::int64_t change_time(const struct stat& status);
+
+}  // namespace tome

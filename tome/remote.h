@@ -1,0 +1,37 @@
+// What the engine asks of a repository that many checkouts share. Nothing above this interface knows what kind of
+// remote it talks to.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tome/branch_table.h"
+#include "tome/object_sink.h"
+#include "tome/object_source.h"
+
+namespace tome {
+
+class Remote {
+  public:
+    virtual ~Remote() = default;
+
+    /// The objects of the repository, read where they are.
+    virtual std::shared_ptr<ObjectSource> objects() = 0;
+
+    /// Adds objects found in `source` by kind and name, each after what it refers to, and then `made`, in that order.
+    /// All durable when this returns; a failure may leave some, which are garbage until a later push needs them.
+    virtual void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
+                             const std::vector<NewObject>& made) = 0;
+
+    virtual std::optional<BranchRecord> find_branch(const BranchName& name) = 0;
+
+    /// In byte order of their names.
+    virtual std::vector<BranchRecord> branches() = 0;
+
+    /// Writes the record if the branch's sequence still is `record.sequence` (0: no such branch). False otherwise.
+    virtual bool compare_and_set(const BranchRecord& record) = 0;
+};
+
+}  // namespace tome

@@ -1,0 +1,107 @@
+#include "tome/revision_graph.h"
+
+#include <map>
+#include <queue>
+#include <set>
+
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+// Revisions not yet looked at, largest order first. A parent whose order is not below its child's would break every
+// walk, so it is refused here.
+class Frontier {
+  public:
+    explicit Frontier(ObjectSource& source) : source_(source) {}
+
+    void add(const Digest& digest, std::uint64_t below = UINT64_MAX) {
+        if (digest.is_zero() || !seen_.insert(digest).second) {
+            return;
+        }
+        Revision revision = read_revision(source_, digest);
+        const std::uint64_t order = revision.order;
+        if (order >= below) {
+            throw Error(ErrorCode::Corrupt, "corrupt object: order of revision " + to_hex(digest));
+        }
+        queue_.emplace(std::pair(order, digest), std::move(revision));
+    }
+    void add_parents(const NamedRevision& child) {
+        add(child.revision.first_parent, child.revision.order);
+        add(child.revision.second_parent, child.revision.order);
+    }
+    bool empty() const { return queue_.empty(); }
+    NamedRevision take() {
+        const auto last = std::prev(queue_.end());
+        NamedRevision result{last->first.second, std::move(last->second)};
+        queue_.erase(last);
+        return result;
+    }
+    std::uint64_t largest_order() const { return queue_.rbegin()->first.first; }
+
+  private:
+    ObjectSource& source_;
+    std::set<Digest> seen_;
+    std::map<std::pair<std::uint64_t, Digest>, Revision> queue_;
+};
+
+}  // namespace
+
+bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head) {
+    if (ancestor.is_zero() || ancestor == head) {
+        return true;
+    }
+    if (head.is_zero()) {
+        return false;
+    }
+    const std::uint64_t order = read_revision(source, ancestor).order;
+    Frontier frontier(source);
+    frontier.add(head);
+    while (!frontier.empty() && frontier.largest_order() >= order) {
+        const NamedRevision current = frontier.take();
+        if (current.digest == ancestor) {
+            return true;
+        }
+        frontier.add_parents(current);
+    }
+    return false;
+}
+
+std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Digest& b) {
+    // Bits: reached from a, reached from b, below a common ancestor that was already found.
+    enum : unsigned { from_a = 1, from_b = 2, stale = 4 };
+    std::map<Digest, unsigned> marks;
+    marks[a] |= from_a;
+    marks[b] |= from_b;
+    Frontier frontier(source);
+    frontier.add(a);
+    frontier.add(b);
+    std::vector<Digest> bases;
+    while (!frontier.empty()) {
+        const NamedRevision current = frontier.take();
+        unsigned inherited = marks[current.digest];
+        if ((inherited & (from_a | from_b)) == (from_a | from_b) && (inherited & stale) == 0) {
+            bases.push_back(current.digest);
+            inherited |= stale;
+        }
+        for (const Digest& parent : {current.revision.first_parent, current.revision.second_parent}) {
+            marks[parent] |= inherited;
+        }
+        frontier.add_parents(current);
+    }
+    return bases;
+}
+
+void visit_history(ObjectSource& source, const Digest& head, const std::function<bool(const NamedRevision&)>& visit) {
+    Frontier frontier(source);
+    frontier.add(head);
+    while (!frontier.empty()) {
+        const NamedRevision current = frontier.take();
+        if (!visit(current)) {
+            return;
+        }
+        frontier.add_parents(current);
+    }
+}
+
+}  // namespace tome

@@ -1,0 +1,27 @@
+// Walking revisions: ancestry, common ancestors, history. Orders grow along every edge, which bounds each walk.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "tome/object_source.h"
+
+namespace tome {
+
+struct NamedRevision {
+    Digest digest;
+    Revision revision;
+};
+
+/// Whether `ancestor` is `head` or reachable from it; zero is everyone's ancestor.
+bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head);
+
+/// The common ancestors of `a` and `b` that no other common ancestor descends from, by order, largest first; then by
+/// digest. None when the histories share nothing.
+std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Digest& b);
+
+/// Calls `visit` for the revisions that `head` reaches, by order, largest first, until it returns false.
+void visit_history(ObjectSource& source, const Digest& head, const std::function<bool(const NamedRevision&)>& visit);
+
+}  // namespace tome

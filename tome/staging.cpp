@@ -1,0 +1,124 @@
+#include "tome/staging.h"
+
+#include <set>
+
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+constexpr int read_attempts = 3;
+
+class Stager {
+  public:
+    Stager(Checkout& checkout, const StagingRequest& request)
+        : checkout_(checkout),
+          request_(request),
+          base_root_(checkout.tree_of(checkout.index().base())),
+          base_(checkout.sources(), base_root_) {}
+
+    void stage(const std::string& path) {
+        const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
+        if (standing && standing->kind == WorkingEntry::Kind::Folder) {
+            checkout_.files().scan(path, {},
+                                   [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
+            stage_missing(path, true);
+        } else if (standing) {
+            stage_file(path);
+            stage_missing(path, false);
+        } else {
+            stage_missing(path, false);
+        }
+    }
+
+    std::vector<StagedFile> take() { return std::move(staged_); }
+
+  private:
+    // Files of the base at or below `path` that the working tree does not have. Below an existing folder only those
+    // that the checkout held can have been deleted; the others it never had.
+    void stage_missing(const std::string& path, bool held_only) {
+        if (!request_.deletions) {
+            return;
+        }
+        std::vector<std::string> gone;
+        visit_files(checkout_.sources(), base_root_, path, [&](const std::string& file, const TreeEntry&) {
+            if (!checkout_.files().find(TreePath::parse(file)) &&
+                (!held_only || checkout_.index().held_file(file))) {
+                gone.push_back(file);
+            }
+        });
+        for (const std::string& file : gone) {
+            record(file, std::nullopt);
+            checkout_.index().drop_file(file);
+        }
+        if (gone.empty() && !base_.find_file(path)) {
+            checkout_.index().unstage(path);
+        }
+    }
+
+    void stage_file(const std::string& text) {
+        const TreePath path = TreePath::parse(text);
+        const std::optional<TreeEntry> before = base_.find_file(text);
+        if (!before && !request_.additions) {
+            return;
+        }
+        const auto [entry, stamp] = store(path);
+        checkout_.index().hold_file(text, entry.digest, stamp);
+        if (before && before->same_state(entry)) {
+            checkout_.index().unstage(text);
+        } else {
+            record(text, entry);
+        }
+    }
+
+    // The content goes to the store, unless the index knows that the base has it.
+    std::pair<TreeEntry, FileStamp> store(const TreePath& path) {
+        for (int attempt = 0; attempt < read_attempts; ++attempt) {
+            const FileDescriptor file = checkout_.files().open(path);
+            struct stat before {};
+            struct stat after {};
+            fstat(file.get(), &before);
+            const std::optional<HeldFile> held = checkout_.index().held_file(path.text());
+            const FileStamp stamp = stamp_of(before);
+            TreeEntry entry{"", TreeEntry::Kind::File, stamp.executable, stamp.size, {}};
+            if (held && held->is_unchanged(stamp) && checkout_.sources().contains(held->digest)) {
+                entry.digest = held->digest;
+                return {entry, stamp};
+            }
+            const StoredFile stored = checkout_.store().add_file(file.get(), path.text());
+            if (fstat(file.get(), &after) == 0 && stamp_of(after) == stamp && stored.size == stamp.size) {
+                entry.digest = stored.digest;
+                return {entry, stamp};
+            }
+        }
+        throw Error(ErrorCode::Io, "file keeps changing while it is read: " + path.text());
+    }
+
+    void record(const std::string& path, const std::optional<TreeEntry>& entry) {
+        checkout_.index().stage(path, entry);
+        staged_.push_back({path, entry});
+    }
+
+    Checkout& checkout_;
+    const StagingRequest& request_;
+    Digest base_root_;
+    TreeLookup base_;
+    std::vector<StagedFile> staged_;
+};
+
+}  // namespace
+
+std::vector<StagedFile> stage_files(Checkout& checkout, const StagingRequest& request) {
+    // Content is durable before the index refers to it.
+    Transaction stored(checkout.store().database());
+    Transaction indexed(checkout.index().database());
+    Stager stager(checkout, request);
+    for (const std::string& path : request.paths) {
+        stager.stage(path);
+    }
+    stored.commit();
+    indexed.commit();
+    return stager.take();
+}
+
+}  // namespace tome

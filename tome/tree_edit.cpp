@@ -1,0 +1,166 @@
+#include "tome/tree_edit.h"
+
+#include <algorithm>
+
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+Tree::const_iterator lower_bound(const Tree& tree, std::string_view name) {
+    return std::lower_bound(tree.begin(), tree.end(), name,
+                            [](const TreeEntry& entry, std::string_view wanted) { return entry.name < wanted; });
+}
+
+const TreeEntry* find_in(const Tree& tree, std::string_view name) {
+    const auto entry = lower_bound(tree, name);
+    return entry != tree.end() && entry->name == name ? &*entry : nullptr;
+}
+
+void visit_tree(ObjectSource& source, const Digest& root, const std::string& prefix, std::size_t depth,
+                const std::function<void(const std::string&, const TreeEntry&)>& visit) {
+    if (depth > max_path_depth) {
+        throw Error(ErrorCode::Corrupt, "corrupt object: folders nested too deep at " + prefix);
+    }
+    for (const TreeEntry& entry : read_tree(source, root)) {
+        const std::string path = prefix.empty() ? entry.name : prefix + "/" + entry.name;
+        if (entry.is_folder()) {
+            visit_tree(source, entry.digest, path, depth + 1, visit);
+        } else {
+            visit(path, entry);
+        }
+    }
+}
+
+// The changes to one folder: those to its own entries and those below each of its subfolders.
+struct FolderChanges {
+    std::map<std::string, std::optional<TreeEntry>> entries;
+    std::map<std::string, TreeChanges> below;
+};
+
+FolderChanges split(const TreeChanges& changes) {
+    FolderChanges result;
+    for (const auto& [path, entry] : changes) {
+        const std::size_t slash = path.find('/');
+        if (slash == std::string::npos) {
+            result.entries.emplace(path, entry);
+        } else {
+            result.below[path.substr(0, slash)].emplace(path.substr(slash + 1), entry);
+        }
+    }
+    return result;
+}
+
+// The changed folder's tree, or nothing when it ends up empty.
+std::optional<Digest> change_folder(ObjectSource& source, const Digest& root, const TreeChanges& changes,
+                                    ObjectSink& sink) {
+    std::map<std::string, TreeEntry> entries;
+    if (!root.is_zero()) {
+        for (TreeEntry& entry : read_tree(source, root)) {
+            std::string name = entry.name;
+            entries.emplace(std::move(name), std::move(entry));
+        }
+    }
+    const FolderChanges parts = split(changes);
+    for (const auto& [name, entry] : parts.entries) {
+        entries.erase(name);
+        if (entry) {
+            TreeEntry named = *entry;
+            named.name = name;
+            entries.emplace(name, named);
+        }
+    }
+    for (const auto& [name, below] : parts.below) {
+        const auto old = entries.find(name);
+        const bool was_folder = old != entries.end() && old->second.is_folder();
+        const auto tree = change_folder(source, was_folder ? old->second.digest : Digest{}, below, sink);
+        if (tree) {
+            entries[name] = TreeEntry{name, TreeEntry::Kind::Folder, false, 0, *tree};
+        } else if (was_folder) {
+            entries.erase(old);
+        }
+    }
+    if (entries.empty()) {
+        return std::nullopt;
+    }
+    Tree tree;
+    for (auto& [name, entry] : entries) {
+        tree.push_back(std::move(entry));
+    }
+    return sink.add(ObjectKind::Tree, encode_tree(tree));
+}
+
+}  // namespace
+
+Digest empty_tree(ObjectSink& sink) { return sink.add(ObjectKind::Tree, encode_tree({})); }
+
+std::optional<TreeEntry> find_entry(ObjectSource& source, const Digest& root, const TreePath& path) {
+    if (root.is_zero()) {
+        return std::nullopt;
+    }
+    TreeEntry current{"", TreeEntry::Kind::Folder, false, 0, root};
+    for (const std::string_view name : path.components()) {
+        if (!current.is_folder()) {
+            return std::nullopt;
+        }
+        const Tree tree = read_tree(source, current.digest);
+        const TreeEntry* entry = find_in(tree, name);
+        if (entry == nullptr) {
+            return std::nullopt;
+        }
+        current = TreeEntry(*entry);
+    }
+    return current;
+}
+
+const Tree& TreeLookup::folder(const std::string& path) {
+    if (const auto known = folders_.find(path); known != folders_.end()) {
+        return known->second;
+    }
+    Digest digest = root_;
+    if (!path.empty()) {
+        const TreeEntry* entry = find(path);
+        digest = entry != nullptr && entry->is_folder() ? entry->digest : Digest{};
+    }
+    return folders_.emplace(path, digest.is_zero() ? Tree{} : read_tree(source_, digest)).first->second;
+}
+
+const TreeEntry* TreeLookup::find(std::string_view path) {
+    const std::size_t slash = path.rfind('/');
+    const bool top = slash == std::string_view::npos;
+    return find_in(folder(top ? "" : std::string(path.substr(0, slash))), top ? path : path.substr(slash + 1));
+}
+
+std::optional<TreeEntry> TreeLookup::find_file(std::string_view path) {
+    const TreeEntry* entry = find(path);
+    return entry != nullptr && !entry->is_folder() ? std::optional(*entry) : std::nullopt;
+}
+
+bool TreeLookup::is_folder(std::string_view path) {
+    const TreeEntry* entry = find(path);
+    return entry != nullptr && entry->is_folder();
+}
+
+void visit_files(ObjectSource& source, const Digest& root, const std::string& folder,
+                 const std::function<void(const std::string& path, const TreeEntry&)>& visit) {
+    if (root.is_zero()) {
+        return;
+    }
+    if (folder.empty()) {
+        visit_tree(source, root, "", 0, visit);
+        return;
+    }
+    const auto entry = find_entry(source, root, TreePath::parse(folder));
+    if (entry && entry->is_folder()) {
+        visit_tree(source, entry->digest, folder, 1, visit);
+    } else if (entry) {
+        visit(folder, *entry);
+    }
+}
+
+Digest apply_changes(ObjectSource& source, const Digest& root, const TreeChanges& changes, ObjectSink& sink) {
+    const std::optional<Digest> tree = change_folder(source, root, changes, sink);
+    return tree ? *tree : empty_tree(sink);
+}
+
+}  // namespace tome

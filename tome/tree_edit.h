@@ -1,0 +1,53 @@
+// Looking things up in trees and making changed ones. A change to one file makes the trees on its path anew and nothing
+// else; a folder that becomes empty goes.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "tome/object_sink.h"
+#include "tome/object_source.h"
+#include "tome/tree_path.h"
+
+namespace tome {
+
+/// Files to set (with an entry) or remove (without), by path.
+using TreeChanges = std::map<std::string, std::optional<TreeEntry>>;
+
+/// The digest of the tree without entries, which is written like any other.
+Digest empty_tree(ObjectSink& sink);
+
+/// The entry at `path` below the tree `root` (zero: nothing).
+std::optional<TreeEntry> find_entry(ObjectSource& source, const Digest& root, const TreePath& path);
+
+/// Looks many paths up in one tree, reading each folder once.
+class TreeLookup {
+  public:
+    TreeLookup(ObjectSource& source, const Digest& root) : source_(source), root_(root) {}
+
+    /// The file at `path`; nothing when there is none or a folder stands there.
+    std::optional<TreeEntry> find_file(std::string_view path);
+
+    /// Whether a folder stands at `path`.
+    bool is_folder(std::string_view path);
+
+  private:
+    const Tree& folder(const std::string& path);
+    const TreeEntry* find(std::string_view path);
+
+    ObjectSource& source_;
+    Digest root_;
+    std::map<std::string, Tree> folders_;
+};
+
+/// Calls `visit` for every file at or below `folder` ("": all), in byte order of the components.
+void visit_files(ObjectSource& source, const Digest& root, const std::string& folder,
+                 const std::function<void(const std::string& path, const TreeEntry&)>& visit);
+
+/// The tree `root` (zero: empty) with `changes`. A file that is set where a folder stood takes its place, and the other
+/// way round. New trees go to `sink`.
+Digest apply_changes(ObjectSource& source, const Digest& root, const TreeChanges& changes, ObjectSink& sink);
+
+}  // namespace tome

@@ -1,0 +1,337 @@
+#include "workspace/tome_binding.h"
+
+#include <tome/tome.h>
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+namespace quill {
+namespace {
+
+// What the globals of the calling thread's current call point into.
+struct GlobalsText {
+    std::string checkout;
+    std::string remote_url;
+};
+
+GlobalsText& globals_text() {
+    thread_local GlobalsText text;
+    return text;
+}
+
+tome_string_t tome_string_of(const std::string& text) {
+    return {text.empty() ? nullptr : text.data(), text.size()};
+}
+
+// The value of the first line that holds the key, wherever in the line it stands.
+std::string configured_remote_url(const std::filesystem::path& checkout_root) {
+    constexpr std::string_view key = "remote_url";
+    std::ifstream file(checkout_root / ".tome" / "config.toml", std::ios::binary);
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t found = line.find(key);
+        if (found == std::string::npos) {
+            continue;
+        }
+        const std::size_t first = line.find('"', found + key.size());
+        const std::size_t last = first == std::string::npos ? first : line.find('"', first + 1);
+        return last == std::string::npos ? std::string() : line.substr(first + 1, last - first - 1);
+    }
+    return {};
+}
+
+// Where a remote is known, the engine is told to ask it: the shared state of a project is there and nowhere else.
+tome_globals_t globals_for_call(const TomeCheckout& checkout) {
+    tome_globals_t globals = tome_globals_for(checkout.root, checkout.remote_url);
+    if (globals.remote_url.length != 0) {
+        globals.offline = 0;
+        globals.no_remote = 0;
+        globals.use_remote = 1;
+    }
+    return globals;
+}
+
+template <typename Params>
+using Operation = std::int32_t (*)(const tome_globals_t*, const Params*, std::uint64_t, tome_callback_t);
+
+template <typename Params>
+TomeWorkspaceState call(Operation<Params> operation, std::string_view name, const tome_globals_t& globals,
+                        const Params& params) {
+    TomeWorkspaceState state;
+    const std::int32_t result =
+        operation(&globals, &params, reinterpret_cast<std::uintptr_t>(&state), tome_workspace_callback);
+    require_tome_success(name, result, state);
+    return state;
+}
+
+template <typename Params>
+TomeWorkspaceState call(Operation<Params> operation, std::string_view name, const TomeCheckout& checkout,
+                        const Params& params) {
+    return call(operation, name, globals_for_call(checkout), params);
+}
+
+// A list of texts in the form of a parameter record. Holds views only: the texts must outlive it.
+class TextArray {
+  public:
+    explicit TextArray(const std::vector<std::string>& texts) : view_(tome_string_array_view(texts, storage_)) {}
+    TextArray(const TextArray&) = delete;
+    TextArray& operator=(const TextArray&) = delete;
+
+    tome_string_array_t array() const { return {view_.items, view_.count}; }
+
+  private:
+    std::vector<tome_string> storage_;
+    TomeStringArrayView view_;
+};
+
+int hex_digit(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
+}
+
+// Refuses the zero hash too: the engine would take it for "no revision given" and work on another one.
+tome_hash_t revision_hash(const std::string& revision) {
+    tome_hash_t hash = {};
+    bool valid = revision.size() == 2 * sizeof hash.bytes;
+    bool zero = true;
+    for (std::size_t index = 0; valid && index < sizeof hash.bytes; ++index) {
+        const int high = hex_digit(revision[2 * index]);
+        const int low = hex_digit(revision[2 * index + 1]);
+        valid = high >= 0 && low >= 0;
+        hash.bytes[index] = static_cast<std::uint8_t>(high * 16 + low);
+        zero = zero && hash.bytes[index] == 0;
+    }
+    if (!valid || zero) {
+        throw std::runtime_error("not a Tome revision: " + revision);
+    }
+    return hash;
+}
+
+}  // namespace
+
+tome_globals tome_globals_for(const std::filesystem::path& checkout_root, const std::string& remote_url) {
+    // absolute() fails for an empty path; the engine then gets none and says so.
+    const std::filesystem::path root =
+        checkout_root.empty() ? checkout_root : std::filesystem::absolute(checkout_root).lexically_normal();
+    GlobalsText& text = globals_text();
+    text.checkout = root.string();
+    text.remote_url = remote_url.empty() ? configured_remote_url(root) : remote_url;
+
+    tome_globals_t globals = {};
+    globals.size = sizeof globals;
+    globals.checkout = tome_string_of(text.checkout);
+    globals.remote_url = tome_string_of(text.remote_url);
+    globals.offline = text.remote_url.empty();
+    globals.no_remote = text.remote_url.empty();
+    globals.non_interactive = 1;
+    return globals;
+}
+
+void require_tome_success(std::string_view operation, std::int32_t result, const TomeWorkspaceState& state) {
+    if (result == 0 && state.status == 0) {
+        return;
+    }
+    const std::string name(operation);
+    throw std::runtime_error(state.message.empty() ? name + " failed" : name + ": " + state.message);
+}
+
+std::string tome_string_to_std(const tome_string& text) {
+    return text.data == nullptr ? std::string() : std::string(text.data, text.length);
+}
+
+std::string tome_hash_hex(const tome_hash& hash) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    if (std::all_of(std::begin(hash.bytes), std::end(hash.bytes), [](std::uint8_t byte) { return byte == 0; })) {
+        return {};
+    }
+    std::string hex;
+    hex.reserve(2 * sizeof hash.bytes);
+    for (const std::uint8_t byte : hash.bytes) {
+        hex += digits[byte >> 4];
+        hex += digits[byte & 15];
+    }
+    return hex;
+}
+
+TomeStringArrayView tome_string_array_view(const std::vector<std::string>& texts, std::vector<tome_string>& storage) {
+    storage.clear();
+    storage.reserve(texts.size());
+    for (const std::string& text : texts) {
+        storage.push_back(tome_string_of(text));
+    }
+    return {storage.data(), storage.size()};
+}
+
+TomeWorkspaceState call_tome_repository_create(const TomeCheckout& checkout, const std::string& name,
+                                               const std::string& description) {
+    tome_repository_create_params_t params = {};
+    params.name = tome_string_of(name);
+    params.description = tome_string_of(description);
+    return call(tome_repository_create, "tome_repository_create", checkout, params);
+}
+
+TomeWorkspaceState call_tome_repository_status(const TomeCheckout& checkout, bool report_changes) {
+    tome_repository_status_params_t params = {};
+    params.report_changes = report_changes;
+    return call(tome_repository_status, "tome_repository_status", checkout, params);
+}
+
+TomeWorkspaceState call_tome_repository_clone(const TomeCheckout& checkout, const TomeClone& clone) {
+    const TextArray paths(clone.paths);
+    tome_repository_clone_params_t params = {};
+    params.repository_url = tome_string_of(clone.repository_url);
+    params.branch = tome_string_of(clone.branch);
+    params.metadata_only = clone.metadata_only;
+    params.use_shared_store = clone.use_shared_store;
+    if (clone.use_shared_store) {
+        params.shared_store = tome_string_of(clone.shared_store);
+    }
+    params.paths = paths.array();
+    params.sparse = 1;
+    return call(tome_repository_clone, "tome_repository_clone", checkout, params);
+}
+
+TomeWorkspaceState call_tome_branch_create(const TomeCheckout& checkout, const std::string& name,
+                                           const std::string& from, const std::string& kind,
+                                           const std::string& author) {
+    tome_branch_create_params_t params = {};
+    params.name = tome_string_of(name);
+    params.from = tome_string_of(from);
+    params.kind = tome_string_of(kind);
+    params.author = tome_string_of(author);
+    return call(tome_branch_create, "tome_branch_create", checkout, params);
+}
+
+TomeWorkspaceState call_tome_branch_switch(const TomeCheckout& checkout, const std::string& branch) {
+    tome_branch_switch_params_t params = {};
+    params.name = tome_string_of(branch);
+    params.fetch_newest = 1;
+    return call(tome_branch_switch, "tome_branch_switch", checkout, params);
+}
+
+TomeWorkspaceState call_tome_branch_list(const TomeCheckout& checkout) {
+    return call(tome_branch_list, "tome_branch_list", checkout, tome_branch_list_params_t{});
+}
+
+void set_tome_branch_metadata(const TomeCheckout& checkout, const std::string& branch,
+                              const std::map<std::string, std::string>& values) {
+    std::vector<tome_string> keys;
+    std::vector<tome_string> texts;
+    for (const auto& [key, value] : values) {
+        keys.push_back(tome_string_of(key));
+        texts.push_back(tome_string_of(value));
+    }
+    tome_branch_metadata_set_params_t params = {};
+    params.branch = tome_string_of(branch);
+    params.keys = {keys.data(), keys.size()};
+    params.values = {texts.data(), texts.size()};
+    call(tome_branch_metadata_set, "tome_branch_metadata_set", checkout, params);
+}
+
+TomeWorkspaceState call_tome_branch_metadata_get(const TomeCheckout& checkout, const std::string& branch,
+                                                 const std::vector<std::string>& keys) {
+    const TextArray key_array(keys);
+    tome_branch_metadata_get_params_t params = {};
+    params.branch = tome_string_of(branch);
+    params.keys = key_array.array();
+    return call(tome_branch_metadata_get, "tome_branch_metadata_get", checkout, params);
+}
+
+void push_tome_branch(const std::filesystem::path& checkout, const std::string& branch, const std::string& remote_url,
+                      bool force) {
+    if (branch.empty() || remote_url.empty()) {
+        return;
+    }
+    tome_globals_t globals = globals_for_call({checkout, remote_url});
+    globals.force = force;
+    tome_branch_push_params_t params = {};
+    params.name = tome_string_of(branch);
+    params.with_metadata = 1;
+    call(tome_branch_push, "tome_branch_push", globals, params);
+}
+
+TomeWorkspaceState call_tome_branch_archive(const TomeCheckout& checkout, const std::string& branch) {
+    tome_branch_archive_params_t params = {};
+    params.name = tome_string_of(branch);
+    return call(tome_branch_archive, "tome_branch_archive", checkout, params);
+}
+
+TomeWorkspaceState call_tome_file_stage(const TomeCheckout& checkout, const std::vector<std::string>& paths) {
+    const TextArray path_array(paths);
+    tome_file_stage_params_t params = {};
+    params.paths = path_array.array();
+    params.stage_deletions = 1;
+    params.stage_additions = 1;
+    return call(tome_file_stage, "tome_file_stage", checkout, params);
+}
+
+TomeWorkspaceState call_tome_file_info(const TomeCheckout& checkout, const std::vector<std::string>& paths) {
+    const TextArray path_array(paths);
+    tome_file_info_params_t params = {};
+    params.paths = path_array.array();
+    return call(tome_file_info, "tome_file_info", checkout, params);
+}
+
+TomeWorkspaceState call_tome_revision_commit(const TomeCheckout& checkout, const std::string& message) {
+    tome_revision_commit_params_t params = {};
+    params.message = tome_string_of(message);
+    return call(tome_revision_commit, "tome_revision_commit", checkout, params);
+}
+
+TomeWorkspaceState call_tome_revision_sync(const TomeCheckout& checkout, const TomeSync& sync,
+                                           std::string_view operation) {
+    const TextArray path_array(sync.paths);
+    tome_revision_sync_params_t params = {};
+    params.paths = path_array.array();
+    if (sync.revision.empty()) {
+        params.fetch_newest = 1;
+    } else {
+        params.revision = revision_hash(sync.revision);
+    }
+    params.overwrite = sync.overwrite;
+    return call(tome_revision_sync, operation, checkout, params);
+}
+
+TomeWorkspaceState call_tome_revision_history(const TomeCheckout& checkout, const std::string& branch,
+                                              std::uint64_t limit) {
+    tome_revision_history_params_t params = {};
+    params.branch = tome_string_of(branch);
+    params.limit = limit;
+    return call(tome_revision_history, "tome_revision_history", checkout, params);
+}
+
+TomeWorkspaceState call_tome_revision_info(const TomeCheckout& checkout, const std::string& revision) {
+    tome_revision_info_params_t params = {};
+    params.revision = revision_hash(revision);
+    return call(tome_revision_info, "tome_revision_info", checkout, params);
+}
+
+TomeWorkspaceState call_tome_revision_diff(const TomeCheckout& checkout, const std::string& from,
+                                           const std::string& to) {
+    tome_revision_diff_params_t params = {};
+    params.from = revision_hash(from);
+    params.to = revision_hash(to);
+    return call(tome_revision_diff, "tome_revision_diff", checkout, params);
+}
+
+TomeWorkspaceState call_tome_revision_restore(const TomeCheckout& checkout, const std::string& revision,
+                                              const std::string& message) {
+    tome_revision_restore_params_t params = {};
+    params.revision = revision_hash(revision);
+    params.message = tome_string_of(message);
+    return call(tome_revision_restore, "tome_revision_restore", checkout, params);
+}
+
+void call_tome_shared_store_create(const TomeCheckout& checkout, const std::filesystem::path& store) {
+    const std::string path = store.string();
+    tome_shared_store_create_params_t params = {};
+    params.path = tome_string_of(path);
+    call(tome_shared_store_create, "tome_shared_store_create", checkout, params);
+}
+
+}  // namespace quill
