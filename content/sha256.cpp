@@ -69,16 +69,20 @@ std::array<std::uint8_t, 32> Sha256::finish() {
     return digest;
 }
 
-std::string sha256_hex(std::span<const std::byte> bytes) {
+std::string Sha256::finish_hex() {
     static constexpr char digits[] = "0123456789abcdef";
-    Sha256 hash;
-    hash.update(bytes.data(), bytes.size());
     std::string text;
-    for (const std::uint8_t byte : hash.finish()) {
+    for (const std::uint8_t byte : finish()) {
         text += digits[byte >> 4];
         text += digits[byte & 15];
     }
     return text;
+}
+
+std::string sha256_hex(std::span<const std::byte> bytes) {
+    Sha256 hash;
+    hash.update(bytes.data(), bytes.size());
+    return hash.finish_hex();
 }
 
 }  // namespace quill

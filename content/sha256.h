@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "content/sha256_compression.h"
 
@@ -23,8 +24,14 @@ class Sha256 {
     /// Adds `size` bytes.
     void update(const void* data, std::size_t size);
 
+    /// Adds the bytes of `text`.
+    void update(std::string_view text) { update(text.data(), text.size()); }
+
     /// The digest of all bytes added. The object is spent afterwards.
     std::array<std::uint8_t, 32> finish();
+
+    /// Likewise, as 64 lower-case hexadecimal digits.
+    std::string finish_hex();
 
   private:
     Sha256Compression compression_;

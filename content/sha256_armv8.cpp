@@ -2,7 +2,9 @@
 // SHA256H, SHA256H2, SHA256SU0, SHA256SU1).
 #include "content/sha256_compression.h"
 
-#if defined(__aarch64__)
+// Before version 16, clang declares the intrinsics only where the whole program is built for processors that have them,
+// which is so for Apple's by default.
+#if defined(__aarch64__) && (!defined(__clang__) || defined(__ARM_FEATURE_SHA2) || __clang_major__ >= 16)
 
 #include <arm_neon.h>
 #if defined(__linux__)

@@ -9,9 +9,11 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "content/content_key.h"
 #include "content/sha256.h"
 #include "identity/file_identity_cache.h"
 #include "identity/repository_identity_worker.h"
+#include "project/manifest.h"
 
 namespace quill {
 namespace {
@@ -74,12 +76,13 @@ std::optional<std::string> hash_bytes(const path& file) {
     std::array<char, block_size> block;
     do {
         in.read(block.data(), block.size());
-        digest.update({block.data(), static_cast<std::size_t>(in.gcount())});
+        digest.update(block.data(), static_cast<std::size_t>(in.gcount()));
     } while (in);
     if (in.bad()) {
         return std::nullopt;
     }
-    return "sha256:" + digest.finish_hex();
+    const std::array<std::uint8_t, 32> sum = digest.finish();
+    return "sha256:" + bytes_to_hex(sum.data(), sum.size());
 }
 
 }  // namespace

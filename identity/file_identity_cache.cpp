@@ -19,10 +19,6 @@ IdentityCache& identity_cache() {
 
 }  // namespace
 
-std::filesystem::path absolute_normalized(const std::filesystem::path& path) {
-    return std::filesystem::absolute(path).lexically_normal();
-}
-
 std::optional<std::string> find_file_identity(const std::filesystem::path& path) {
     IdentityCache& cache = identity_cache();
     const std::lock_guard lock(cache.mutex);

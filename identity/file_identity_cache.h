@@ -17,9 +17,6 @@ struct CachedProjectFileIdentity {
     std::string content_key;     ///< "sha256:" + 64 lower-case hex digits
 };
 
-/// `path` made absolute, then lexically normalised. `path` must not be empty.
-std::filesystem::path absolute_normalized(const std::filesystem::path& path);
-
 /// The content key known for `path` (absolute, normalised), or nothing.
 std::optional<std::string> find_file_identity(const std::filesystem::path& path);
 

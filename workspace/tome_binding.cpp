@@ -6,6 +6,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "project/manifest.h"
+
 namespace quill {
 namespace {
 
@@ -115,9 +117,8 @@ tome_hash_t revision_hash(const std::string& revision) {
 }  // namespace
 
 tome_globals tome_globals_for(const std::filesystem::path& checkout_root, const std::string& remote_url) {
-    // absolute() fails for an empty path; the engine then gets none and says so.
-    const std::filesystem::path root =
-        checkout_root.empty() ? checkout_root : std::filesystem::absolute(checkout_root).lexically_normal();
+    // An empty path must not become the current directory: the engine gets none and says so.
+    const std::filesystem::path root = checkout_root.empty() ? checkout_root : absolute_normalized(checkout_root);
     GlobalsText& text = globals_text();
     text.checkout = root.string();
     text.remote_url = remote_url.empty() ? configured_remote_url(root) : remote_url;

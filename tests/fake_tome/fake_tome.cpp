@@ -1,10 +1,12 @@
 #include "tests/fake_tome/fake_tome.h"
 
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <filesystem>
 #include <mutex>
 
+#include "content/sha256.h"
 #include "tests/support/temporary_folder.h"
 #include "workspace/tome_binding.h"
 
@@ -53,6 +55,23 @@ void write_configuration(const Call& call) {
         text += "\n[shared_store_to_use]\nuse_shared_store = true\npath = \"" + call.value("shared_store") + "\"\n";
     }
     quill_test::write_file(std::filesystem::path(call.checkout) / ".tome" / "config.toml", text);
+}
+
+void report_files(const Call& call, const Events& events) {
+    for (const std::string& relative : call.list("paths")) {
+        const std::filesystem::path file = std::filesystem::path(call.checkout) / relative;
+        if (!std::filesystem::is_regular_file(file)) {
+            events.file(TOME_EVENT_FILE_INFO, relative, {}, 0, false);
+            continue;
+        }
+        const std::string bytes = quill_test::read_file(file);
+        quill::Sha256 digest;
+        digest.update(bytes.data(), bytes.size());
+        const std::array<std::uint8_t, 32> sum = digest.finish();
+        tome_hash_t hash;
+        std::copy(sum.begin(), sum.end(), std::begin(hash.bytes));
+        events.file(TOME_EVENT_FILE_INFO, relative, hash, bytes.size());
+    }
 }
 
 Handler next_handler(Call& call, Failure& failure) {
@@ -155,6 +174,8 @@ std::int32_t do_default(const Call& call, const Events& events) {
         write_configuration(call);
     } else if (call.operation == "tome_repository_status") {
         events.status({}, 0, {}, 0);
+    } else if (call.operation == "tome_file_info") {
+        report_files(call, events);
     } else if (call.operation == "tome_revision_commit") {
         const tome_hash_t revision = next_revision(order);
         events.identity(TOME_EVENT_COMMITTED, revision, order);

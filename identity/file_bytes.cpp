@@ -1,0 +1,151 @@
+#include "identity/file_bytes.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+#include "identity/file_clone.h"
+
+namespace quill {
+namespace {
+
+constexpr std::size_t comparison_block = 65'536;
+constexpr std::size_t copy_block = 1U << 20U;
+
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    ~Descriptor() {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return descriptor_; }
+    bool is_open() const { return descriptor_ >= 0; }
+    bool close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
+
+  private:
+    int descriptor_;
+};
+
+ssize_t read_block(int file, std::vector<char>& block) {
+    ssize_t count = 0;
+    do {
+        count = read(file, block.data(), block.size());
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
+bool write_block(int file, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(file, data, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool copy_bytes(int from, int to) {
+    if (clone_file(from, to)) {
+        return true;
+    }
+    std::vector<char> block(copy_block);
+    for (;;) {
+        const ssize_t count = read_block(from, block);
+        if (count <= 0) {
+            return count == 0;
+        }
+        if (!write_block(to, block.data(), static_cast<std::size_t>(count))) {
+            return false;
+        }
+    }
+}
+
+}  // namespace
+
+bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::path& b) {
+    std::ifstream first(a, std::ios::binary);
+    std::ifstream second(b, std::ios::binary);
+    std::vector<char> first_block(comparison_block);
+    std::vector<char> second_block(comparison_block);
+    while (first && second) {
+        first.read(first_block.data(), static_cast<std::streamsize>(first_block.size()));
+        second.read(second_block.data(), static_cast<std::streamsize>(second_block.size()));
+        const auto count = static_cast<std::size_t>(first.gcount());
+        if (first.bad() || second.bad() || first.gcount() != second.gcount() ||
+            std::memcmp(first_block.data(), second_block.data(), count) != 0) {
+            return false;
+        }
+    }
+    return first.eof() && second.eof();
+}
+
+void copy_file_synced(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
+    error.clear();
+    const auto fail = [&] { error = std::error_code(errno, std::generic_category()); };
+    const Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (!source.is_open() || fstat(source.get(), &status) != 0) {
+        return fail();
+    }
+    unlink(to.c_str());
+    const mode_t mode = (status.st_mode & S_IXUSR) != 0 ? 0777 : 0666;
+    Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!target.is_open()) {
+        return fail();
+    }
+    const bool copied = copy_bytes(source.get(), target.get()) && fsync(target.get()) == 0;
+    if (!copied) {
+        fail();
+    }
+    if (!target.close() && !error) {
+        fail();
+    }
+    if (error) {
+        unlink(to.c_str());
+    }
+}
+
+void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
+    static std::atomic<unsigned> counter{0};
+    const std::filesystem::path temporary = to.parent_path() / ("." + to.filename().string() + ".quill-" +
+                                                                std::to_string(getpid()) + "-" +
+                                                                std::to_string(counter.fetch_add(1)));
+    copy_file_synced(from, temporary, error);
+    if (error) {
+        return;
+    }
+    std::filesystem::rename(temporary, to, error);
+    if (error) {
+        unlink(temporary.c_str());
+    }
+}
+
+bool passes_symbolic_link(const std::filesystem::path& root, const std::filesystem::path& relative) {
+    std::filesystem::path folder = root;
+    for (const std::filesystem::path& component : relative.parent_path()) {
+        folder /= component;
+        std::error_code ignored;
+        if (std::filesystem::is_symlink(std::filesystem::symlink_status(folder, ignored))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace quill

@@ -1,0 +1,24 @@
+#include "identity/file_clone.h"
+
+#if defined(__linux__)
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#elif defined(__APPLE__)
+#include <copyfile.h>
+#endif
+
+namespace quill {
+
+bool clone_file(int from, int to) {
+#if defined(__linux__)
+    return ioctl(to, FICLONE, from) == 0;
+#elif defined(__APPLE__)
+    return fcopyfile(from, to, nullptr, COPYFILE_DATA) == 0;
+#else
+    static_cast<void>(from);
+    static_cast<void>(to);
+    return false;
+#endif
+}
+
+}  // namespace quill

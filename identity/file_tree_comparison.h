@@ -1,0 +1,25 @@
+// Two trees of project files: which files differ, by their bytes, and making one like the other with verification.
+// Neither function locks; whoever restores a workspace does that one at a time.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+namespace quill {
+
+/// The visible files that differ between the two trees or stand in one only, project-relative, in byte order. Throws
+/// std::runtime_error "could not inspect live workspace file: " or "could not inspect historical workspace file: " +
+/// the system's text, "workspace restore encountered an unsupported project entry: " + path.
+std::vector<std::filesystem::path> differing_project_workspace_files(const std::filesystem::path& live_root,
+                                                                     const std::filesystem::path& historical_root);
+
+/// Makes each of `paths` below `target_root` what it is below `source_root`: copied, made or removed, each file
+/// installed by a rename and verified afterwards. Returns the number of distinct paths. Every path is checked before
+/// anything changes ("invalid restored project path: " + path); the first failure afterwards ends the call and leaves
+/// what was done.
+std::int64_t materialize_project_workspace_files_checked(const std::filesystem::path& source_root,
+                                                         const std::filesystem::path& target_root,
+                                                         const std::vector<std::filesystem::path>& paths);
+
+}  // namespace quill

@@ -1,0 +1,171 @@
+#include "project/repository_configuration.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+
+#include "project/manifest.h"
+#include "project/manifest_text.h"
+#include "project/project_identity.h"
+#include "project/text_file.h"
+
+namespace quill {
+namespace {
+
+std::mutex& configuration_mutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::string without_trailing_slashes(std::string text) {
+    while (text.ends_with('/')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::string trimmed(const std::string& text) {
+    constexpr const char* white_space = " \t\n\v\f\r";
+    const std::size_t first = text.find_first_not_of(white_space);
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(white_space) - first + 1);
+}
+
+// The value of "remote_url" on one line of a repository's configuration.
+std::optional<std::string> remote_url_on_line(std::string line) {
+    line = line.substr(0, line.find('#'));
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos || trimmed(line.substr(0, equals)) != "remote_url") {
+        return std::nullopt;
+    }
+    std::string value = trimmed(line.substr(equals + 1));
+    if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
+        value = value.substr(1, value.size() - 2);
+    }
+    return value;
+}
+
+std::string configured_remote_url(const std::filesystem::path& repository) {
+    std::string text;
+    try {
+        text = read_text_file(repository / ".tome" / "config.toml");
+    } catch (const std::runtime_error&) {
+        return {};  // No repository there yet.
+    }
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (const auto url = remote_url_on_line(line)) {
+            return *url;
+        }
+    }
+    return {};
+}
+
+std::string fallback_repository_name(const std::filesystem::path& project_path) {
+    std::string name;
+    for (const char c : absolute_normalized(project_path).stem().string()) {
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (letter || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_') {
+            name += c;
+        }
+    }
+    return name.empty() ? "KeelProject" : name;
+}
+
+}  // namespace
+
+std::string environment_tome_remote_url() {
+    for (const char* name : {"KEEL_TOME_REMOTE_URL", "QUILL_TOME_REMOTE_URL"}) {
+        const char* value = std::getenv(name);
+        if (value != nullptr && *value != '\0') {
+            return value;
+        }
+    }
+    return {};
+}
+
+void ensure_project_tome_configuration(const std::filesystem::path& project_path) {
+    const std::lock_guard lock(configuration_mutex());
+    const std::filesystem::path path = project_manifest_path(project_path);
+    std::string text = read_text_file(path);
+    const ProjectManifest manifest = read_project(project_path).manifest;
+    if (manifest.content_store != "tome") {
+        return;
+    }
+    const std::string remote =
+        manifest.tome_remote_url.empty() ? environment_tome_remote_url() : manifest.tome_remote_url;
+    if (remote.empty()) {
+        throw std::runtime_error("Tome project configuration requires a remote URL");
+    }
+    if (!is_valid_project_id(manifest.id)) {
+        throw std::runtime_error("Tome project configuration requires a valid project ID");
+    }
+    const std::string url = manifest.tome_repository_url.empty()
+                                ? project_tome_repository_url_for_id(remote, manifest.id)
+                                : manifest.tome_repository_url;
+    text = set_manifest_key(std::move(text), "tomeRemoteURL", remote, path);
+    text = set_manifest_key(std::move(text), "tomeRepositoryURL", url, path);
+    write_text_file_atomically(path, text);
+}
+
+std::filesystem::path project_tome_repository_path(const std::filesystem::path& project_path) {
+    const Project project = read_project(absolute_normalized(project_path));
+    const std::string& repository = project.manifest.tome_repository;
+    return absolute_normalized(project.root / (repository.empty() ? "." : repository));
+}
+
+std::string project_tome_remote_url(const std::filesystem::path& project_path) {
+    if (std::string remote = environment_tome_remote_url(); !remote.empty()) {
+        return remote;
+    }
+    std::string remote = read_project(absolute_normalized(project_path)).manifest.tome_remote_url;
+    return remote.empty() ? configured_remote_url(project_tome_repository_path(project_path)) : remote;
+}
+
+bool project_has_tome_remote(const std::filesystem::path& project_path) {
+    try {
+        return !project_tome_remote_url(project_path).empty();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+std::string project_tome_repository_url(const std::filesystem::path& project_path) {
+    const Project project = read_project(absolute_normalized(project_path));
+    if (!project.manifest.tome_repository_url.empty()) {
+        return project.manifest.tome_repository_url;
+    }
+    return project_tome_repository_url_for_remote(project.root, project_tome_remote_url(project.root));
+}
+
+std::string project_tome_repository_url_for_remote(const std::filesystem::path& project_path,
+                                                   const std::string& remote) {
+    std::string id;
+    try {
+        id = read_project(absolute_normalized(project_path)).manifest.id;
+    } catch (const std::exception&) {
+        // A package that cannot be read has no ID; its name serves.
+    }
+    if (is_valid_project_id(id)) {
+        return project_tome_repository_url_for_id(remote, id);
+    }
+    const std::string base = without_trailing_slashes(remote);
+    return base.empty() ? base : base + "/" + fallback_repository_name(project_path);
+}
+
+std::string project_tome_repository_url_for_id(const std::string& remote, const std::string& id) {
+    const std::string base = without_trailing_slashes(remote);
+    if (base.empty()) {
+        return base;
+    }
+    if (!is_valid_project_id(id)) {
+        throw std::runtime_error("cannot derive a Tome repository URL without a valid project ID");
+    }
+    return base + "/" + id;
+}
+
+}  // namespace quill

@@ -1,0 +1,41 @@
+// Where a project's history lives: its local repository, the remote, and the repository's URL there. The environment's
+// KEEL_TOME_REMOTE_URL, then QUILL_TOME_REMOTE_URL, name the remote; both are read on every use and empty counts as
+// absent. Apart from ensure_project_tome_configuration nothing here has shared state.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace quill {
+
+/// The remote that the environment names, or empty text.
+std::string environment_tome_remote_url();
+
+/// Completes "tomeRemoteURL" and "tomeRepositoryURL" in the manifest of a project whose content store is "tome"; others
+/// are left alone. Throws std::runtime_error "Tome project configuration requires a remote URL",
+/// "Tome project configuration requires a valid project ID", "Invalid project manifest: " + path. Callers of one
+/// process exclude each other.
+void ensure_project_tome_configuration(const std::filesystem::path& project_path);
+
+/// The directory of the local repository, absolute and normalised: by default the package itself.
+std::filesystem::path project_tome_repository_path(const std::filesystem::path& project_path);
+
+/// The remote: from the environment, else the manifest, else the repository's .tome/config.toml; empty without one.
+/// Throws what read_project throws.
+std::string project_tome_remote_url(const std::filesystem::path& project_path);
+
+/// Whether there is a remote; any failure counts as none.
+bool project_has_tome_remote(const std::filesystem::path& project_path);
+
+/// The manifest's repository URL, else the one derived from the remote.
+std::string project_tome_repository_url(const std::filesystem::path& project_path);
+
+/// Remote without trailing slashes, "/" and the project's ID; without a valid ID a name made from the package's stem.
+std::string project_tome_repository_url_for_remote(const std::filesystem::path& project_path,
+                                                   const std::string& remote);
+
+/// Remote without trailing slashes, "/" and `id`; empty for an empty remote. Throws std::runtime_error
+/// "cannot derive a Tome repository URL without a valid project ID".
+std::string project_tome_repository_url_for_id(const std::string& remote, const std::string& id);
+
+}  // namespace quill

@@ -1,0 +1,53 @@
+// A project whose history is on a remote that the scripted engine plays: enough of a healthy engine for the workspace
+// operations to run through, so that a test need only script the one thing that goes wrong.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include "tests/fake_tome/fake_tome.h"
+#include "tests/support/temporary_folder.h"
+
+namespace quill_test {
+
+inline const std::string fake_remote = "file:///remote";
+inline const std::string fake_project_id = "abcdefghijklmnop";
+inline const std::string fake_repository_url = fake_remote + "/" + fake_project_id;
+inline const std::string scene = "Scenes/Main.usda";
+
+class FakeProject : public testing::Test {
+  protected:
+    /// A package with a manifest and one scene; the remote's head holds an older text of the scene.
+    FakeProject();
+
+    /// What `action` threw as std::runtime_error, or "no failure".
+    template <typename Action>
+    static std::string failure_of(Action action) {
+        try {
+            action();
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "no failure";
+    }
+
+    static std::size_t count_calls(const std::string& operation) { return fake_tome::calls(operation).size(); }
+
+    std::filesystem::path index_path() const { return project_ / "Workspaces/workspaces.json"; }
+
+    /// The index file's text, or "absent".
+    std::string index_text() const;
+
+    TemporaryFolder folder_;
+    std::filesystem::path project_ = folder_ / "P.quillproject";
+    std::map<std::string, std::string> remote_files_;  ///< the remote head's tree: bytes by path
+
+  private:
+    void script_healthy_engine();
+};
+
+}  // namespace quill_test

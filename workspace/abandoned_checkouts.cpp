@@ -1,0 +1,128 @@
+#include "workspace/abandoned_checkouts.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "project/manifest.h"
+#include "workspace/workspace_paths.h"
+
+namespace quill {
+namespace {
+
+constexpr std::array<std::string_view, 6> prefixes{".main-commit-", ".workspace-commit-", ".main-materialize-",
+                                                   "metadata-",     ".remote-bootstrap-", ".workspace-restore-"};
+
+struct HeldCheckouts {
+    std::mutex mutex;
+    std::map<std::string, int> descriptors;  // guarded by mutex
+    std::set<std::string> swept;             // guarded by mutex
+};
+
+// Never destroyed: background threads may outlive main.
+HeldCheckouts& held_checkouts() {
+    static auto* held = new HeldCheckouts;
+    return *held;
+}
+
+std::vector<std::string_view> split_at_dashes(std::string_view text) {
+    std::vector<std::string_view> fields;
+    for (;;) {
+        const std::size_t dash = text.find('-');
+        fields.push_back(text.substr(0, dash));
+        if (dash == std::string_view::npos) {
+            return fields;
+        }
+        text.remove_prefix(dash + 1);
+    }
+}
+
+// The process of a temporary checkout: its name ends in "<process>-<count>", a restore's in a time after that.
+std::optional<pid_t> owner_of(std::string_view name) {
+    if (std::none_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return name.starts_with(p); })) {
+        return std::nullopt;
+    }
+    for (const std::string_view suffix : {"-selected-tree", "-published-head"}) {
+        if (name.ends_with(suffix)) {
+            name.remove_suffix(suffix.size());
+        }
+    }
+    const std::size_t behind = name.starts_with(".workspace-restore-") ? 3 : 2;
+    const std::vector<std::string_view> fields = split_at_dashes(name);
+    if (fields.size() <= behind) {
+        return std::nullopt;
+    }
+    const std::string_view field = fields[fields.size() - behind];
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), process);
+    return error == std::errc() && end == field.data() + field.size() && process > 0 ? std::optional(process)
+                                                                                      : std::nullopt;
+}
+
+bool is_dead(pid_t process) { return kill(process, 0) != 0 && errno == ESRCH; }
+
+int open_folder(const std::filesystem::path& folder) {
+    return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+void remove_unless_held(const std::filesystem::path& checkout) {
+    const int descriptor = open_folder(checkout);
+    if (descriptor < 0) {
+        return;
+    }
+    std::error_code ignored;
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+        std::filesystem::remove_all(checkout, ignored);
+    }
+    close(descriptor);
+}
+
+}  // namespace
+
+void hold_checkout(const std::filesystem::path& checkout) {
+    HeldCheckouts& held = held_checkouts();
+    const std::lock_guard lock(held.mutex);
+    const int descriptor = open_folder(checkout);
+    if (descriptor < 0) {
+        return;
+    }
+    flock(descriptor, LOCK_SH | LOCK_NB);
+    const auto [entry, fresh] = held.descriptors.emplace(checkout.string(), descriptor);
+    if (!fresh) {
+        close(entry->second);
+        entry->second = descriptor;
+    }
+}
+
+void remove_abandoned_checkouts(const std::filesystem::path& project) {
+    HeldCheckouts& held = held_checkouts();
+    const std::filesystem::path base = workspace_checkout_base(project);
+    {
+        const std::lock_guard lock(held.mutex);
+        if (!held.swept.insert(base.string()).second) {
+            return;
+        }
+    }
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(base, ignored)) {
+        const std::optional<pid_t> owner = owner_of(entry.path().filename().string());
+        if (owner && is_dead(*owner)) {
+            remove_unless_held(entry.path());
+        }
+    }
+}
+
+}  // namespace quill

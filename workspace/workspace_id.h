@@ -1,0 +1,16 @@
+// Workspace ids: 1 to 63 letters, digits, "_" and "-", the first a letter or digit. They name branches and folders.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quill {
+
+/// Whether `id` may name a workspace. ASCII letters and digits only, whatever the locale.
+bool is_valid_workspace_id(std::string_view id);
+
+/// The id for a name: lower case, every run of other characters one "-", none at the ends, at most 63 bytes;
+/// "workspace" when nothing is left.
+std::string normalize_workspace_id(std::string_view name);
+
+}  // namespace quill

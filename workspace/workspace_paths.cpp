@@ -1,0 +1,74 @@
+#include "workspace/workspace_paths.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "project/manifest.h"
+#include "project/repository_configuration.h"
+#include "workspace/workspace_id.h"
+
+namespace quill {
+namespace {
+
+std::filesystem::path derived_folder(const std::filesystem::path& project) {
+    return absolute_normalized(project) / ".derived";
+}
+
+}  // namespace
+
+std::string workspace_process_token() {
+    static const std::string token = std::to_string(getpid()) + "-" +
+                                     std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+    return token;
+}
+
+std::filesystem::path workspace_checkout_base(const std::filesystem::path& project) {
+    return derived_folder(project) / "tome-workspaces";
+}
+
+std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path& project, const std::string& id) {
+    if (id.empty() || id == "main") {
+        return project_tome_repository_path(project);
+    }
+    if (!is_valid_workspace_id(id)) {
+        throw std::runtime_error("invalid workspace id: " + id);
+    }
+    return workspace_checkout_base(project) / id;
+}
+
+std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / (".main-commit-" + workspace_process_token());
+}
+
+std::filesystem::path workspace_branch_commit_checkout(const std::filesystem::path& project, const std::string& id) {
+    return workspace_checkout_base(project) /
+           (".workspace-commit-" + normalize_workspace_id(id) + "-" + workspace_process_token());
+}
+
+std::filesystem::path workspace_main_materialize_checkout(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / (".main-materialize-" + workspace_process_token());
+}
+
+std::filesystem::path workspace_shared_store_path(const std::filesystem::path& project) {
+    return derived_folder(project) / "tome-shared-store";
+}
+
+std::string workspace_shared_store_path_string(const std::filesystem::path& project) {
+    return workspace_shared_store_path(project).lexically_normal().string();
+}
+
+std::filesystem::path project_workspaces_index_path(const std::filesystem::path& project) {
+    return absolute_normalized(project) / "Workspaces" / "workspaces.json";
+}
+
+std::filesystem::path project_reviews_index_path(const std::filesystem::path& project) {
+    return absolute_normalized(project) / "Workspaces" / "reviews.json";
+}
+
+std::filesystem::path project_comments_index_path(const std::filesystem::path& project) {
+    return absolute_normalized(project) / "Workspaces" / "comments.json";
+}
+
+}  // namespace quill

@@ -1,0 +1,127 @@
+#include "workspace/workspace_snapshot.h"
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+
+#include "identity/file_bytes.h"
+#include "identity/visible_files.h"
+#include "workspace/tome_binding.h"
+
+namespace quill {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view nothing_staged = "Nothing staged for commit";
+
+bool same_file(const fs::path& a, const fs::path& b) {
+    std::error_code error;
+    const fs::file_status other = fs::symlink_status(b, error);
+    if (error || !fs::is_regular_file(other)) {
+        return false;
+    }
+    const auto size = fs::file_size(a, error);
+    if (error || size != fs::file_size(b, error) || error) {
+        return false;
+    }
+    constexpr fs::perms executable = fs::perms::owner_exec;
+    return (fs::status(a, error).permissions() & executable) == (other.permissions() & executable) &&
+           equal_file_bytes(a, b);
+}
+
+// A regular file for a link that points to one, without leaving the checkout.
+void copy_into(const fs::path& source, const fs::path& checkout, const fs::path& relative, const char* no_folder,
+               const char* no_copy) {
+    const fs::path target = checkout / relative;
+    std::error_code error;
+    fs::create_directories(target.parent_path(), error);
+    if (error || passes_symbolic_link(checkout, relative)) {
+        throw std::runtime_error(no_folder + relative.string());
+    }
+    if (same_file(source / relative, target)) {
+        return;
+    }
+    replace_file_by_copy(source / relative, target, error);
+    if (error) {
+        throw std::runtime_error(no_copy + relative.string());
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> mirror_visible_project_files(const fs::path& source, const fs::path& checkout) {
+    const std::vector<std::string> wanted = visible_project_files(source);
+    const std::vector<std::string> present = visible_project_files(checkout);
+    std::vector<std::string> stale;
+    std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));
+    for (const std::string& file : stale) {
+        std::error_code error;
+        fs::remove(checkout / file, error);
+        if (error) {
+            throw std::runtime_error("could not remove stale main workspace file: " + file);
+        }
+    }
+    for (const std::string& file : wanted) {
+        copy_into(source, checkout, file, "could not create main workspace snapshot folder: ",
+                  "could not snapshot main workspace file: ");
+    }
+    return stale;
+}
+
+fs::path checked_changed_path(const fs::path& path) {
+    const fs::path normal = path.lexically_normal();
+    if (normal.empty() || normal.has_root_path() || *normal.begin() == "..") {
+        throw std::runtime_error("invalid changed project path while persisting workspace: " + path.string());
+    }
+    return normal;
+}
+
+void mirror_selected_project_files(const fs::path& source, const fs::path& checkout,
+                                   const std::vector<fs::path>& changed_paths) {
+    for (const fs::path& path : changed_paths) {
+        const fs::path relative = checked_changed_path(path);
+        if (project_relative_path_is_hidden(relative)) {
+            continue;
+        }
+        std::error_code error;
+        const fs::file_status status = fs::status(source / relative, error);
+        if (error && status.type() != fs::file_type::not_found) {
+            throw std::runtime_error("could not inspect changed workspace file: " + relative.string());
+        }
+        if (fs::exists(status)) {
+            copy_into(source, checkout, relative, "could not create changed workspace folder: ",
+                      "could not snapshot changed workspace file: ");
+            continue;
+        }
+        fs::remove_all(checkout / relative, error);
+        if (error) {
+            throw std::runtime_error("could not remove changed workspace file: " + relative.string());
+        }
+    }
+}
+
+std::string tome_stage_and_commit(const fs::path& checkout, const std::vector<std::string>& paths,
+                                  const std::string& remote_url, const std::string& message, bool* committed) {
+    bool ignored = false;
+    bool& done = committed != nullptr ? *committed : ignored;
+    done = false;
+    if (paths.empty()) {
+        return {};
+    }
+    const TomeCheckout opened{checkout, remote_url};
+    const TomeWorkspaceState staged = call_tome_file_stage(opened, paths);
+    try {
+        const TomeWorkspaceState state =
+            call_tome_revision_commit(opened, message.empty() ? "Quill workspace edit" : message);
+        done = true;
+        return state.identity;
+    } catch (const std::runtime_error& error) {
+        if (std::string_view(error.what()).find(nothing_staged) == std::string_view::npos) {
+            throw;
+        }
+        return staged.identity;
+    }
+}
+
+}  // namespace quill

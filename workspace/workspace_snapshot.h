@@ -1,0 +1,33 @@
+// Copying project files into a checkout and committing them there. The source folder is never changed.
+// Failures are std::runtime_error with the texts given or those of the binding.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace quill {
+
+/// Makes the checkout's visible files those of `source`: copied where they differ, removed where `source` has none.
+/// Returns the removed paths. Throws "could not create main workspace snapshot folder: ",
+/// "could not snapshot main workspace file: ", "could not remove stale main workspace file: ".
+std::vector<std::string> mirror_visible_project_files(const std::filesystem::path& source,
+                                                      const std::filesystem::path& checkout);
+
+/// Makes the given paths in the checkout what they are in `source`; hidden paths are skipped. Throws "invalid changed
+/// project path while persisting workspace: ", "could not inspect changed workspace file: ", "could not create changed
+/// workspace folder: ", "could not snapshot changed workspace file: ", "could not remove changed workspace file: ".
+void mirror_selected_project_files(const std::filesystem::path& source, const std::filesystem::path& checkout,
+                                   const std::vector<std::filesystem::path>& changed_paths);
+
+/// The path, normalised. Throws "invalid changed project path while persisting workspace: " + path for one that is
+/// empty, has a root or begins with "..".
+std::filesystem::path checked_changed_path(const std::filesystem::path& path);
+
+/// Stages `paths` (relative to the checkout) and commits them; returns the new revision and sets `committed`. With
+/// nothing to commit the current revision, and `committed` clear. No paths: empty text, the engine is not asked.
+std::string tome_stage_and_commit(const std::filesystem::path& checkout, const std::vector<std::string>& paths,
+                                  const std::string& remote_url, const std::string& message,
+                                  bool* committed = nullptr);
+
+}  // namespace quill
