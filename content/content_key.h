@@ -14,8 +14,9 @@ namespace quill {
 /// The content key of `bytes`: "sha256:" + their digest, 71 characters.
 std::string sha256_content_key(std::span<const std::byte> bytes);
 
-/// The digest inside a local content key; nothing when `key` does not begin with "sha256:" or is not 71 characters long.
-/// The characters of the digest are not checked: a key of the right form is taken to be one that this system made.
+/// The digest inside a local content key; nothing when `key` does not begin with "sha256:" or is not 71 characters
+/// long. The characters of the digest are not checked: a key of the right form is taken to be one that this system
+/// made.
 std::optional<std::string> digest_from_key(std::string_view key);
 
 /// Each of the `count` bytes as two lower-case digits, in order.

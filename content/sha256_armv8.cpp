@@ -70,7 +70,9 @@ Sha256Compression sha256_compression_armv8() {
 
 namespace quill {
 
-Sha256Compression sha256_compression_armv8() { return nullptr; }
+Sha256Compression sha256_compression_armv8() {
+    return nullptr;
+}
 
 }  // namespace quill
 

@@ -71,7 +71,9 @@ Sha256Compression sha256_compression_x86() {
 
 namespace quill {
 
-Sha256Compression sha256_compression_x86() { return nullptr; }
+Sha256Compression sha256_compression_x86() {
+    return nullptr;
+}
 
 }  // namespace quill
 

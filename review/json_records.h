@@ -1,7 +1,7 @@
-// Scanners and value texts for the record files (JSON, RFC 8259, as this system writes it): one record per line, a fixed
-// member order, strings that escape the quote, the backslash and the line feed alone. No general JSON parser: what the
-// scanners do with other texts is part of the file formats, blind spots included. Pure functions, safe on any thread,
-// and the same in every locale.
+// Scanners and value texts for the record files (JSON, RFC 8259, as this system writes it): one record per line, a
+// fixed member order, strings that escape the quote, the backslash and the line feed alone. No general JSON parser:
+// what the scanners do with other texts is part of the file formats, blind spots included. Pure functions, safe on any
+// thread, and the same in every locale.
 #pragma once
 
 #include <array>

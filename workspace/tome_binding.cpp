@@ -6,6 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "content/content_key.h"
 #include "project/manifest.h"
 
 namespace quill {
@@ -86,29 +87,14 @@ class TextArray {
     TomeStringArrayView view_;
 };
 
-int hex_digit(char digit) {
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
+bool is_zero(const tome_hash_t& hash) {
+    return std::all_of(std::begin(hash.bytes), std::end(hash.bytes), [](std::uint8_t byte) { return byte == 0; });
 }
 
 // Refuses the zero hash too: the engine would take it for "no revision given" and work on another one.
 tome_hash_t revision_hash(const std::string& revision) {
     tome_hash_t hash = {};
-    bool valid = revision.size() == 2 * sizeof hash.bytes;
-    bool zero = true;
-    for (std::size_t index = 0; valid && index < sizeof hash.bytes; ++index) {
-        const int high = hex_digit(revision[2 * index]);
-        const int low = hex_digit(revision[2 * index + 1]);
-        valid = high >= 0 && low >= 0;
-        hash.bytes[index] = static_cast<std::uint8_t>(high * 16 + low);
-        zero = zero && hash.bytes[index] == 0;
-    }
-    if (!valid || zero) {
+    if (!hex_to_bytes(revision, hash.bytes, sizeof hash.bytes) || is_zero(hash)) {
         throw std::runtime_error("not a Tome revision: " + revision);
     }
     return hash;
@@ -146,17 +132,7 @@ std::string tome_string_to_std(const tome_string& text) {
 }
 
 std::string tome_hash_hex(const tome_hash& hash) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    if (std::all_of(std::begin(hash.bytes), std::end(hash.bytes), [](std::uint8_t byte) { return byte == 0; })) {
-        return {};
-    }
-    std::string hex;
-    hex.reserve(2 * sizeof hash.bytes);
-    for (const std::uint8_t byte : hash.bytes) {
-        hex += digits[byte >> 4];
-        hex += digits[byte & 15];
-    }
-    return hex;
+    return is_zero(hash) ? std::string() : bytes_to_hex(hash.bytes, sizeof hash.bytes);
 }
 
 TomeStringArrayView tome_string_array_view(const std::vector<std::string>& texts, std::vector<tome_string>& storage) {

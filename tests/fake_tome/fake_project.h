@@ -23,6 +23,7 @@ class FakeProject : public testing::Test {
   protected:
     /// A package with a manifest and one scene; the remote's head holds an older text of the scene.
     FakeProject();
+    ~FakeProject() override { fake_tome::reset(); }
 
     /// What `action` threw as std::runtime_error, or "no failure".
     template <typename Action>

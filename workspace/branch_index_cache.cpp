@@ -1,0 +1,157 @@
+#include "workspace/branch_index_cache.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "project/manifest.h"
+#include "project/repository_configuration.h"
+#include "workspace/tome_binding.h"
+#include "workspace/workspace_checkout.h"
+#include "workspace/workspace_paths.h"
+#include "workspace/workspace_scene.h"
+
+namespace quill {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::nanoseconds success_lifetime = 4'999'999'999ns;
+constexpr std::chrono::nanoseconds attempt_lifetime = 9'999'999'999ns;
+
+struct BranchIndexes {
+    std::mutex workspace_branch_index_mutex;
+    std::map<std::string, WorkspaceBranchIndexCache> by_project;  // guarded by the mutex
+};
+
+BranchIndexes& branch_indexes() {
+    static auto* indexes = new BranchIndexes;
+    return *indexes;
+}
+
+std::chrono::nanoseconds steady_now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+std::string cache_key(const std::filesystem::path& project) { return absolute_normalized(project).string(); }
+
+void store_index(const std::filesystem::path& project, std::vector<ProjectWorkspace> workspaces) {
+    sort_workspaces_for_picker(workspaces);
+    BranchIndexes& indexes = branch_indexes();
+    const std::lock_guard lock(indexes.workspace_branch_index_mutex);
+    WorkspaceBranchIndexCache& cache = indexes.by_project[cache_key(project)];
+    cache.workspaces = std::move(workspaces);
+    cache.has_index = true;
+    cache.last_success = steady_now();
+}
+
+void finish_refresh(const std::filesystem::path& project, const std::string& error) {
+    BranchIndexes& indexes = branch_indexes();
+    const std::lock_guard lock(indexes.workspace_branch_index_mutex);
+    WorkspaceBranchIndexCache& cache = indexes.by_project[cache_key(project)];
+    cache.refreshing = false;
+    cache.error = error;
+}
+
+void run_refresh(const std::filesystem::path& project) {
+    std::string error;
+    try {
+        store_index(project, query_tome_branch_index_workspaces(project));
+    } catch (const std::exception& failure) {
+        error = failure.what();
+    } catch (...) {
+        error = "unknown Tome branch index refresh error";
+    }
+    finish_refresh(project, error);
+}
+
+}  // namespace
+
+bool branch_index_refresh_is_due(const WorkspaceBranchIndexCache& cache, std::chrono::nanoseconds now) {
+    if (cache.refreshing) {
+        return false;
+    }
+    if (cache.has_index) {
+        return now - cache.last_success > success_lifetime;
+    }
+    return cache.last_attempt == 0ns || now - cache.last_attempt > attempt_lifetime;
+}
+
+void maybe_refresh_tome_branch_index_async(const std::filesystem::path& project) {
+    BranchIndexes& indexes = branch_indexes();
+    {
+        const std::lock_guard lock(indexes.workspace_branch_index_mutex);
+        WorkspaceBranchIndexCache& cache = indexes.by_project[cache_key(project)];
+        const std::chrono::nanoseconds now = steady_now();
+        if (!branch_index_refresh_is_due(cache, now)) {
+            return;
+        }
+        cache.refreshing = true;
+        cache.last_attempt = now;
+    }
+    try {
+        std::thread(run_refresh, absolute_normalized(project)).detach();
+    } catch (const std::system_error&) {
+        finish_refresh(project, "thread constructor failed");
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                                "thread constructor failed");
+    }
+}
+
+void refresh_tome_branch_index(const std::filesystem::path& project) {
+    store_index(project, query_tome_branch_index_workspaces(project));
+}
+
+WorkspaceBranchIndexCache tome_branch_index_cache(const std::filesystem::path& project) {
+    BranchIndexes& indexes = branch_indexes();
+    const std::lock_guard lock(indexes.workspace_branch_index_mutex);
+    return indexes.by_project[cache_key(project)];
+}
+
+std::optional<std::vector<ProjectWorkspace>> cached_tome_branch_index(const std::filesystem::path& project) {
+    WorkspaceBranchIndexCache cache = tome_branch_index_cache(project);
+    return cache.has_index ? std::optional(std::move(cache.workspaces)) : std::nullopt;
+}
+
+void invalidate_tome_branch_index_cache(const std::filesystem::path& project) {
+    BranchIndexes& indexes = branch_indexes();
+    const std::lock_guard lock(indexes.workspace_branch_index_mutex);
+    const auto entry = indexes.by_project.find(cache_key(project));
+    if (entry != indexes.by_project.end()) {
+        const bool refreshing = entry->second.refreshing;
+        entry->second = {};
+        entry->second.refreshing = refreshing;
+    }
+}
+
+std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::filesystem::path& project) {
+    const std::filesystem::path checkout = workspace_checkout_base(project) / ".branch-index";
+    if (tome_checkout_uses_project_shared_store(project, checkout)) {
+        std::error_code ignored;
+        std::filesystem::remove_all(checkout, ignored);
+    }
+    clone_tome_checkout_if_needed(project, checkout, "main", {}, false, true);
+    TomeWorkspaceState state = call_tome_branch_list({checkout, project_tome_remote_url(project)});
+    std::vector<ProjectWorkspace> workspaces{main_workspace(project)};
+    const std::string scene = workspaces.front().baseScene;
+    for (ProjectWorkspace& workspace : state.workspaces) {
+        const std::string& kind = state.branch_kinds[workspace.id];
+        if (workspace.id == "main" || (!kind.empty() && kind != "quill-workspace")) {
+            continue;
+        }
+        workspace.parentId = "main";
+        workspace.baseScene = scene;
+        workspaces.push_back(std::move(workspace));
+    }
+    return workspaces;
+}
+
+void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces) {
+    std::stable_sort(workspaces.begin(), workspaces.end(), [](const ProjectWorkspace& a, const ProjectWorkspace& b) {
+        if ((a.id == "main") != (b.id == "main")) {
+            return a.id == "main";
+        }
+        return a.id != "main" && a.updatedAt > b.updatedAt;
+    });
+}
+
+}  // namespace quill

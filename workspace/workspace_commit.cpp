@@ -1,0 +1,321 @@
+#include "workspace/workspace_commit.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+
+#include "identity/file_content_hash.h"
+#include "identity/visible_files.h"
+#include "project/manifest.h"
+#include "workspace/branch_index_cache.h"
+#include "workspace/commit_lock.h"
+#include "workspace/repository_bootstrap.h"
+#include "workspace/tome_binding.h"
+#include "workspace/wall_clock.h"
+#include "workspace/workspace_checkout.h"
+#include "workspace/workspace_index_file.h"
+#include "workspace/workspace_lookup.h"
+#include "workspace/workspace_paths.h"
+#include "workspace/workspace_scene.h"
+#include "workspace/workspace_snapshot.h"
+
+namespace quill {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int max_attempts = 5;
+
+struct CommitRequest {
+    fs::path project;
+    std::string workspace;
+    fs::path source;
+    std::vector<fs::path> changed_paths;  // checked, visible; none: everything
+    std::string author;
+    std::string message;
+    std::string remote_url;
+    fs::path scene;
+    bool whole = false;            // everything that changed
+    bool sparse_source = false;    // the source is a checkout, which may lack files without having deleted them
+};
+
+struct CommitPlace {
+    fs::path checkout;
+    bool in_place = false;  // the source folder itself
+};
+
+bool holds(const std::exception& error, std::string_view part) {
+    return std::string_view(error.what()).find(part) != std::string_view::npos;
+}
+
+void bring_main_checkout(const CommitRequest& request, const fs::path& checkout) {
+    try {
+        ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
+        return;
+    } catch (const std::runtime_error& error) {
+        if (!holds(error, "tome_repository_clone") || !holds(error, "Not found")) {
+            throw;
+        }
+    }
+    try {
+        bootstrap_missing_project_tome_remote(request.project);
+    } catch (const std::runtime_error& error) {
+        if (!holds(error, "Already exists") && !holds(error, "already exists")) {
+            throw;
+        }
+    }
+    ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
+}
+
+bool same_folder(const fs::path& a, const fs::path& b) {
+    std::error_code ignored;
+    return absolute_normalized(a) == absolute_normalized(b) || fs::equivalent(a, b, ignored);
+}
+
+// The workspace's own checkout commits in itself unless it shares its store; everything else through a private one.
+CommitPlace choose_place(const CommitRequest& request) {
+    if (request.workspace == "main") {
+        return {workspace_main_commit_checkout(request.project), false};
+    }
+    const bool in_place =
+        request.sparse_source && !tome_checkout_uses_project_shared_store(request.project, request.source);
+    return in_place ? CommitPlace{request.source, true}
+                    : CommitPlace{workspace_branch_commit_checkout(request.project, request.workspace), false};
+}
+
+
+std::vector<fs::path> visible_paths(const std::vector<fs::path>& paths) {
+    std::vector<fs::path> visible;
+    for (const fs::path& path : paths) {
+        const fs::path normal = checked_changed_path(path);
+        if (!project_relative_path_is_hidden(normal)) {
+            visible.push_back(normal);
+        }
+    }
+    return visible;
+}
+
+// What changed in a sparse source against its base: only that tells a deleted file from one that it never held.
+std::vector<fs::path> changed_in_source(const CommitRequest& request) {
+    std::vector<fs::path> changed;
+    for (const std::string& path :
+         call_tome_repository_status({request.source, request.remote_url}, true).reported_paths) {
+        if (!project_relative_path_is_hidden(path)) {
+            changed.emplace_back(path);
+        }
+    }
+    return changed;
+}
+
+bool is_in_source(const CommitRequest& request, const fs::path& path) {
+    std::error_code ignored;
+    return fs::exists(request.source / path, ignored);
+}
+
+// The paths to take over: without those that a sparse source merely does not hold.
+std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
+    if (!request.sparse_source) {
+        return request.changed_paths;
+    }
+    const std::vector<fs::path> changed = changed_in_source(request);
+    if (request.whole) {
+        return changed;
+    }
+    std::vector<fs::path> paths;
+    for (const fs::path& path : request.changed_paths) {
+        if (is_in_source(request, path) || std::find(changed.begin(), changed.end(), path) != changed.end()) {
+            paths.push_back(path);
+        }
+    }
+    return paths;
+}
+
+// Copies the files into the private checkout. What is gone is fetched first: only a file that the checkout holds can
+// be seen to be deleted.
+void mirror_files(const CommitRequest& request, const fs::path& checkout) {
+    const TomeCheckout opened{checkout, request.remote_url};
+    if (request.whole && !request.sparse_source) {
+        call_tome_revision_sync(opened, {});
+        mirror_visible_project_files(request.source, checkout);
+        return;
+    }
+    const std::vector<fs::path> paths = paths_to_mirror(request);
+    TomeSync gone;
+    for (const fs::path& path : paths) {
+        if (!is_in_source(request, path)) {
+            gone.paths.push_back(path.string());
+        }
+    }
+    if (!gone.paths.empty()) {
+        call_tome_revision_sync(opened, gone);
+    }
+    mirror_selected_project_files(request.source, checkout, paths);
+}
+
+std::vector<std::string> reported_changes(const TomeWorkspaceState& status, const CommitRequest& request,
+                                          const CommitPlace& place) {
+    std::set<std::string> wanted;
+    for (const fs::path& path : request.changed_paths) {
+        wanted.insert(path.string());
+    }
+    std::vector<std::string> changed;
+    for (const std::string& reported : status.reported_paths) {
+        const fs::path reported_path = reported;
+        const fs::path path = (reported_path.is_absolute() ? reported_path.lexically_relative(place.checkout)
+                                                           : reported_path)
+                                  .lexically_normal();
+        if (path.empty() || path.is_absolute() || *path.begin() == "..") {
+            throw std::runtime_error("Tome reported a changed file outside the project checkout: " + reported);
+        }
+        const bool asked_for = !place.in_place || request.whole || wanted.contains(path.string());
+        if (!project_relative_path_is_hidden(path) && asked_for) {
+            changed.push_back(path.string());
+        }
+    }
+    return changed;
+}
+
+std::string commit_message(const CommitRequest& request, std::size_t changed) {
+    if (!request.message.empty()) {
+        return request.message;
+    }
+    return changed == 1 ? "Project file updated" : "Updated " + std::to_string(changed) + " project files";
+}
+
+void remember_identities(const CommitRequest& request, const TomeCheckout& checkout,
+                         const std::vector<std::string>& paths) {
+    for (const auto& identity : call_tome_file_info(checkout, paths).file_identities) {
+        remember_committed_project_file_identity(request.source / identity.path, "sha256:" + identity.hash);
+    }
+}
+
+void publish(const CommitRequest& request, const TomeCheckout& checkout, const std::string& revision,
+             const std::string& message, std::size_t changed) {
+    const std::string now = wall_clock_milliseconds();
+    const auto display_key = [&](const char* name) { return revision_display_metadata_key(revision, name); };
+    std::map<std::string, std::string> metadata{
+        {"quill.workspace", "1"},
+        {"quill.workspace.updatedAt", now},
+        {"quill.workspace.headKey", revision},
+        {display_key("createdAt"), now},
+        {display_key("summary"), message},
+        {display_key("changedFileCount"), std::to_string(changed)},
+    };
+    if (!request.author.empty()) {
+        metadata.emplace(display_key("author"), request.author);
+    }
+    // The engine notes the metadata here and publishes it together with the head; the index follows what is published.
+    set_tome_branch_metadata(checkout, request.workspace, metadata);
+    push_tome_branch(checkout.root, request.workspace, request.remote_url, false);
+    if (request.workspace != "main") {
+        update_workspaces_without_main(request.project, [&](std::vector<ProjectWorkspace>& workspaces) {
+            for (ProjectWorkspace& workspace : workspaces) {
+                if (workspace.id == request.workspace) {
+                    workspace.headKey = revision;
+                    workspace.updatedAt = now;
+                }
+            }
+        });
+    }
+    invalidate_tome_branch_index_cache(request.project);
+}
+
+ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitPlace& place) {
+    const TomeCheckout checkout{place.checkout, request.remote_url};
+    if (tome_checkout_uses_project_shared_store(request.project, place.checkout)) {
+        ensure_workspace_shared_store(request.project);
+    }
+    const TomeWorkspaceState status = call_tome_repository_status(checkout, true);
+    const std::vector<std::string> changed = reported_changes(status, request, place);
+    if (changed.empty()) {
+        return {status.identity, {}};
+    }
+    bool committed = false;
+    const std::string message = commit_message(request, changed.size());
+    const std::string revision =
+        tome_stage_and_commit(place.checkout, changed, request.remote_url, message, &committed);
+    if (revision.empty()) {
+        throw std::runtime_error("Tome commit did not return an immutable identity for " + request.workspace);
+    }
+    ProjectWorkspaceMutationResult result{revision, {}};
+    if (!committed) {
+        return result;
+    }
+    publish(request, checkout, revision, message, changed.size());
+    remember_identities(request, checkout, changed);
+    for (const std::string& path : changed) {
+        std::error_code ignored;
+        result.files.push_back({path, fs::exists(place.checkout / path, ignored) ? "update" : "delete"});
+    }
+    return result;
+}
+
+ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const CommitPlace& place) {
+    if (place.in_place) {
+        return commit_and_publish(request, place);
+    }
+    try {
+        if (request.workspace == "main") {
+            bring_main_checkout(request, place.checkout);
+        } else {
+            ensure_tome_branch_checkout(request.project, place.checkout, request.scene, request.workspace);
+        }
+        mirror_files(request, place.checkout);
+        return commit_and_publish(request, place);
+    } catch (...) {
+        // It may hold a state that nobody wants, such as a commit that was not published.
+        std::error_code ignored;
+        fs::remove_all(place.checkout, ignored);
+        throw;
+    }
+}
+
+CommitRequest make_request(const fs::path& project_path, const std::string& workspace_id, const fs::path& source) {
+    CommitRequest request;
+    request.project = absolute_normalized(project_path);
+    request.workspace = workspace_id.empty() ? "main" : workspace_id;
+    request.source = absolute_normalized(source);
+    request.remote_url = require_project_tome_remote(request.project);
+    request.scene =
+        resolve_workspace_base_scene(request.project, require_workspace_branch(request.project, request.workspace));
+    const bool own_checkout = request.workspace != "main" &&
+                              same_folder(source, checkout_root_for_workspace_id(request.project, request.workspace));
+    if (own_checkout && !is_tome_checkout(request.source)) {
+        ensure_tome_checkout_for_workspace(request.project, request.workspace, request.scene);
+    }
+    request.sparse_source = own_checkout;
+    return request;
+}
+
+}  // namespace
+
+ProjectWorkspaceMutationResult update_project_workspace_head(const fs::path& project, const std::string& workspace_id,
+                                                             const fs::path& source,
+                                                             const std::vector<fs::path>& changed_paths,
+                                                             const std::string& author, const std::string& message) {
+    CommitRequest request = make_request(project, workspace_id, source);
+    request.author = author;
+    request.message = message;
+    request.whole = changed_paths.empty();
+    request.changed_paths = visible_paths(changed_paths);
+    const CommitPlace place = choose_place(request);
+    std::unique_lock<std::mutex> lock;
+    if (!place.in_place) {
+        lock = lock_workspace_commits(request.workspace);
+    }
+    for (int attempt = 1;; ++attempt) {
+        try {
+            return commit_once(request, place);
+        } catch (const std::runtime_error& error) {
+            // Given paths mean the same on the new head; a whole project would undo what the other process added.
+            if (place.in_place || request.whole || attempt == max_attempts || !holds(error, "has moved")) {
+                throw;
+            }
+        }
+    }
+}
+
+}  // namespace quill
