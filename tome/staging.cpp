@@ -24,8 +24,7 @@ class Stager {
                                    [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
             stage_missing(path, true);
         } else if (standing) {
-            stage_file(path);
-            stage_missing(path, false);
+            stage_file(path);  // A file in the place of a folder of the base takes its files with it.
         } else {
             stage_missing(path, false);
         }
