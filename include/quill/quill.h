@@ -1,0 +1,27 @@
+// quill/quill.h: everything that the project library offers to applications. Each header says what its functions take,
+// give back and throw, and which threads may call them.
+#pragma once
+
+#include "content/content_key.h"
+#include "content/content_store.h"
+#include "content/local_content_store.h"
+#include "identity/file_content_hash.h"
+#include "identity/file_tree_comparison.h"
+#include "project/manifest.h"
+#include "project/project_creation.h"
+#include "project/project_identity.h"
+#include "project/project_location.h"
+#include "project/repository_configuration.h"
+#include "workspace/history_preview.h"
+#include "workspace/project_workspace_checkout.h"
+#include "workspace/repository_bootstrap.h"
+#include "workspace/revision_history.h"
+#include "workspace/revision_restore.h"
+#include "workspace/workspace_commit.h"
+#include "workspace/workspace_creation.h"
+#include "workspace/workspace_id.h"
+#include "workspace/workspace_index.h"
+#include "workspace/workspace_lookup.h"
+#include "workspace/workspace_record.h"
+#include "workspace/workspace_scene.h"
+#include "workspace/workspace_sync.h"
