@@ -34,14 +34,19 @@ std::chrono::nanoseconds steady_now() { return std::chrono::steady_clock::now().
 
 std::string cache_key(const std::filesystem::path& project) { return absolute_normalized(project).string(); }
 
-void store_index(const std::filesystem::path& project, std::vector<ProjectWorkspace> workspaces) {
+// Asks the remote and stores the answer, unless the list was dropped meanwhile: the answer may then be too old.
+void query_and_store(const std::filesystem::path& project) {
+    const std::uint64_t generation = tome_branch_index_cache(project).generation;
+    std::vector<ProjectWorkspace> workspaces = query_tome_branch_index_workspaces(project);
     sort_workspaces_for_picker(workspaces);
     BranchIndexes& indexes = branch_indexes();
     const std::lock_guard lock(indexes.workspace_branch_index_mutex);
     WorkspaceBranchIndexCache& cache = indexes.by_project[cache_key(project)];
-    cache.workspaces = std::move(workspaces);
-    cache.has_index = true;
-    cache.last_success = steady_now();
+    if (cache.generation == generation) {
+        cache.workspaces = std::move(workspaces);
+        cache.has_index = true;
+        cache.last_success = steady_now();
+    }
 }
 
 void finish_refresh(const std::filesystem::path& project, const std::string& error) {
@@ -55,7 +60,7 @@ void finish_refresh(const std::filesystem::path& project, const std::string& err
 void run_refresh(const std::filesystem::path& project) {
     std::string error;
     try {
-        store_index(project, query_tome_branch_index_workspaces(project));
+        query_and_store(project);
     } catch (const std::exception& failure) {
         error = failure.what();
     } catch (...) {
@@ -98,7 +103,7 @@ void maybe_refresh_tome_branch_index_async(const std::filesystem::path& project)
 }
 
 void refresh_tome_branch_index(const std::filesystem::path& project) {
-    store_index(project, query_tome_branch_index_workspaces(project));
+    query_and_store(project);
 }
 
 WorkspaceBranchIndexCache tome_branch_index_cache(const std::filesystem::path& project) {
@@ -117,9 +122,10 @@ void invalidate_tome_branch_index_cache(const std::filesystem::path& project) {
     const std::lock_guard lock(indexes.workspace_branch_index_mutex);
     const auto entry = indexes.by_project.find(cache_key(project));
     if (entry != indexes.by_project.end()) {
-        const bool refreshing = entry->second.refreshing;
-        entry->second = {};
-        entry->second.refreshing = refreshing;
+        WorkspaceBranchIndexCache dropped;
+        dropped.refreshing = entry->second.refreshing;
+        dropped.generation = entry->second.generation + 1;
+        entry->second = std::move(dropped);
     }
 }
 

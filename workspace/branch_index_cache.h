@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct WorkspaceBranchIndexCache {
     std::chrono::nanoseconds last_attempt{0};  ///< steady clock, start of the last refresh
     bool has_index = false;
     bool refreshing = false;
+    std::uint64_t generation = 0;  ///< grows when the list is dropped: what was asked before that is not stored
     std::string error;  ///< text of the last failed refresh
 };
 

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/tool/tool_project.h"
+
+namespace quill_test {
+namespace {
+
+const std::string usage =
+    "usage:\n"
+    "  quill_project_tool create <Project.quillproject> [--name <name>] [--template <scene.usda>]\n"
+    "  quill_project_tool scene <Project.quillproject|scene.usda>\n"
+    "  quill_project_tool id <Project.quillproject>\n"
+    "  quill_project_tool scene-ref <Project.quillproject>\n"
+    "  quill_project_tool initialize-history <Project.quillproject>\n"
+    "  quill_project_tool create-workspace <Project.quillproject> <parent-workspace> <name> [--author <author>]\n"
+    "  quill_project_tool prepare-visual-restore-proof <Project.quillproject>\n"
+    "  quill_project_tool restore-proof <Project.quillproject>\n"
+    "  quill_project_tool commit-workspace <Project.quillproject> <workspace> <project-relative-path>...\n"
+    "  quill_project_tool sync-workspace <Project.quillproject> <workspace> <project-relative-path>...\n";
+
+void expect_usage(const ProcessResult& result) {
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, usage);
+}
+
+void expect_failure(const ProcessResult& result, const std::string& message) {
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "quill_project_tool: " + message + "\n");
+}
+
+TEST(CommandLine, WithoutArgumentsPrintsTheUsage) { expect_usage(ToolFolder().run_without_remote({})); }
+
+TEST(CommandLine, CreateWithoutAProjectPrintsTheUsage) { expect_usage(ToolFolder().run_without_remote({"create"})); }
+
+TEST(CommandLine, UnknownCommandPrintsTheUsage) {
+    expect_usage(ToolFolder().run_without_remote({"list", "P.quillproject"}));
+    expect_usage(ToolFolder().run_without_remote({"Create", "P.quillproject"}));
+}
+
+TEST(CommandLine, WorkspaceCommandsWithTooFewArgumentsPrintTheUsage) {
+    const ToolFolder folder;
+    expect_usage(folder.run_without_remote({"create-workspace", "P.quillproject", "main"}));
+    expect_usage(folder.run_without_remote({"sync-workspace", "P.quillproject", "main"}));
+    expect_usage(folder.run_without_remote({"commit-workspace", "P.quillproject", "main"}));
+}
+
+TEST(CommandLine, MissingPackageIsOneErrorLine) {
+    expect_failure(ToolFolder().run_without_remote({"id", "P.quillproject"}),
+                   "Project is not a directory: P.quillproject");
+}
+
+TEST(CommandLine, LineFeedInAPathStaysOneErrorLine) {
+    expect_failure(ToolFolder().run_without_remote({"id", "P\n.quillproject"}),
+                   "Project is not a directory: P .quillproject");
+}
+
+TEST(CommandLine, CreatePrintsTheAbsoluteNormalisedPath) {
+    const ToolFolder folder;
+    const ProcessResult result = folder.run_without_remote({"create", "a/../P.quillproject"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, (folder / "P.quillproject").string() + "\n");
+    EXPECT_FALSE(std::filesystem::exists(folder / "P.quillproject/.tome"));
+}
+
+TEST(CommandLine, NameWithoutAValueIsPassedOver) {
+    const ToolFolder folder;
+    ASSERT_EQ(folder.run_without_remote({"create", "P.quillproject", "--name"}).status, 0);
+    EXPECT_NE(folder.text("P.quillproject/project.json").find("\"name\": \"P\""), std::string::npos);
+}
+
+TEST(CommandLine, EmptyNameIsPassedOverAndTheTemplateHonoured) {
+    const ToolFolder folder;
+    folder.write("t.usda", "#usda 1.0\n");
+    ASSERT_EQ(folder.run_without_remote({"create", "P.quillproject", "--name", "", "--template", "t.usda"}).status, 0);
+    EXPECT_NE(folder.text("P.quillproject/project.json").find("\"name\": \"P\""), std::string::npos);
+    EXPECT_EQ(folder.text("P.quillproject/Scenes/Main.usda"), "#usda 1.0\n");
+}
+
+TEST(CommandLine, StrayWordsArePassedOverAndTheLastOptionWins) {
+    const ToolFolder folder;
+    ASSERT_EQ(folder.run_without_remote({"create", "P.quillproject", "extra", "--name", "M", "--name", "N"}).status, 0);
+    EXPECT_NE(folder.text("P.quillproject/project.json").find("\"name\": \"N\""), std::string::npos);
+}
+
+TEST(CommandLine, SceneIdAndSceneReferencePrintWhatTheManifestHolds) {
+    const ToolFolder folder;
+    folder.write("P.quillproject/project.json", "{\"id\": \"abcdefghijkl\", \"mainScene\": \"Sets/../A.usda\"}");
+    EXPECT_EQ(folder.run_without_remote({"scene", "P.quillproject"}).out,
+              (folder / "P.quillproject/A.usda").string() + "\n");
+    EXPECT_EQ(folder.run_without_remote({"id", "P.quillproject"}).out, "abcdefghijkl\n");
+    EXPECT_EQ(folder.run_without_remote({"scene-ref", "P.quillproject", "ignored"}).out, "Sets/../A.usda\n");
+    EXPECT_EQ(folder.run_without_remote({"scene", "model.usda"}).out, (folder / "model.usda").string() + "\n");
+}
+
+TEST(CommandLine, HistoryWithoutARemoteSaysHowToSetOne) {
+    const ToolFolder folder;
+    ASSERT_EQ(folder.run_without_remote({"create", "P.quillproject"}).status, 0);
+    expect_failure(folder.run_without_remote({"initialize-history", "P.quillproject"}),
+                   "native Tome workspaces require a configured Tome remote. Set tomeRemoteURL in project.json or "
+                   "QUILL_TOME_REMOTE_URL.");
+}
+
+TEST(CommandLine, EmptyAndHostileManifestsAreOneErrorLine) {
+    for (const std::string manifest : {"", "{", "{\"id\": \"../../../../etc\"}", "{\"id\": \"x", "not json"}) {
+        const ToolFolder folder;
+        folder.write("P.quillproject/project.json", manifest);
+        folder.write("P.quillproject/Scenes/Main.usda", "#usda 1.0\n");
+        const ProcessResult result = folder.run({"initialize-history", "P.quillproject"});
+        EXPECT_EQ(result.status, 1) << manifest;
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(folder.text("P.quillproject/project.json"), manifest);
+    }
+}
+
+TEST(CommandLine, RemoteThatIsAFileIsOneErrorLine) {
+    const ToolFolder folder;
+    folder.write("remote", "a file");
+    const ProcessResult result = folder.run({"create", "P.quillproject"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "quill_project_tool: tome_repository_create: the remote is not a directory: " +
+                              (folder / "remote").string() + "\n");
+    EXPECT_EQ(folder.text("remote"), "a file");
+}
+
+TEST(CommandLine, RemoteThatIsNoTomeRemoteIsOneErrorLine) {
+    const ToolFolder folder;
+    folder.write("remote/holiday.txt", "mine");
+    const ProcessResult result = folder.run({"create", "P.quillproject"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "quill_project_tool: tome_repository_create: the directory is not a Tome remote: " +
+                              (folder / "remote").string() + "\n");
+}
+
+}  // namespace
+}  // namespace quill_test
