@@ -68,7 +68,10 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
         sqlite3_busy_timeout(handle_, lock_wait_milliseconds);
         // A short-lived process need not fold the log into the database on its way out; the log's size does that.
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-        execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA trusted_schema=OFF;");
+        // Every first open reads the log, so it is kept short.
+        execute(
+            "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA trusted_schema=OFF;"
+            "PRAGMA wal_autocheckpoint=100; PRAGMA journal_size_limit=4194304;");
     } catch (...) {
         sqlite3_close(handle_);
         throw;
