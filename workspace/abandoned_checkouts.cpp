@@ -69,10 +69,12 @@ std::optional<pid_t> owner_of(std::string_view name) {
     pid_t process = 0;
     const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), process);
     return error == std::errc() && end == field.data() + field.size() && process > 0 ? std::optional(process)
-                                                                                      : std::nullopt;
+                                                                                     : std::nullopt;
 }
 
-bool is_dead(pid_t process) { return kill(process, 0) != 0 && errno == ESRCH; }
+bool is_dead(pid_t process) {
+    return kill(process, 0) != 0 && errno == ESRCH;
+}
 
 int open_folder(const std::filesystem::path& folder) {
     return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -116,11 +118,12 @@ void remove_abandoned_checkouts(const std::filesystem::path& project) {
             return;
         }
     }
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(base, ignored)) {
-        const std::optional<pid_t> owner = owner_of(entry.path().filename().string());
+    std::error_code error;
+    std::filesystem::directory_iterator entry(base, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const std::optional<pid_t> owner = owner_of(entry->path().filename().string());
         if (owner && is_dead(*owner)) {
-            remove_unless_held(entry.path());
+            remove_unless_held(entry->path());
         }
     }
 }

@@ -17,11 +17,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path config_path(const fs::path& checkout) { return checkout / ".tome" / "config.toml"; }
+fs::path config_path(const fs::path& checkout) {
+    return checkout / ".tome" / "config.toml";
+}
 
-fs::path marker_path(const fs::path& checkout) { return checkout / ".derived" / "tome-materialization-v1"; }
+fs::path marker_path(const fs::path& checkout) {
+    return checkout / ".derived" / "tome-materialization-v1";
+}
 
-fs::path project_id_path(const fs::path& checkout) { return checkout / ".keel-project-id"; }
+fs::path project_id_path(const fs::path& checkout) {
+    return checkout / ".keel-project-id";
+}
 
 std::string text_or_nothing(const fs::path& path) {
     try {
@@ -31,14 +37,27 @@ std::string text_or_nothing(const fs::path& path) {
     }
 }
 
+// Another process may be writing the same marker through the same temporary file: what counts is what stands there.
+void write_marker(const fs::path& checkout, const std::string& text) {
+    std::error_code ignored;
+    fs::create_directories(marker_path(checkout).parent_path(), ignored);
+    try {
+        write_text_file_atomically(marker_path(checkout), text);
+    } catch (const std::runtime_error&) {
+        if (text_or_nothing(marker_path(checkout)) != text) {
+            throw;
+        }
+    }
+}
+
 // The scene as a path to fetch; none when it lies outside the project.
 std::vector<std::string> scene_to_fetch(const fs::path& project, const fs::path& scene) {
     if (scene.empty()) {
         return {};
     }
-    const std::string relative = scene_relative_path(absolute_normalized(project), scene).string();
-    const bool outside = relative.empty() || relative == "." || relative.starts_with("..");
-    return outside ? std::vector<std::string>() : std::vector<std::string>{relative};
+    const fs::path relative = scene_relative_path(absolute_normalized(project), scene);
+    const bool outside = relative.empty() || relative == "." || *relative.begin() == "..";
+    return outside ? std::vector<std::string>() : std::vector<std::string>{relative.string()};
 }
 
 void remove_checkout(const fs::path& checkout) {
@@ -95,14 +114,14 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     }
     remove_abandoned_checkouts(project);
     std::error_code ignored;
-    if (fs::exists(checkout / ".tome", ignored)) {
+    // In this order: another process may finish its clone in between, which puts both there at once.
+    if (fs::exists(checkout / ".tome", ignored) && !is_tome_checkout(checkout)) {
         remove_checkout(checkout);
     }
     TomeClone clone;
     clone.repository_url = project_tome_repository_url(project);
     if (clone.repository_url.empty()) {
-        throw std::runtime_error(
-            "native Tome workspaces require a project-scoped tomeRepositoryURL in project.json");
+        throw std::runtime_error("native Tome workspaces require a project-scoped tomeRepositoryURL in project.json");
     }
     clone.branch = branch;
     clone.metadata_only = metadata_only;
@@ -137,8 +156,7 @@ fs::path ensure_tome_checkout_for_workspace(const fs::path& project, const std::
     const std::vector<std::string> paths = scene_to_fetch(project, scene);
     std::error_code ignored;
     const auto scene_is_there = [&] { return paths.empty() || fs::exists(checkout / paths.front(), ignored); };
-    if (is_tome_checkout(checkout) && scene_is_there() &&
-        text_or_nothing(marker_path(checkout)) == workspace + "\n") {
+    if (is_tome_checkout(checkout) && scene_is_there() && text_or_nothing(marker_path(checkout)) == workspace + "\n") {
         return checkout;
     }
     clone_tome_checkout_if_needed(project, checkout, workspace, paths, true, false);
@@ -146,8 +164,7 @@ fs::path ensure_tome_checkout_for_workspace(const fs::path& project, const std::
     if (!scene_is_there()) {
         throw std::runtime_error("workspace scene did not materialize after Tome sync: " + paths.front());
     }
-    fs::create_directories(marker_path(checkout).parent_path(), ignored);
-    write_text_file_atomically(marker_path(checkout), workspace + "\n");
+    write_marker(checkout, workspace + "\n");
     return checkout;
 }
 
@@ -202,8 +219,7 @@ fs::path ensure_tome_metadata_checkout(const fs::path& project) {
     if (!is_valid_project_id(id)) {
         throw std::runtime_error("Tome history requires a valid Keel project ID");
     }
-    const bool other_project =
-        is_tome_checkout(checkout) && text_or_nothing(project_id_path(checkout)) != id + "\n";
+    const bool other_project = is_tome_checkout(checkout) && text_or_nothing(project_id_path(checkout)) != id + "\n";
     if (other_project || tome_checkout_uses_project_shared_store(project, checkout)) {
         remove_checkout(checkout);
     }

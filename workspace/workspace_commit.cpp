@@ -27,7 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int max_attempts = 5;
+constexpr int max_attempts = 40;  // Each loses to a commit that landed, so many processes at once still all get through.
 
 struct CommitRequest {
     fs::path project;

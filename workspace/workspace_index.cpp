@@ -39,8 +39,8 @@ std::vector<ProjectWorkspace> refresh_project_workspaces(const std::filesystem::
     return visible_workspaces(project, include_archived);
 }
 
-std::optional<ProjectWorkspace> find_project_workspace(const std::filesystem::path& project_path,
-                                                       const std::string& id, bool include_archived) {
+std::optional<ProjectWorkspace> find_project_workspace(const std::filesystem::path& project_path, const std::string& id,
+                                                       bool include_archived) {
     const std::vector<ProjectWorkspace> workspaces =
         visible_workspaces(absolute_normalized(project_path), include_archived);
     const auto found = std::find_if(workspaces.begin(), workspaces.end(),
@@ -49,13 +49,17 @@ std::optional<ProjectWorkspace> find_project_workspace(const std::filesystem::pa
 }
 
 std::vector<std::string> project_workspace_display_names(const std::vector<ProjectWorkspace>& workspaces) {
-    std::set<std::string> groups;
-    std::set<std::string> taken;
+    // "Main" is the main workspace's, wherever in the list that stands.
+    std::set<std::string> groups{"main"};
+    std::set<std::string> taken{"Main"};
     std::vector<std::string> names;
     for (const ProjectWorkspace& workspace : workspaces) {
-        std::string name = workspace.id == "main" ? "Main" : workspace.name;
-        const bool first = groups.insert(normalize_workspace_id(name)).second;
-        if (!first) {
+        if (workspace.id == "main") {
+            names.emplace_back("Main");
+            continue;
+        }
+        std::string name = workspace.name;
+        if (!groups.insert(normalize_workspace_id(name)).second) {
             name += " (" + workspace.id + ")";
         }
         for (int n = 2; !taken.insert(name).second; ++n) {

@@ -23,8 +23,8 @@ std::vector<ProjectWorkspace> refresh_project_workspaces(const std::filesystem::
 std::optional<ProjectWorkspace> find_project_workspace(const std::filesystem::path& project, const std::string& id,
                                                        bool include_archived);
 
-/// A display name for each workspace, all distinct: "Main", else the name; where names normalise alike, the first keeps
-/// it plain and the others add " (" + id + ")".
+/// A display name for each workspace, all distinct: "Main" for the main workspace alone, else the name; where names
+/// normalise alike, the first keeps it plain and the others add " (" + id + ")".
 std::vector<std::string> project_workspace_display_names(const std::vector<ProjectWorkspace>& workspaces);
 
 }  // namespace quill

@@ -1,0 +1,101 @@
+// With the real engine and directory remotes.
+#include "workspace/repository_bootstrap.h"
+
+#include "tests/workspace/real_project.h"
+#include "workspace/workspace_checkout.h"
+#include "workspace/workspace_paths.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using quill_test::read_file;
+using quill_test::scene;
+using quill_test::write_file;
+using Texts = std::vector<std::string>;
+
+class RepositoryBootstrap : public quill_test::RealProject {
+  protected:
+    RepositoryBootstrap() { make_project_with_remote(); }
+};
+
+TEST_F(RepositoryBootstrap, PutsTheVisibleFilesOnTheRemote) {
+    write_file(project_ / "Assets/rock.bin", std::string("a\0b", 3));
+    write_file(project_ / ".hidden/file", "hidden");
+    quill::initialize_project_tome_repository(project_);
+    const fs::path clone = clone_of_main();
+    EXPECT_EQ(visible_files(clone), visible_files(project_));
+    EXPECT_EQ(read_file(clone / "Assets/rock.bin"), std::string("a\0b", 3));
+    EXPECT_EQ(read_file(clone / "project.json"), read_file(project_ / "project.json"));
+    EXPECT_FALSE(fs::exists(clone / ".hidden"));
+    EXPECT_EQ(revisions_of_main(), 1u);
+}
+
+TEST_F(RepositoryBootstrap, LeavesNoCheckoutAndMakesThePackageNone) {
+    quill::initialize_project_tome_repository(project_);
+    EXPECT_TRUE(fs::is_empty(quill::workspace_checkout_base(project_)));
+    EXPECT_FALSE(fs::exists(project_ / ".tome"));
+}
+
+TEST_F(RepositoryBootstrap, SecondTimeBringsEditsAdditionsAndDeletions) {
+    write_file(project_ / "Assets/old.txt", "old");
+    quill::initialize_project_tome_repository(project_);
+    fs::remove(project_ / "Assets/old.txt");
+    write_file(project_ / "Assets/new.txt", "new");
+    write_file(project_ / scene, "edited");
+    quill::initialize_project_tome_repository(project_);
+    const fs::path clone = clone_of_main();
+    EXPECT_EQ(visible_files(clone), visible_files(project_));
+    EXPECT_EQ(read_file(clone / scene), "edited");
+    EXPECT_EQ(revisions_of_main(), 2u);
+}
+
+TEST_F(RepositoryBootstrap, SecondTimeWithoutChangesAddsNoRevision) {
+    quill::initialize_project_tome_repository(project_);
+    quill::initialize_project_tome_repository(project_);
+    EXPECT_EQ(revisions_of_main(), 1u);
+}
+
+TEST_F(RepositoryBootstrap, RepositoryWithoutAnyRevisionIsFilled) {
+    const quill::TomeCheckout half{folder_ / "half", remote_};
+    fs::create_directories(half.root);
+    quill::call_tome_repository_create(half, quill::project_tome_repository_url(project_), "left half done");
+    quill::initialize_project_tome_repository(project_);
+    EXPECT_EQ(visible_files(clone_of_main()), visible_files(project_));
+    EXPECT_EQ(revisions_of_main(), 1u);
+}
+
+TEST_F(RepositoryBootstrap, NewPackageBecomesACheckoutOfMain) {
+    setenv("QUILL_TOME_REMOTE_URL", remote_.c_str(), 1);
+    project_ = folder_ / "New.quillproject";
+    quill::create_project_package(project_, "", {});
+    unsetenv("QUILL_TOME_REMOTE_URL");
+    EXPECT_TRUE(quill::is_tome_checkout(project_));
+    EXPECT_EQ(visible_files(clone_of_main()), visible_files(project_));
+    EXPECT_EQ(revisions_of_main(), 1u);
+}
+
+TEST_F(RepositoryBootstrap, NewPackageWithHistoryIsLeftAsItIs) {
+    quill::initialize_new_project_tome_repository(project_);
+    write_file(project_ / scene, "edited");
+    quill::initialize_new_project_tome_repository(project_);
+    EXPECT_EQ(revisions_of_main(), 1u);
+    EXPECT_NE(read_file(clone_of_main() / scene), "edited");
+}
+
+TEST_F(RepositoryBootstrap, NewPackageWhoseStartWasCutShortIsFinished) {
+    quill::ensure_project_tome_configuration(project_);
+    quill::call_tome_repository_create({project_, remote_}, quill::project_tome_repository_url(project_), "");
+    quill::initialize_new_project_tome_repository(project_);
+    EXPECT_EQ(visible_files(clone_of_main()), visible_files(project_));
+}
+
+TEST_F(RepositoryBootstrap, RepositoryPathThatCannotBeMadeIsReported) {
+    write_file(project_ / "project.json",
+               "{\n  \"id\": \"abcdefghijklmnop\",\n  \"tomeRepository\": \"Scenes/Main.usda\",\n"
+               "  \"tomeRemoteURL\": \"" +
+                   remote_ + "\"\n}\n");
+    const std::string failure = failure_of([&] { quill::initialize_new_project_tome_repository(project_); });
+    EXPECT_EQ(failure.rfind("could not create Tome repository path: ", 0), 0u) << failure;
+}
+
+}  // namespace

@@ -1,0 +1,291 @@
+#include "workspace/workspace_index_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "tests/support/temporary_folder.h"
+#include "workspace/branch_index_cache.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using quill::ProjectWorkspace;
+using quill_test::read_file;
+using quill_test::write_file;
+using Workspaces = std::vector<ProjectWorkspace>;
+
+ProjectWorkspace workspace(const std::string& id, const std::string& updated = "1") {
+    ProjectWorkspace made;
+    made.id = id;
+    made.name = "Name of " + id;
+    made.parentId = "main";
+    made.baseScene = "Scenes/Main.usda";
+    made.createdAt = "1";
+    made.updatedAt = updated;
+    return made;
+}
+
+std::string ids(const Workspaces& workspaces) {
+    std::string text;
+    for (const ProjectWorkspace& entry : workspaces) {
+        text += (text.empty() ? "" : " ") + entry.id;
+    }
+    return text;
+}
+
+class WorkspaceIndexFile : public testing::Test {
+  protected:
+    WorkspaceIndexFile() { write_file(project_ / "project.json", "{\n}\n"); }
+
+    Workspaces read_text(const std::string& text) const {
+        write_file(file_, text);
+        return quill::read_workspaces_without_main(project_);
+    }
+
+    std::string failure_of_write() const {
+        try {
+            quill::write_workspaces_without_main(project_, {workspace("b")});
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "no failure";
+    }
+
+    quill_test::TemporaryFolder folder_;
+    fs::path project_ = folder_ / "P.quillproject";
+    fs::path file_ = project_ / "Workspaces/workspaces.json";
+};
+
+// ---- Writing
+
+TEST_F(WorkspaceIndexFile, WritesOneLineForEachWorkspace) {
+    ProjectWorkspace feature = workspace("feature", "1700000000");
+    feature.name = "Feature";
+    feature.createdAt = "1700000000";
+    feature.author = "ana";
+    ProjectWorkspace old = feature;
+    old.id = "old";
+    old.archived = true;
+    quill::write_workspaces_without_main(project_, {feature, old});
+    EXPECT_EQ(read_file(file_),
+              "{\n  \"version\": 1,\n  \"default\": \"main\",\n  \"workspaces\": [\n"
+              "    {\"id\":\"feature\",\"name\":\"Feature\",\"parentId\":\"main\",\"baseScene\":\"Scenes/Main.usda\","
+              "\"headKey\":\"\",\"archived\":false,\"createdAt\":\"1700000000\",\"updatedAt\":\"1700000000\","
+              "\"author\":\"ana\"},\n"
+              "    {\"id\":\"old\",\"name\":\"Feature\",\"parentId\":\"main\",\"baseScene\":\"Scenes/Main.usda\","
+              "\"headKey\":\"\",\"archived\":true,\"createdAt\":\"1700000000\",\"updatedAt\":\"1700000000\","
+              "\"author\":\"ana\"}"
+              "\n  ]\n}\n");
+}
+
+TEST_F(WorkspaceIndexFile, WithoutWorkspacesHoldsAnEmptyLine) {
+    quill::write_workspaces_without_main(project_, {});
+    EXPECT_EQ(read_file(file_), "{\n  \"version\": 1,\n  \"default\": \"main\",\n  \"workspaces\": [\n\n  ]\n}\n");
+    EXPECT_TRUE(quill::read_workspaces_without_main(project_).empty());
+}
+
+TEST_F(WorkspaceIndexFile, EscapesQuoteBackslashAndNewlineAlone) {
+    ProjectWorkspace entry = workspace("a");
+    entry.name = "q\" b\\ n\n t\t \xc3\xa4";
+    quill::write_workspaces_without_main(project_, {entry});
+    EXPECT_NE(read_file(file_).find("\"name\":\"q\\\" b\\\\ n\\n t\t \xc3\xa4\""), std::string::npos);
+}
+
+TEST_F(WorkspaceIndexFile, FolderThatCannotBeMadeIsReported) {
+    write_file(project_ / "Workspaces", "a file");
+    EXPECT_EQ(failure_of_write().rfind("could not create workspace folder: ", 0), 0u);
+    EXPECT_THROW(quill::update_workspaces_without_main(project_, [](Workspaces&) {}), std::runtime_error);
+}
+
+TEST_F(WorkspaceIndexFile, FileThatCannotBeWrittenIsReportedAndTheOldOneStands) {
+    quill::write_workspaces_without_main(project_, {workspace("a")});
+    fs::create_directories(file_.string() + ".tmp");
+    EXPECT_EQ(failure_of_write(), "could not write workspace file: " + file_.string());
+    EXPECT_EQ(ids(quill::read_workspaces_without_main(project_)), "a");
+}
+
+TEST_F(WorkspaceIndexFile, FileThatCannotBeInstalledIsReported) {
+    write_file(file_ / "in the way", "");
+    EXPECT_EQ(failure_of_write(), "could not install workspace file: " + file_.string());
+    EXPECT_FALSE(fs::exists(file_.string() + ".tmp"));
+}
+
+// ---- Reading
+
+TEST_F(WorkspaceIndexFile, ReadsBackEveryFieldWhateverItHolds) {
+    ProjectWorkspace entry = workspace("a", "12");
+    entry.name = "a \"quoted\" \\ name\nof two lines} ] {";
+    entry.parentId = "ends in a backslash\\";
+    entry.baseScene = "\",\"id\":\"b\",\"archived\":true,\"x\":\"";
+    entry.headKey = std::string(64, 'f');
+    entry.createdAt = "11";
+    entry.author = "\\n";
+    ProjectWorkspace next = workspace("c");
+    next.archived = true;
+    quill::write_workspaces_without_main(project_, {entry, next});
+    const Workspaces read = quill::read_workspaces_without_main(project_);
+    ASSERT_EQ(read.size(), 2u);
+    EXPECT_EQ(read[0].id, "a");
+    EXPECT_EQ(read[0].name, entry.name);
+    EXPECT_EQ(read[0].parentId, entry.parentId);
+    EXPECT_EQ(read[0].baseScene, entry.baseScene);
+    EXPECT_EQ(read[0].headKey, entry.headKey);
+    EXPECT_FALSE(read[0].archived);
+    EXPECT_EQ(read[0].createdAt, "11");
+    EXPECT_EQ(read[0].updatedAt, "12");
+    EXPECT_EQ(read[0].author, entry.author);
+    EXPECT_EQ(read[1].id, "c");
+    EXPECT_TRUE(read[1].archived);
+}
+
+TEST_F(WorkspaceIndexFile, MissingOrEmptyFileHoldsNothing) {
+    EXPECT_TRUE(quill::read_workspaces_without_main(project_).empty());
+    EXPECT_TRUE(read_text("").empty());
+}
+
+TEST_F(WorkspaceIndexFile, TextWithoutKeyOrBracketsHoldsNothing) {
+    EXPECT_TRUE(read_text("[{\"id\":\"a\"}]").empty());
+    EXPECT_TRUE(read_text("{\"workspaces\": {\"id\":\"a\"}}").empty());
+    EXPECT_TRUE(read_text("{\"workspaces\": [{\"id\":\"a\"}").empty());
+    EXPECT_TRUE(read_text("] {\"workspaces\": [").empty());
+}
+
+TEST_F(WorkspaceIndexFile, ObjectThatDoesNotEndIsPassedOver) {
+    EXPECT_EQ(ids(read_text("{\"workspaces\": [{\"id\":\"a\"}, {\"id\":\"b\" ]}")), "a");
+}
+
+TEST_F(WorkspaceIndexFile, MainAndInvalidIdsArePassedOver) {
+    EXPECT_EQ(ids(read_text("{\"workspaces\": [{\"id\":\"main\"},{\"id\":\"../x\"},{\"id\":\"a\"},{\"id\":\"\"},{}]}")),
+              "a");
+}
+
+TEST_F(WorkspaceIndexFile, MissingMembersAreEmptyButTheScene) {
+    const Workspaces read = read_text("{ \"workspaces\" : [ { \"id\" : \"a\" } ] }");
+    ASSERT_EQ(read.size(), 1u);
+    EXPECT_EQ(read[0].baseScene, "Scenes/Main.usda");
+    EXPECT_EQ(read[0].name + read[0].parentId + read[0].headKey + read[0].createdAt + read[0].author, "");
+    EXPECT_FALSE(read[0].archived);
+}
+
+// ---- Changing
+
+TEST_F(WorkspaceIndexFile, UpdateChangesWhatIsThere) {
+    quill::write_workspaces_without_main(project_, {workspace("a")});
+    quill::update_workspaces_without_main(project_, [](Workspaces& all) { all.push_back(workspace("b")); });
+    EXPECT_EQ(ids(quill::read_workspaces_without_main(project_)), "a b");
+}
+
+TEST_F(WorkspaceIndexFile, UpdateThatThrowsChangesNothingAndFreesTheFolder) {
+    quill::write_workspaces_without_main(project_, {workspace("a")});
+    const auto failing = [](Workspaces& all) {
+        all.clear();
+        throw std::runtime_error("no");
+    };
+    EXPECT_THROW(quill::update_workspaces_without_main(project_, failing), std::runtime_error);
+    quill::update_workspaces_without_main(project_, [](Workspaces& all) { all.push_back(workspace("b")); });
+    EXPECT_EQ(ids(quill::read_workspaces_without_main(project_)), "a b");
+}
+
+TEST_F(WorkspaceIndexFile, UpdateLocksTheFolderAndLeavesNoOtherFile) {
+    quill::update_workspaces_without_main(project_, [&](Workspaces&) {
+        const int folder = open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY);
+        EXPECT_NE(flock(folder, LOCK_EX | LOCK_NB), 0);
+        close(folder);
+    });
+    EXPECT_EQ(std::distance(fs::directory_iterator(file_.parent_path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(WorkspaceIndexFile, UpdatesAtTheSameTimeLoseNothing) {
+    const auto add_ten = [&](const std::string& prefix) {
+        for (int i = 0; i < 10; ++i) {
+            quill::update_workspaces_without_main(
+                project_, [&](Workspaces& all) { all.push_back(workspace(prefix + std::to_string(i))); });
+        }
+    };
+    std::thread other(add_ten, "a");
+    add_ten("b");
+    other.join();
+    EXPECT_EQ(quill::read_workspaces_without_main(project_).size(), 20u);
+}
+
+// ---- What callers see
+
+TEST_F(WorkspaceIndexFile, PickerShowsMainFirstThenTheNewestByTheirText) {
+    Workspaces all{workspace("a", "10"), workspace("b", "9"), workspace("main", "0"), workspace("c", "")};
+    quill::sort_workspaces_for_picker(all);
+    EXPECT_EQ(ids(all), "main b a c");
+}
+
+TEST_F(WorkspaceIndexFile, LocalIndexHoldsMainAndArchivedOnesWhenAsked) {
+    ProjectWorkspace archived = workspace("old", "3");
+    archived.archived = true;
+    quill::write_workspaces_without_main(project_, {workspace("a", "1"), workspace("b", "2"), archived});
+    EXPECT_EQ(ids(quill::local_workspace_index(project_, false)), "main b a");
+    EXPECT_EQ(ids(quill::local_workspace_index(project_, true)), "main old b a");
+}
+
+TEST_F(WorkspaceIndexFile, ReconciledListHoldsTheRemotesWorkspaces) {
+    ProjectWorkspace archived = workspace("old", "3");
+    archived.archived = true;
+    const Workspaces remote{workspace("a", "1"), workspace("b", "2"), archived, workspace("")};
+    const Workspaces local{workspace("a"), workspace("only-here")};
+    EXPECT_EQ(ids(quill::reconcile_local_workspaces_with_tome(local, remote, false)), "b a");
+    EXPECT_EQ(ids(quill::reconcile_local_workspaces_with_tome(local, remote, true)), "old b a");
+}
+
+TEST_F(WorkspaceIndexFile, LocalNameParentAndSceneWinWhenThereAreAny) {
+    ProjectWorkspace local = workspace("a");
+    local.name = "Local";
+    local.parentId = "parent";
+    local.baseScene = "Scenes/Local.usda";
+    const ProjectWorkspace remote = workspace("a");
+    const ProjectWorkspace merged = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
+    EXPECT_EQ(merged.name, "Local");
+    EXPECT_EQ(merged.parentId, "parent");
+    EXPECT_EQ(merged.baseScene, "Scenes/Local.usda");
+    local.name = local.parentId = local.baseScene = "";
+    const ProjectWorkspace kept = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
+    EXPECT_EQ(kept.name, "Name of a");
+    EXPECT_EQ(kept.parentId, "main");
+    EXPECT_EQ(kept.baseScene, "Scenes/Main.usda");
+}
+
+TEST_F(WorkspaceIndexFile, LocalTimesAndAuthorFillInAlone) {
+    ProjectWorkspace local = workspace("a", "5");
+    local.createdAt = "4";
+    local.author = "ana";
+    local.headKey = "local";
+    ProjectWorkspace remote = workspace("a", "");
+    remote.createdAt = "";
+    remote.headKey = "remote";
+    const ProjectWorkspace filled = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
+    EXPECT_EQ(filled.createdAt + filled.updatedAt + filled.author, "45ana");
+    EXPECT_EQ(filled.headKey, "remote");
+    remote.createdAt = "7";
+    remote.updatedAt = "8";
+    remote.author = "bob";
+    const ProjectWorkspace kept = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
+    EXPECT_EQ(kept.createdAt + kept.updatedAt + kept.author, "78bob");
+}
+
+TEST_F(WorkspaceIndexFile, WorkspaceWithoutNameOrParentGetsThem) {
+    ProjectWorkspace remote = workspace("a");
+    remote.name = remote.parentId = "";
+    ProjectWorkspace main = workspace("main");
+    main.parentId = "";
+    const Workspaces merged = quill::reconcile_local_workspaces_with_tome({}, {remote, main}, false);
+    EXPECT_EQ(merged.at(0).parentId, "");
+    EXPECT_EQ(merged.at(1).name, "a");
+    EXPECT_EQ(merged.at(1).parentId, "main");
+}
+
+TEST_F(WorkspaceIndexFile, DisplayMetadataKeyNamesRevisionAndValue) {
+    EXPECT_EQ(quill::revision_display_metadata_key("abc", "summary"), "keel.revision.abc.summary");
+}
+
+}  // namespace
