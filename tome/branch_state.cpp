@@ -134,9 +134,6 @@ Digest publish_branch(Checkout& checkout, const BranchName& branch, bool force, 
         if (!changed || checkout.remote().compare_and_set(record)) {
             Transaction transaction(checkout.index().database());
             checkout.index().drop_local_head(branch);
-            if (checkout.index().branch() != branch || checkout.index().base() != record.head) {
-                checkout.index().set_local_head(branch, record.head);
-            }
             checkout.index().drop_noted_metadata(branch, noted);
             transaction.commit();
             return record.head;

@@ -72,6 +72,13 @@ std::optional<pid_t> owner_of(std::string_view name) {
                                                                                      : std::nullopt;
 }
 
+// A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID.
+bool may_be_workspace(const std::filesystem::path& checkout) {
+    std::error_code ignored;
+    return checkout.filename().string().starts_with("metadata-") &&
+           !std::filesystem::exists(checkout / ".keel-project-id", ignored);
+}
+
 bool is_dead(pid_t process) {
     return kill(process, 0) != 0 && errno == ESRCH;
 }
@@ -122,7 +129,7 @@ void remove_abandoned_checkouts(const std::filesystem::path& project) {
     std::filesystem::directory_iterator entry(base, error);
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
         const std::optional<pid_t> owner = owner_of(entry->path().filename().string());
-        if (owner && is_dead(*owner)) {
+        if (owner && is_dead(*owner) && !may_be_workspace(entry->path())) {
             remove_unless_held(entry->path());
         }
     }

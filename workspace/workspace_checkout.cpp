@@ -65,6 +65,13 @@ void remove_checkout(const fs::path& checkout) {
     fs::remove_all(checkout, ignored);
 }
 
+// What a failed clone left behind; never a finished checkout, which another process may just have made.
+void remove_failed_clone(const fs::path& checkout) {
+    if (!is_tome_checkout(checkout)) {
+        remove_checkout(checkout);
+    }
+}
+
 void clone_once(const fs::path& project, const fs::path& checkout, const TomeClone& clone) {
     std::error_code error;
     fs::create_directories(checkout, error);
@@ -134,14 +141,14 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
             return clone_once(project, checkout, clone);
         } catch (const std::runtime_error&) {
             // The clone does not need the store; what else is wrong shows without it.
-            remove_checkout(checkout);
+            remove_failed_clone(checkout);
             clone.use_shared_store = false;
         }
     }
     try {
         clone_once(project, checkout, clone);
     } catch (const std::runtime_error& error) {
-        remove_checkout(checkout);
+        remove_failed_clone(checkout);
         const std::string text = error.what();
         throw std::runtime_error(text.empty() ? "tome_repository_clone failed" : text);
     }

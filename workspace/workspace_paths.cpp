@@ -19,9 +19,10 @@ std::filesystem::path derived_folder(const std::filesystem::path& project) {
 }  // namespace
 
 std::string workspace_process_token() {
-    static const std::string token = std::to_string(getpid()) + "-" +
-                                     std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
-    return token;
+    // Never destroyed: background threads may outlive main.
+    static const auto* token = new std::string(
+        std::to_string(getpid()) + "-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
+    return *token;
 }
 
 std::filesystem::path workspace_checkout_base(const std::filesystem::path& project) {

@@ -103,7 +103,7 @@ TEST_F(WorkspaceCheckout, EmptySharedStoreFolderIsReplacedByAStore) {
 TEST_F(WorkspaceCheckout, FailedCloneLeavesNothing) {
     EXPECT_EQ(
         failure_of([&] { quill::clone_tome_checkout_if_needed(project_, checkout_, "nobody", {}, false, false); }),
-        "tome_repository_clone: Not found: branch does not exist: nobody");
+        "tome_repository_clone: branch does not exist: nobody");
     EXPECT_FALSE(fs::exists(checkout_));
 }
 
