@@ -106,14 +106,22 @@ void clone_repository(const tome_globals_t& globals, const tome_repository_clone
         throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
     }
     make_folder(directory);
-    if (!create_checkout(directory, config, branch, record->head) &&
-        read_config(config_path(directory)).repository_url != config.repository_url) {
+    const bool made = create_checkout(directory, config, branch, record->head);
+    if (!made && read_config(config_path(directory)).repository_url != config.repository_url) {
         throw Error(ErrorCode::AlreadyExists, "is a checkout of another repository: " + directory.string());
     }
-    Checkout checkout(directory, Checkout::Access::Change, false);
-    fill_clone(checkout, params, events);
-    const Digest base = checkout.index().base();
-    events.identity(TOME_EVENT_BRANCH_HEAD, base, order_of(checkout.sources(), base));
+    try {
+        Checkout checkout(directory, Checkout::Access::Change, false);
+        fill_clone(checkout, params, events);
+        const Digest base = checkout.index().base();
+        events.identity(TOME_EVENT_BRANCH_HEAD, base, order_of(checkout.sources(), base));
+    } catch (const Error&) {
+        std::error_code ignored;
+        if (made) {
+            std::filesystem::remove_all(state_folder(directory), ignored);
+        }
+        throw;
+    }
 }
 
 void create_shared_store(const tome_globals_t& globals, const tome_shared_store_create_params_t& params) {

@@ -7,11 +7,11 @@
 #include "project/manifest.h"
 #include "project/project_creation.h"
 #include "tool/options.h"
-#include "workspace/project_workspace_checkout.h"
 #include "workspace/repository_bootstrap.h"
 #include "workspace/revision_history.h"
 #include "workspace/workspace_commit.h"
 #include "workspace/workspace_creation.h"
+#include "workspace/workspace_paths.h"
 #include "workspace/workspace_sync.h"
 
 namespace quill_tool {

@@ -27,7 +27,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int max_attempts = 40;  // Each loses to a commit that landed, so many processes at once still all get through.
+// Each lost attempt lost to a commit that landed, so many processes at once still all get through.
+constexpr int max_attempts = 40;
 
 struct CommitRequest {
     fs::path project;
@@ -38,8 +39,8 @@ struct CommitRequest {
     std::string message;
     std::string remote_url;
     fs::path scene;
-    bool whole = false;            // everything that changed
-    bool sparse_source = false;    // the source is a checkout, which may lack files without having deleted them
+    bool whole = false;          // everything that changed
+    bool sparse_source = false;  // the source is a checkout, which may lack files without having deleted them
 };
 
 struct CommitPlace {
@@ -85,7 +86,6 @@ CommitPlace choose_place(const CommitRequest& request) {
     return in_place ? CommitPlace{request.source, true}
                     : CommitPlace{workspace_branch_commit_checkout(request.project, request.workspace), false};
 }
-
 
 std::vector<fs::path> visible_paths(const std::vector<fs::path>& paths) {
     std::vector<fs::path> visible;
@@ -144,8 +144,9 @@ void mirror_files(const CommitRequest& request, const fs::path& checkout) {
     }
     const std::vector<fs::path> paths = paths_to_mirror(request);
     TomeSync gone;
+    std::error_code ignored;
     for (const fs::path& path : paths) {
-        if (!is_in_source(request, path)) {
+        if (!fs::is_regular_file(request.source / path, ignored)) {
             gone.paths.push_back(path.string());
         }
     }
@@ -164,9 +165,9 @@ std::vector<std::string> reported_changes(const TomeWorkspaceState& status, cons
     std::vector<std::string> changed;
     for (const std::string& reported : status.reported_paths) {
         const fs::path reported_path = reported;
-        const fs::path path = (reported_path.is_absolute() ? reported_path.lexically_relative(place.checkout)
-                                                           : reported_path)
-                                  .lexically_normal();
+        const fs::path path =
+            (reported_path.is_absolute() ? reported_path.lexically_relative(place.checkout) : reported_path)
+                .lexically_normal();
         if (path.empty() || path.is_absolute() || *path.begin() == "..") {
             throw std::runtime_error("Tome reported a changed file outside the project checkout: " + reported);
         }
@@ -253,7 +254,7 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     remember_identities(request, checkout, changed);
     for (const std::string& path : changed) {
         std::error_code ignored;
-        result.files.push_back({path, fs::exists(place.checkout / path, ignored) ? "update" : "delete"});
+        result.files.push_back({path, fs::is_regular_file(place.checkout / path, ignored) ? "update" : "delete"});
     }
     return result;
 }

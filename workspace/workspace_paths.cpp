@@ -39,6 +39,10 @@ std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path
     return workspace_checkout_base(project) / id;
 }
 
+std::filesystem::path project_workspace_checkout_root(const std::filesystem::path& project, const std::string& id) {
+    return checkout_root_for_workspace_id(project, id);
+}
+
 std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path& project) {
     return workspace_checkout_base(project) / (".main-commit-" + workspace_process_token());
 }

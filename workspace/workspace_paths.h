@@ -17,6 +17,9 @@ std::filesystem::path workspace_checkout_base(const std::filesystem::path& proje
 /// Checkout of a workspace; "main" and "" give the project's Tome repository path.
 std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path& project, const std::string& id);
 
+/// The same, for applications: whether the checkout exists yet or not.
+std::filesystem::path project_workspace_checkout_root(const std::filesystem::path& project, const std::string& id);
+
 /// This process's checkout for commits to "main".
 std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path& project);
 /// This process's checkout for commits to another workspace.

@@ -30,12 +30,36 @@ bool same_file(const fs::path& a, const fs::path& b) {
            equal_file_bytes(a, b);
 }
 
+bool is_file(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(fs::symlink_status(path, ignored));
+}
+
+// The source has a file at `relative`: a file in place of a folder above it, or a folder in its own place, is stale.
+void make_way(const fs::path& checkout, const fs::path& relative, std::error_code& error) {
+    fs::path folder = checkout;
+    for (const fs::path& component : relative.parent_path()) {
+        folder /= component;
+        if (is_file(folder)) {
+            fs::remove(folder, error);
+            return;
+        }
+    }
+    std::error_code ignored;
+    if (fs::is_directory(fs::symlink_status(checkout / relative, ignored))) {
+        fs::remove_all(checkout / relative, error);
+    }
+}
+
 // A regular file for a link that points to one, without leaving the checkout.
 void copy_into(const fs::path& source, const fs::path& checkout, const fs::path& relative, const char* no_folder,
                const char* no_copy) {
     const fs::path target = checkout / relative;
     std::error_code error;
-    fs::create_directories(target.parent_path(), error);
+    make_way(checkout, relative, error);
+    if (!error) {
+        fs::create_directories(target.parent_path(), error);
+    }
     if (error || passes_symbolic_link(checkout, relative)) {
         throw std::runtime_error(no_folder + relative.string());
     }
@@ -45,6 +69,18 @@ void copy_into(const fs::path& source, const fs::path& checkout, const fs::path&
     replace_file_by_copy(source / relative, target, error);
     if (error) {
         throw std::runtime_error(no_copy + relative.string());
+    }
+}
+
+// What the source has no file at goes from the checkout, too; a path that never named a file is refused.
+void remove_selected(const fs::path& checkout, const fs::path& relative, const fs::file_status& in_source) {
+    if (fs::exists(in_source) && !(fs::is_directory(in_source) && is_file(checkout / relative))) {
+        throw std::runtime_error("could not snapshot changed workspace file: " + relative.string());
+    }
+    std::error_code error;
+    fs::remove_all(checkout / relative, error);
+    if (error && error != std::errc::not_a_directory) {
+        throw std::runtime_error("could not remove changed workspace file: " + relative.string());
     }
 }
 
@@ -63,8 +99,8 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source, co
         }
     }
     for (const std::string& file : wanted) {
-        copy_into(source, checkout, file, "could not create main workspace snapshot folder: ",
-                  "could not snapshot main workspace file: ");
+        copy_into(source, checkout, file,
+                  "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
     }
     return stale;
 }
@@ -79,6 +115,7 @@ fs::path checked_changed_path(const fs::path& path) {
 
 void mirror_selected_project_files(const fs::path& source, const fs::path& checkout,
                                    const std::vector<fs::path>& changed_paths) {
+    std::vector<fs::path> copies;
     for (const fs::path& path : changed_paths) {
         const fs::path relative = checked_changed_path(path);
         if (project_relative_path_is_hidden(relative)) {
@@ -89,15 +126,16 @@ void mirror_selected_project_files(const fs::path& source, const fs::path& check
         if (error && status.type() != fs::file_type::not_found) {
             throw std::runtime_error("could not inspect changed workspace file: " + relative.string());
         }
-        if (fs::exists(status)) {
-            copy_into(source, checkout, relative, "could not create changed workspace folder: ",
-                      "could not snapshot changed workspace file: ");
-            continue;
+        if (fs::is_regular_file(status)) {
+            copies.push_back(relative);
+        } else {
+            remove_selected(checkout, relative, status);
         }
-        fs::remove_all(checkout / relative, error);
-        if (error) {
-            throw std::runtime_error("could not remove changed workspace file: " + relative.string());
-        }
+    }
+    // After all removals, which make room where a file became a folder or a folder a file.
+    for (const fs::path& relative : copies) {
+        copy_into(source, checkout, relative,
+                  "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
     }
 }
 

@@ -128,13 +128,5 @@ TEST_F(FileKindChanges, PipeGivenToCommitIsRefusedWithoutWaitingForAWriter) {
     EXPECT_EQ(result.err, "quill_project_tool: could not snapshot changed workspace file: Assets/pipe\n");
 }
 
-TEST_F(FileKindChanges, LiveFileInTheWayOfARestoredFolderGivesWay) {
-    folder.must({"create-workspace", project, "main", "before"});
-    swap_kinds(in_project(""));
-    folder.must({"restore-proof", project});
-    EXPECT_EQ(folder.text(in_project("Assets/file")), "file");
-    EXPECT_EQ(folder.text(in_project("Assets/folder/inner.txt")), "inner");
-}
-
 }  // namespace
 }  // namespace quill_test

@@ -90,6 +90,37 @@ TEST_F(WorkspaceCommands, FileThatTheWorkspaceCheckoutNeverHeldIsNotDeleted) {
     EXPECT_EQ(folder.text(project + "/Assets/kept.txt"), "kept");
 }
 
+TEST_F(WorkspaceCommands, FileDeletedInAWorkspaceCheckoutIsMissingFromItsChildren) {
+    folder.write(project + "/Assets/old.txt", "old");
+    folder.must({"commit-workspace", project, "main", "Assets/old.txt"});
+    folder.must({"create-workspace", project, "main", "Second"});
+    folder.must({"sync-workspace", project, "second", "Assets/old.txt"});
+    std::filesystem::remove(folder / (project + "/.derived/tome-workspaces/second/Assets/old.txt"));
+    folder.must({"create-workspace", project, "second", "Third"});
+    folder.must({"sync-workspace", project, "third", "Assets/old.txt"});
+    EXPECT_FALSE(std::filesystem::exists(folder / (project + "/Assets/old.txt")));
+}
+
+TEST_F(WorkspaceCommands, PathThatNeverExistedCommitsNothing) {
+    EXPECT_EQ(folder.must({"commit-workspace", project, "main", "Assets/none"}),
+              "Committed 1 project files in workspace main\n");
+    EXPECT_EQ(folder.must({"initialize-history", project}), "Initialized project history at revision 1\n");
+}
+
+TEST_F(WorkspaceCommands, SyncThroughALinkOutOfThePackageIsRefused) {
+    folder.write(project + "/Assets/old.txt", "old");
+    folder.must({"commit-workspace", project, "main", "Assets/old.txt"});
+    std::filesystem::remove_all(folder / (project + "/Assets"));
+    folder.write("outside/old.txt", "theirs");
+    std::filesystem::create_directory_symlink(folder / "outside", folder / (project + "/Assets"));
+    const ProcessResult result = folder.run({"sync-workspace", project, "main", "Assets/old.txt"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "quill_project_tool: could not create merged project folder: a symbolic link stands in the way of "
+              "Assets/old.txt\n");
+    EXPECT_EQ(folder.text("outside/old.txt"), "theirs");
+}
+
 TEST_F(WorkspaceCommands, PathOutsideTheProjectIsRefused) {
     folder.write("outside.usda", "x");
     const ProcessResult result = folder.run({"commit-workspace", project, "main", "../outside.usda"});

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "tests/support/temporary_folder.h"
-#include "workspace/project_workspace_checkout.h"
 
 namespace {
 
