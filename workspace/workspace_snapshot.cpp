@@ -56,11 +56,14 @@ void copy_into(const fs::path& source, const fs::path& checkout, const fs::path&
                const char* no_copy) {
     const fs::path target = checkout / relative;
     std::error_code error;
-    make_way(checkout, relative, error);
-    if (!error) {
+    const bool leaves = passes_symbolic_link(checkout, relative);
+    if (!leaves) {
+        make_way(checkout, relative, error);
+    }
+    if (!leaves && !error) {
         fs::create_directories(target.parent_path(), error);
     }
-    if (error || passes_symbolic_link(checkout, relative)) {
+    if (error || leaves) {
         throw std::runtime_error(no_folder + relative.string());
     }
     if (same_file(source / relative, target)) {

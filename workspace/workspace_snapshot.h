@@ -14,7 +14,8 @@ namespace quill {
 std::vector<std::string> mirror_visible_project_files(const std::filesystem::path& source,
                                                       const std::filesystem::path& checkout);
 
-/// Makes the given paths in the checkout what they are in `source`; hidden paths are skipped. Throws "invalid changed
+/// Makes the given paths in the checkout what they are in `source`, which may have a folder where the checkout has a
+/// file and the other way round; hidden paths are skipped; a path must name a file or nothing. Throws "invalid changed
 /// project path while persisting workspace: ", "could not inspect changed workspace file: ", "could not create changed
 /// workspace folder: ", "could not snapshot changed workspace file: ", "could not remove changed workspace file: ".
 void mirror_selected_project_files(const std::filesystem::path& source, const std::filesystem::path& checkout,
@@ -27,7 +28,6 @@ std::filesystem::path checked_changed_path(const std::filesystem::path& path);
 /// Stages `paths` (relative to the checkout) and commits them; returns the new revision and sets `committed`. With
 /// nothing to commit the current revision, and `committed` clear. No paths: empty text, the engine is not asked.
 std::string tome_stage_and_commit(const std::filesystem::path& checkout, const std::vector<std::string>& paths,
-                                  const std::string& remote_url, const std::string& message,
-                                  bool* committed = nullptr);
+                                  const std::string& remote_url, const std::string& message, bool* committed = nullptr);
 
 }  // namespace quill
