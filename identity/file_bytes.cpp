@@ -95,7 +95,8 @@ bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::pat
     return first.eof() && second.eof();
 }
 
-void copy_file_synced(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
+void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
+               std::error_code& error) {
     error.clear();
     const auto fail = [&] { error = std::error_code(errno, std::generic_category()); };
     const Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
@@ -109,7 +110,8 @@ void copy_file_synced(const std::filesystem::path& from, const std::filesystem::
     if (!target.is_open()) {
         return fail();
     }
-    const bool copied = copy_bytes(source.get(), target.get()) && fsync(target.get()) == 0;
+    const bool copied = copy_bytes(source.get(), target.get()) &&
+                        (durability == Durability::Scratch || fsync(target.get()) == 0);
     if (!copied) {
         fail();
     }
@@ -121,12 +123,13 @@ void copy_file_synced(const std::filesystem::path& from, const std::filesystem::
     }
 }
 
-void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
+void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
+                          std::error_code& error) {
     static std::atomic<unsigned> counter{0};
     const std::filesystem::path temporary = to.parent_path() / ("." + to.filename().string() + ".quill-" +
                                                                 std::to_string(getpid()) + "-" +
                                                                 std::to_string(counter.fetch_add(1)));
-    copy_file_synced(from, temporary, error);
+    copy_file(from, temporary, durability, error);
     if (error) {
         return;
     }

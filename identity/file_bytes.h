@@ -9,13 +9,17 @@ namespace quill {
 /// Whether both files can be read and hold the same bytes.
 bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::path& b);
 
-/// Makes `to` a copy of the file `from`, its executable bit included, and waits until the bytes are on the disk. An
-/// existing `to` is replaced. On failure `error` is set and no `to` is left.
-void copy_file_synced(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
+/// Whether a copy waits until its bytes are on the disk. Scratch copies, which a power cut may take, need not.
+enum class Durability { Synced, Scratch };
+
+/// Makes `to` a copy of the file `from`, its executable bit included. An existing `to` is replaced. On failure `error` is set and no `to` is left.
+void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
+               std::error_code& error);
 
 /// Replaces `to` by a copy of `from` through a temporary file beside it (its name begins with a dot), so that readers
 /// see the old bytes or the new. On failure `error` is set and the old file stands.
-void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
+void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
+                          std::error_code& error);
 
 /// Whether a parent folder of `relative` below `root` is a symbolic link, through which a write would leave `root`.
 bool passes_symbolic_link(const std::filesystem::path& root, const std::filesystem::path& relative);

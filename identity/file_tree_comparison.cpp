@@ -104,7 +104,7 @@ void restore_file(const fs::path& source, const fs::path& target, const fs::path
         throw std::runtime_error("could not create restored workspace folder: " + error.message());
     }
     const fs::path staged = staging_path(target);
-    copy_file_synced(source, staged, error);
+    copy_file(source, staged, Durability::Synced, error);
     if (error) {
         throw std::runtime_error("could not stage restored workspace file: " + error.message());
     }

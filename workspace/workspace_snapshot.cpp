@@ -69,7 +69,7 @@ void copy_into(const fs::path& source, const fs::path& checkout, const fs::path&
     if (same_file(source / relative, target)) {
         return;
     }
-    replace_file_by_copy(source / relative, target, error);
+    replace_file_by_copy(source / relative, target, Durability::Scratch, error);
     if (error) {
         throw std::runtime_error(no_copy + relative.string());
     }
