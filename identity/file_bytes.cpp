@@ -110,8 +110,8 @@ void copy_file(const std::filesystem::path& from, const std::filesystem::path& t
     if (!target.is_open()) {
         return fail();
     }
-    const bool copied = copy_bytes(source.get(), target.get()) &&
-                        (durability == Durability::Scratch || fsync(target.get()) == 0);
+    const bool copied =
+        copy_bytes(source.get(), target.get()) && (durability == Durability::Scratch || fsync(target.get()) == 0);
     if (!copied) {
         fail();
     }
@@ -126,9 +126,9 @@ void copy_file(const std::filesystem::path& from, const std::filesystem::path& t
 void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
                           std::error_code& error) {
     static std::atomic<unsigned> counter{0};
-    const std::filesystem::path temporary = to.parent_path() / ("." + to.filename().string() + ".quill-" +
-                                                                std::to_string(getpid()) + "-" +
-                                                                std::to_string(counter.fetch_add(1)));
+    const std::filesystem::path temporary =
+        to.parent_path() / ("." + to.filename().string() + ".quill-" + std::to_string(getpid()) + "-" +
+                            std::to_string(counter.fetch_add(1)));
     copy_file(from, temporary, durability, error);
     if (error) {
         return;

@@ -12,7 +12,8 @@ bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::pat
 /// Whether a copy waits until its bytes are on the disk. Scratch copies, which a power cut may take, need not.
 enum class Durability { Synced, Scratch };
 
-/// Makes `to` a copy of the file `from`, its executable bit included. An existing `to` is replaced. On failure `error` is set and no `to` is left.
+/// Makes `to` a copy of the file `from`, its executable bit included. An existing `to` is replaced. On failure `error`
+/// is set and no `to` is left.
 void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
                std::error_code& error);
 

@@ -63,8 +63,8 @@ void list_all_branches(const tome_globals_t& globals, const Events& events) {
     for (const BranchRecord& record : checkout.remote().branches()) {
         tome_event_t event{};
         event.kind = TOME_EVENT_BRANCH;
-        event.as.branch = {view_of(record.name), view_of(record.kind),        view_of(record.author),
-                           to_hash(record.head), record.updated_at, record.archived ? 1U : 0U};
+        event.as.branch = {view_of(record.name), view_of(record.kind), view_of(record.author),
+                           to_hash(record.head), record.updated_at,    record.archived ? 1U : 0U};
         events.send(event);
     }
 }
@@ -194,8 +194,7 @@ void merge_heads(Checkout& checkout, const Digest& ours, const Digest& theirs, c
     events.identity(TOME_EVENT_BASE_REVISION, head, revision.order);
 }
 
-void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_params_t& params,
-                  const Events& events) {
+void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
     const BranchName target = checkout.index().branch();
     const Digest ours = newest_head(checkout, target).head;

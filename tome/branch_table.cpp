@@ -47,7 +47,8 @@ bool compare_and_set_branch(Database& database, const BranchRecord& record) {
     const std::string nonce = random_text();
     Statement write = database.prepare(
         record.sequence == 0
-            ? "INSERT INTO branch(name, kind, author, head, metadata, archived, created_at, updated_at, sequence, nonce)"
+            ? "INSERT INTO branch(name, kind, author, head, metadata, archived, created_at, updated_at, sequence, "
+              "nonce)"
               " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9 + 1, ?10) ON CONFLICT DO NOTHING"
             : "UPDATE branch SET kind = ?2, author = ?3, head = ?4, metadata = ?5, archived = ?6, created_at = ?7,"
               " updated_at = ?8, sequence = ?9 + 1, nonce = ?10 WHERE name = ?1 AND sequence = ?9");

@@ -30,11 +30,15 @@ void clear_temporary_files(const std::filesystem::path& directory) {
     }
 }
 
-std::filesystem::path own_store(const std::filesystem::path& directory) { return state_folder(directory) / "objects"; }
+std::filesystem::path own_store(const std::filesystem::path& directory) {
+    return state_folder(directory) / "objects";
+}
 
 }  // namespace
 
-std::filesystem::path state_folder(const std::filesystem::path& directory) { return directory / ".tome"; }
+std::filesystem::path state_folder(const std::filesystem::path& directory) {
+    return directory / ".tome";
+}
 
 std::filesystem::path config_path(const std::filesystem::path& directory) {
     return state_folder(directory) / "config.toml";

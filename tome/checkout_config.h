@@ -7,9 +7,9 @@
 namespace tome {
 
 struct CheckoutConfig {
-    std::string remote_url;           ///< canonical; empty: no remote
-    std::string repository_url;       ///< canonical; empty: the checkout keeps its branches itself
-    std::string description;          ///< free text
+    std::string remote_url;      ///< canonical; empty: no remote
+    std::string repository_url;  ///< canonical; empty: the checkout keeps its branches itself
+    std::string description;     ///< free text
     bool use_shared_store = false;
     std::filesystem::path shared_store;
 };

@@ -156,7 +156,9 @@ void CheckoutIndex::unstage(const std::string& path) {
     database_.prepare("DELETE FROM staged WHERE path = ?").bind_text(1, path).run();
 }
 
-void CheckoutIndex::unstage_all() { database_.prepare("DELETE FROM staged").run(); }
+void CheckoutIndex::unstage_all() {
+    database_.prepare("DELETE FROM staged").run();
+}
 
 std::optional<Digest> CheckoutIndex::local_head(const BranchName& branch) {
     Statement query = database_.prepare("SELECT head FROM local_head WHERE branch = ?");

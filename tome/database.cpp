@@ -44,14 +44,18 @@ bool Statement::step() {
     return code == SQLITE_ROW;
 }
 
-std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(statement_, column); }
+std::int64_t Statement::integer(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
 
 std::string_view Statement::bytes(int column) const {
     const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
     return {data ? data : "", static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
 }
 
-bool Statement::is_null(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
+bool Statement::is_null(int column) const {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
 
 Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (mode == Mode::Create ? SQLITE_OPEN_CREATE : 0);
@@ -108,9 +112,13 @@ std::int64_t Database::user_version() {
     return query.step() ? query.integer(0) : 0;
 }
 
-bool Database::in_transaction() const { return sqlite3_get_autocommit(handle_) == 0; }
+bool Database::in_transaction() const {
+    return sqlite3_get_autocommit(handle_) == 0;
+}
 
-int Database::changes() const { return sqlite3_changes(handle_); }
+int Database::changes() const {
+    return sqlite3_changes(handle_);
+}
 
 void Database::fail(int code) const {
     const int primary = code & 0xff;

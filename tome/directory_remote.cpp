@@ -13,7 +13,9 @@ namespace {
 
 constexpr std::string_view marker_text = "tome remote 1\n";
 
-std::filesystem::path marker_path(const std::filesystem::path& directory) { return directory / "tome-remote"; }
+std::filesystem::path marker_path(const std::filesystem::path& directory) {
+    return directory / "tome-remote";
+}
 
 bool is_remote(const std::filesystem::path& directory) {
     const std::string marker = marker_path(directory).string();
@@ -141,7 +143,9 @@ std::optional<BranchRecord> DirectoryRemote::find_branch(const BranchName& name)
     return read_branch(store_->database(), name);
 }
 
-std::vector<BranchRecord> DirectoryRemote::branches() { return list_branches(store_->database()); }
+std::vector<BranchRecord> DirectoryRemote::branches() {
+    return list_branches(store_->database());
+}
 
 bool DirectoryRemote::compare_and_set(const BranchRecord& record) {
     Transaction transaction(store_->database());

@@ -43,14 +43,14 @@ class Planner {
             check_folder(folder);
         }
         refuse_blocked();
+        plan_.scratch = request_.scratch;
         return std::move(plan_);
     }
 
   private:
     // Held files that differ between the base before and after.
     void follow_base() {
-        for (const FileDifference& difference :
-             diff_trees(checkout_.sources(), request_.old_tree, request_.new_tree)) {
+        for (const FileDifference& difference : diff_trees(checkout_.sources(), request_.old_tree, request_.new_tree)) {
             if (checkout_.index().held_file(difference.path)) {
                 wanted_[difference.path] = difference.after;
             }
@@ -166,12 +166,12 @@ std::map<std::string, std::filesystem::path> prepare_files(Checkout& checkout, c
         if (entry.executable && fchmod(last.get(), 0755) != 0) {
             throw system_error("could not write " + path, errno);
         }
-        if (one_by_one) {
+        if (one_by_one && !plan.scratch) {
             sync_descriptor(last.get(), path);
         }
         prepared.emplace(path, temporary);
     }
-    if (!one_by_one && !sync_file_system(last.get())) {
+    if (!one_by_one && !plan.scratch && !sync_file_system(last.get())) {
         throw system_error("could not write to " + checkout.directory().string(), errno);
     }
     return prepared;

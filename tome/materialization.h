@@ -1,8 +1,8 @@
 // Bringing working files to a tree. A plan says what is to be written and removed and refuses what would be lost;
 // nothing is touched before every new file stands complete in ".tome/tmp".
 //
-// A working file may be replaced or removed when its bytes exist elsewhere: they are what the checkout put there, or the
-// content of the same path in the base before, the base after or the target.
+// A working file may be replaced or removed when its bytes exist elsewhere: they are what the checkout put there, or
+// the content of the same path in the base before, the base after or the target.
 #pragma once
 
 #include <functional>
@@ -22,12 +22,14 @@ struct MaterializationRequest {
     std::vector<std::string> paths;  ///< files or folders, checked
     bool whole_tree = false;         ///< all of `target`; files held beyond it go
     bool overwrite = false;          ///< replace uncommitted changes, too
+    bool scratch = false;            ///< the files need not survive a power cut
 };
 
 struct MaterializationPlan {
     std::map<std::string, TreeEntry> writes;
     std::vector<std::string> removals;
     std::map<std::string, std::pair<Digest, FileStamp>> already_there;
+    bool scratch = false;
     std::vector<std::string> dropped;  ///< held files that are gone and stay so
 };
 

@@ -11,7 +11,9 @@ using Entries = std::map<std::string, std::string>;
 
 constexpr std::size_t max_depth = 64;  // nibbles of a digest
 
-std::string group_of(const std::string& key) { return key.substr(0, key.rfind('.')); }
+std::string group_of(const std::string& key) {
+    return key.substr(0, key.rfind('.'));
+}
 
 std::uint8_t nibble_of(const std::string& key, std::size_t depth) {
     const Digest digest = digest_of(group_of(key));

@@ -11,7 +11,9 @@ constexpr std::string_view revision_magic = "TMR1";
 constexpr std::string_view metadata_magic = "TMM1";
 constexpr std::size_t max_text_bytes = 1U << 24U;  // messages, metadata keys and values
 
-[[noreturn]] void corrupt(const std::string& what) { throw Error(ErrorCode::Corrupt, "corrupt object: " + what); }
+[[noreturn]] void corrupt(const std::string& what) {
+    throw Error(ErrorCode::Corrupt, "corrupt object: " + what);
+}
 
 class Writer {
   public:

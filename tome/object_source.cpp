@@ -90,7 +90,9 @@ void ObjectSources::copy_content(const Digest& digest, int to, const std::string
     }
 }
 
-Tree read_tree(ObjectSource& source, const Digest& digest) { return read_object(source, digest, parse_tree); }
+Tree read_tree(ObjectSource& source, const Digest& digest) {
+    return read_object(source, digest, parse_tree);
+}
 
 Revision read_revision(ObjectSource& source, const Digest& digest) {
     return read_object(source, digest, parse_revision);

@@ -57,7 +57,8 @@ Tree read_tree(ObjectSource& source, const Digest& digest);
 Revision read_revision(ObjectSource& source, const Digest& digest);
 MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest);
 
-/// Copies `content` to the file `to`, whose end is where it is; throws Error(Corrupt) when it does not hash to `digest`.
+/// Copies `content` to the file `to`, whose end is where it is; throws Error(Corrupt) when it does not hash to
+/// `digest`.
 void copy_content(const Digest& digest, const Content& content, int to, const std::string& name);
 
 /// The text of the error for an object whose bytes are damaged in the store at `where`.

@@ -37,7 +37,9 @@ PRAGMA user_version = 1;
 COMMIT;
 )sql";
 
-std::filesystem::path database_path(const std::filesystem::path& directory) { return directory / "store.db"; }
+std::filesystem::path database_path(const std::filesystem::path& directory) {
+    return directory / "store.db";
+}
 
 const std::filesystem::path& require_store(const std::filesystem::path& directory) {
     std::error_code error;
@@ -53,9 +55,10 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
 void refuse_network_file_system(const std::filesystem::path& directory) {
     const FileDescriptor descriptor = open_directory(directory);
     if (is_on_network_file_system(descriptor.get())) {
-        throw Error(ErrorCode::Invalid, "a Tome store cannot lie on a network file system, whose locks do not reach "
-                                        "other hosts; use an object-store remote instead: " +
-                                            directory.string());
+        throw Error(ErrorCode::Invalid,
+                    "a Tome store cannot lie on a network file system, whose locks do not reach "
+                    "other hosts; use an object-store remote instead: " +
+                        directory.string());
     }
 }
 

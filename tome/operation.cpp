@@ -95,7 +95,9 @@ std::vector<std::string> to_texts(const tome_string_array_t& texts) {
     return result;
 }
 
-tome_string_t view_of(std::string_view text) { return {text.data(), text.size()}; }
+tome_string_t view_of(std::string_view text) {
+    return {text.data(), text.size()};
+}
 
 tome_hash_t to_hash(const Digest& digest) {
     tome_hash_t hash{};
@@ -125,7 +127,9 @@ std::filesystem::path checkout_directory(const tome_globals_t& globals) {
     return std::filesystem::path(text).lexically_normal();
 }
 
-bool is_offline(const tome_globals_t& globals) { return globals.offline != 0 && globals.use_remote == 0; }
+bool is_offline(const tome_globals_t& globals) {
+    return globals.offline != 0 && globals.use_remote == 0;
+}
 
 Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access) {
     return {checkout_directory(globals), access, is_offline(globals)};

@@ -48,8 +48,7 @@ void create_repository(const tome_globals_t& globals, const tome_repository_crea
     }
 }
 
-void report_status(const tome_globals_t& globals, const tome_repository_status_params_t& params,
-                   const Events& events) {
+void report_status(const tome_globals_t& globals, const tome_repository_status_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     tome_event_t event{};
     event.kind = TOME_EVENT_STATUS;

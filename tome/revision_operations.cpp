@@ -83,6 +83,7 @@ void sync(const tome_globals_t& globals, const tome_revision_sync_params_t& para
     request.paths = to_paths(params.paths);
     request.whole_tree = request.paths.empty();
     request.overwrite = params.overwrite != 0;
+    request.scratch = params.scratch != 0;
     const MaterializationPlan plan = plan_materialization(checkout, request);
     const std::vector<std::string> changed = materialize(checkout, plan, [&] {
         const BranchName branch = checkout.index().branch();
@@ -95,8 +96,7 @@ void sync(const tome_globals_t& globals, const tome_revision_sync_params_t& para
     events.identity(TOME_EVENT_SYNCED, heads.target, order_of(checkout.sources(), heads.target));
 }
 
-void report_history(const tome_globals_t& globals, const tome_revision_history_params_t& params,
-                    const Events& events) {
+void report_history(const tome_globals_t& globals, const tome_revision_history_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     const Digest head = newest_head(checkout, BranchName::parse(to_text(params.branch))).head;
     std::uint64_t count = 0;
@@ -114,8 +114,7 @@ void report_history(const tome_globals_t& globals, const tome_revision_history_p
     });
 }
 
-void report_revision(const tome_globals_t& globals, const tome_revision_info_params_t& params,
-                     const Events& events) {
+void report_revision(const tome_globals_t& globals, const tome_revision_info_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     const Digest digest = to_digest(params.revision);
     const Revision revision = read_revision(checkout.sources(), digest);
@@ -159,8 +158,8 @@ void restore(const tome_globals_t& globals, const tome_revision_restore_params_t
 
 extern "C" {
 
-int32_t tome_revision_commit(const tome_globals_t* globals, const tome_revision_commit_params_t* params,
-                             uint64_t user, tome_callback_t callback) {
+int32_t tome_revision_commit(const tome_globals_t* globals, const tome_revision_commit_params_t* params, uint64_t user,
+                             tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
                                [&](const tome::Events& events) { tome::commit(*globals, *params, events); });
 }

@@ -20,8 +20,7 @@ class Stager {
     void stage(const std::string& path) {
         const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
         if (standing && standing->kind == WorkingEntry::Kind::Folder) {
-            checkout_.files().scan(path, {},
-                                   [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
+            checkout_.files().scan(path, {}, [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
             stage_missing(path, true);
         } else if (standing) {
             stage_file(path);  // A file in the place of a folder of the base takes its files with it.
@@ -41,8 +40,7 @@ class Stager {
         }
         std::vector<std::string> gone;
         visit_files(checkout_.sources(), base_root_, path, [&](const std::string& file, const TreeEntry&) {
-            if (!checkout_.files().find(TreePath::parse(file)) &&
-                (!held_only || checkout_.index().held_file(file))) {
+            if (!checkout_.files().find(TreePath::parse(file)) && (!held_only || checkout_.index().held_file(file))) {
                 gone.push_back(file);
             }
         });

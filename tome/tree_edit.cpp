@@ -92,7 +92,9 @@ std::optional<Digest> change_folder(ObjectSource& source, const Digest& root, co
 
 }  // namespace
 
-Digest empty_tree(ObjectSink& sink) { return sink.add(ObjectKind::Tree, encode_tree({})); }
+Digest empty_tree(ObjectSink& sink) {
+    return sink.add(ObjectKind::Tree, encode_tree({}));
+}
 
 std::optional<TreeEntry> find_entry(ObjectSource& source, const Digest& root, const TreePath& path) {
     if (root.is_zero()) {

@@ -19,7 +19,9 @@ namespace {
 constexpr int folder_flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int hash_attempts = 3;
 
-std::string leaf_of(const TreePath& path) { return std::string(path.components().back()); }
+std::string leaf_of(const TreePath& path) {
+    return std::string(path.components().back());
+}
 
 WorkingEntry entry_of(const struct stat& status) {
     if (S_ISREG(status.st_mode)) {
@@ -91,19 +93,33 @@ FileDescriptor WorkingTree::open_folder(const std::vector<std::string_view>& com
     return current;
 }
 
-FileDescriptor WorkingTree::open_parent(const TreePath& path, bool make) const {
-    std::vector<std::string_view> components = path.components();
-    components.pop_back();
-    return open_folder(components, make, path.text());
+int WorkingTree::parent_of(const TreePath& path, bool make) const {
+    const std::size_t slash = path.text().rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : path.text().substr(0, slash);
+    if (parent_path_ != folder) {
+        forget_parent();
+        std::vector<std::string_view> components = path.components();
+        components.pop_back();
+        parent_ = open_folder(components, make, path.text());
+        if (parent_.is_open()) {
+            parent_path_ = folder;
+        }
+    }
+    return parent_.get();
+}
+
+void WorkingTree::forget_parent() const {
+    parent_path_.reset();
+    parent_.reset();
 }
 
 std::optional<WorkingEntry> WorkingTree::find(const TreePath& path) const {
-    const FileDescriptor parent = open_parent(path, false);
-    if (!parent.is_open()) {
+    const int parent = parent_of(path, false);
+    if (parent < 0) {
         return std::nullopt;
     }
     struct stat status {};
-    if (fstatat(parent.get(), leaf_of(path).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (fstatat(parent, leaf_of(path).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         if (errno == ENOENT || errno == ENOTDIR) {
             return std::nullopt;
         }
@@ -113,10 +129,10 @@ std::optional<WorkingEntry> WorkingTree::find(const TreePath& path) const {
 }
 
 FileDescriptor WorkingTree::open(const TreePath& path) const {
-    const FileDescriptor parent = open_parent(path, false);
+    const int parent = parent_of(path, false);
     FileDescriptor file;
-    if (parent.is_open()) {
-        file = open_file_at(parent.get(), leaf_of(path), path.text());
+    if (parent >= 0) {
+        file = open_file_at(parent, leaf_of(path), path.text());
     }
     if (!file.is_open()) {
         throw Error(ErrorCode::NotFound, "file does not exist: " + path.text());
@@ -142,17 +158,18 @@ std::pair<Digest, FileStamp> WorkingTree::hash(const TreePath& path) const {
 }
 
 FileStamp WorkingTree::install(const std::filesystem::path& temporary, const TreePath& path) const {
-    const FileDescriptor parent = open_parent(path, true);
+    const int parent = parent_of(path, true);
     const std::string leaf = leaf_of(path);
     struct stat status {};
-    if (renameat(AT_FDCWD, temporary.c_str(), parent.get(), leaf.c_str()) != 0 ||
-        fstatat(parent.get(), leaf.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (renameat(AT_FDCWD, temporary.c_str(), parent, leaf.c_str()) != 0 ||
+        fstatat(parent, leaf.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         throw system_error("could not write " + path.text(), errno);
     }
     return stamp_of(status);
 }
 
 void WorkingTree::remove(const TreePath& path) const {
+    forget_parent();  // The folder may go, too.
     std::vector<std::string_view> components = path.components();
     bool file = true;
     while (!components.empty()) {
@@ -175,8 +192,8 @@ void WorkingTree::remove(const TreePath& path) const {
 }
 
 void WorkingTree::remove_empty_folder(const TreePath& path) const {
-    const FileDescriptor parent = open_parent(path, false);
-    if (parent.is_open() && unlinkat(parent.get(), leaf_of(path).c_str(), AT_REMOVEDIR) != 0) {
+    const int parent = parent_of(path, false);
+    if (parent >= 0 && unlinkat(parent, leaf_of(path).c_str(), AT_REMOVEDIR) != 0) {
         throw system_error("could not remove the folder " + path.text(), errno);
     }
 }

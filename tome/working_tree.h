@@ -63,12 +63,17 @@ class WorkingTree {
   private:
     FileDescriptor open_folder(const std::vector<std::string_view>& components, bool make,
                                const std::string& name) const;
-    FileDescriptor open_parent(const TreePath& path, bool make) const;
+    // The folder of `path`, borrowed until the next call; -1 when it does not exist. Paths come folder by folder, so
+    // the last folder is kept open.
+    int parent_of(const TreePath& path, bool make) const;
+    void forget_parent() const;
     void scan_folder(const FileDescriptor& folder, const std::string& prefix, const std::set<std::string>& skip,
                      const std::function<void(const std::string&, const WorkingEntry&)>& visit) const;
 
     std::filesystem::path root_path_;
     FileDescriptor root_;
+    mutable std::optional<std::string> parent_path_;
+    mutable FileDescriptor parent_;
 };
 
 /// The stamp in a file's status.

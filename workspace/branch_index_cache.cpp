@@ -30,9 +30,13 @@ BranchIndexes& branch_indexes() {
     return *indexes;
 }
 
-std::chrono::nanoseconds steady_now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+std::chrono::nanoseconds steady_now() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
 
-std::string cache_key(const std::filesystem::path& project) { return absolute_normalized(project).string(); }
+std::string cache_key(const std::filesystem::path& project) {
+    return absolute_normalized(project).string();
+}
 
 // Asks the remote and stores the answer, unless the list was dropped meanwhile: the answer may then be too old.
 void query_and_store(const std::filesystem::path& project) {

@@ -1,6 +1,6 @@
 // The branch list of a project's remote, kept for the process and refreshed in the background.
-// Any thread: one process-wide mutex guards the cache and is never held during an engine call. Refreshes run on detached
-// threads, at most one for each project; the cache is never destroyed, so one that outlives main does no harm.
+// Any thread: one process-wide mutex guards the cache and is never held during an engine call. Refreshes run on
+// detached threads, at most one for each project; the cache is never destroyed, so one that outlives main does no harm.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@ struct WorkspaceBranchIndexCache {
     bool has_index = false;
     bool refreshing = false;
     std::uint64_t generation = 0;  ///< grows when the list is dropped: what was asked before that is not stored
-    std::string error;  ///< text of the last failed refresh
+    std::string error;             ///< text of the last failed refresh
 };
 
 /// Whether a refresh is due: never while one runs; with an index when the last success is 5 s old, without one when

@@ -69,6 +69,7 @@ void materialize_preview(const fs::path& project, const Preview& preview, const 
     ensure_tome_branch_checkout(project, preview.root, base_scene, workspace);
     TomeSync sync;
     sync.revision = revision;
+    sync.scratch = true;
     call_tome_revision_sync({preview.root, project_tome_remote_url(project)}, sync);
     if (!fs::is_regular_file(preview.root / scene, ignored)) {
         throw std::runtime_error("scene does not exist in the selected historical revision");
@@ -79,8 +80,7 @@ void materialize_preview(const fs::path& project, const Preview& preview, const 
 void require_same_project(const fs::path& project, const fs::path& preview) {
     const std::string id = read_project(project).manifest.id;
     if (!is_valid_project_id(id) || read_project(preview).manifest.id != id) {
-        throw std::runtime_error(
-            "history preview refused because that revision belongs to a different Keel project");
+        throw std::runtime_error("history preview refused because that revision belongs to a different Keel project");
     }
 }
 
@@ -134,13 +134,11 @@ ProjectWorkspaceResolution resolve_project_workspace_scene(const fs::path& proje
         throw std::runtime_error("workspace not found: " + id);
     }
     const fs::path relative = relative_scene(project, *workspace, scene);
-    const fs::path root =
-        id == "main" ? project : ensure_tome_checkout_for_workspace(project, id, project / relative);
+    const fs::path root = id == "main" ? project : ensure_tome_checkout_for_workspace(project, id, project / relative);
     return resolution(project, id, root, relative);
 }
 
-ProjectWorkspaceResolution resolve_project_workspace_revision_scene(const fs::path& project_path,
-                                                                    const fs::path& scene,
+ProjectWorkspaceResolution resolve_project_workspace_revision_scene(const fs::path& project_path, const fs::path& scene,
                                                                     const std::string& workspace_id,
                                                                     const std::string& revision) {
     const fs::path project = absolute_normalized(project_path);

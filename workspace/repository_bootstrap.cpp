@@ -67,7 +67,9 @@ void create_or_clone(const fs::path& project, const TomeCheckout& checkout, cons
         }
         make_empty_folder(checkout.root);
         clone_tome_checkout_if_needed(project, checkout.root, "main", {}, false, false);
-        call_tome_revision_sync(checkout, {});
+        TomeSync everything;
+        everything.scratch = true;
+        call_tome_revision_sync(checkout, everything);
     }
 }
 

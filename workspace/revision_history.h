@@ -10,10 +10,10 @@
 
 namespace quill {
 
-/// The newest `limit` (0: 50) revisions of a workspace ("" means "main"), newest first; none for "main" when the history
-/// was never started. Author, time, summary and file count come from the branch's metadata; what that lacks stays
-/// empty, and a summary that says nothing is replaced. Throws std::runtime_error "workspace branch does not exist: " +
-/// id, the remote's and the engine's texts. Any thread; takes no lock.
+/// The newest `limit` (0: 50) revisions of a workspace ("" means "main"), newest first; none for "main" when the
+/// history was never started. Author, time, summary and file count come from the branch's metadata; what that lacks
+/// stays empty, and a summary that says nothing is replaced. Throws std::runtime_error "workspace branch does not
+/// exist: " + id, the remote's and the engine's texts. Any thread; takes no lock.
 std::vector<ProjectWorkspaceRevision> list_project_workspace_revisions(const std::filesystem::path& project,
                                                                        const std::string& workspace_id,
                                                                        std::uint64_t limit);

@@ -60,7 +60,9 @@ class RestoreCheckoutCleanup {
     fs::path path_;
 };
 
-[[noreturn]] void refuse(const std::string& text) { throw std::runtime_error(text); }
+[[noreturn]] void refuse(const std::string& text) {
+    throw std::runtime_error(text);
+}
 
 std::string current_head_of(const std::vector<ProjectWorkspaceRevision>& revisions) {
     for (const ProjectWorkspaceRevision& revision : revisions) {
@@ -84,8 +86,7 @@ void check_request(RestoreRequest& request, const std::string& expected_head, co
         refuse("restore requires a target revision");
     }
     request.workspace = require_workspace_branch(request.project, request.workspace_id);
-    const auto revisions =
-        list_project_workspace_revisions(request.project, request.workspace_id, searched_revisions);
+    const auto revisions = list_project_workspace_revisions(request.project, request.workspace_id, searched_revisions);
     request.current_head = current_head_of(revisions);
     if (!expected_head.empty() && expected_head != request.current_head) {
         refuse("workspace changed since history was opened; refresh history and try again");
@@ -114,6 +115,7 @@ TomeCheckout check_out_revision(const RestoreRequest& request, const fs::path& r
     const TomeCheckout checkout{root, request.remote_url};
     TomeSync sync;
     sync.revision = revision;
+    sync.scratch = true;
     call_tome_revision_sync(checkout, sync, operation);
     return checkout;
 }
@@ -182,10 +184,9 @@ void update_index(const RestoreRequest& request, const std::string& head, const 
 
 // Makes the live files equal to what was published; returns how many were written or removed.
 std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& published) {
-    const fs::path live =
-        request.workspace_id == "main"
-            ? request.project
-            : ensure_tome_checkout_for_workspace(request.project, request.workspace_id, request.scene);
+    const fs::path live = request.workspace_id == "main" ? request.project
+                                                         : ensure_tome_checkout_for_workspace(
+                                                               request.project, request.workspace_id, request.scene);
     const std::vector<fs::path> differing = differing_project_workspace_files(live, published);
     const std::int64_t count = materialize_project_workspace_files_checked(published, live, differing);
     if (!differing_project_workspace_files(live, published).empty()) {

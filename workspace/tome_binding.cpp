@@ -271,6 +271,7 @@ TomeWorkspaceState call_tome_revision_sync(const TomeCheckout& checkout, const T
         params.revision = revision_hash(sync.revision);
     }
     params.overwrite = sync.overwrite;
+    params.scratch = sync.scratch;
     return call(tome_revision_sync, operation, checkout, params);
 }
 

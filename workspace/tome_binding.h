@@ -141,6 +141,7 @@ struct TomeSync {
     std::vector<std::string> paths;  ///< none: the whole tree
     std::string revision;            ///< 64 hex digits; empty: the branch's newest head, which becomes the base
     bool overwrite = false;          ///< drop uncommitted changes that stand in the way
+    bool scratch = false;            ///< the files need not survive a power cut
 };
 /// `operation` is the name that a failure is reported under.
 TomeWorkspaceState call_tome_revision_sync(const TomeCheckout& checkout, const TomeSync& sync,

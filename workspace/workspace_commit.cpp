@@ -138,12 +138,15 @@ std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
 void mirror_files(const CommitRequest& request, const fs::path& checkout) {
     const TomeCheckout opened{checkout, request.remote_url};
     if (request.whole && !request.sparse_source) {
-        call_tome_revision_sync(opened, {});
+        TomeSync everything;
+        everything.scratch = true;
+        call_tome_revision_sync(opened, everything);
         mirror_visible_project_files(request.source, checkout);
         return;
     }
     const std::vector<fs::path> paths = paths_to_mirror(request);
     TomeSync gone;
+    gone.scratch = true;
     std::error_code ignored;
     for (const fs::path& path : paths) {
         if (!fs::is_regular_file(request.source / path, ignored)) {

@@ -57,9 +57,9 @@ class IdCandidates {
 
 void commit_parent(const std::filesystem::path& project, const ProjectWorkspace& parent) {
     const std::filesystem::path source =
-        parent.id == "main" ? project
-                            : ensure_tome_checkout_for_workspace(project, parent.id,
-                                                                 resolve_workspace_base_scene(project, parent));
+        parent.id == "main"
+            ? project
+            : ensure_tome_checkout_for_workspace(project, parent.id, resolve_workspace_base_scene(project, parent));
     update_project_workspace_head(project, parent.id, source, {}, "", "");
 }
 
@@ -110,9 +110,9 @@ void archive_on_remote(const std::filesystem::path& project, const std::string& 
 
 }  // namespace
 
-ProjectWorkspace create_project_workspace(const std::filesystem::path& project_path,
-                                          const std::filesystem::path& scene, const std::string& parent_id,
-                                          const std::string& name, const std::string& author) {
+ProjectWorkspace create_project_workspace(const std::filesystem::path& project_path, const std::filesystem::path& scene,
+                                          const std::string& parent_id, const std::string& name,
+                                          const std::string& author) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::string remote = require_project_tome_remote(project);
     const std::string parent_name = parent_id.empty() ? "main" : parent_id;

@@ -111,7 +111,9 @@ std::string line_of(const ProjectWorkspace& workspace) {
            text("author", workspace.author) + "}";
 }
 
-std::string first_non_empty(const std::string& a, const std::string& b) { return a.empty() ? b : a; }
+std::string first_non_empty(const std::string& a, const std::string& b) {
+    return a.empty() ? b : a;
+}
 
 }  // namespace
 
@@ -148,8 +150,8 @@ void write_workspaces_without_main(const std::filesystem::path& project,
         write_text_file_atomically(path, text);
     } catch (const std::runtime_error& error) {
         const bool replacing = std::string_view(error.what()).starts_with("Could not replace");
-        throw std::runtime_error((replacing ? "could not install workspace file: " : "could not write workspace file: ") +
-                                 path.string());
+        throw std::runtime_error(
+            (replacing ? "could not install workspace file: " : "could not write workspace file: ") + path.string());
     }
 }
 

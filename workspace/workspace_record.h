@@ -57,7 +57,7 @@ struct ProjectWorkspaceFileMutation {
 
 /// What a commit or a sync did.
 struct ProjectWorkspaceMutationResult {
-    std::string headKey;  ///< newest revision afterwards, 64 lower-case hex digits
+    std::string headKey;                              ///< newest revision afterwards, 64 lower-case hex digits
     std::vector<ProjectWorkspaceFileMutation> files;  ///< empty when nothing was committed
 };
 

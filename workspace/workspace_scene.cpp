@@ -44,8 +44,7 @@ std::optional<std::filesystem::path> canonical_workspace_scene_uri(const std::fi
         scene.empty() ? resolve_workspace_base_scene(project, workspace) : absolute_normalized(scene);
     const std::filesystem::path relative =
         scene_relative_path(absolute_normalized(project), absolute).lexically_normal();
-    if (relative.empty() || relative == "." ||
-        std::find(relative.begin(), relative.end(), "..") != relative.end()) {
+    if (relative.empty() || relative == "." || std::find(relative.begin(), relative.end(), "..") != relative.end()) {
         return std::nullopt;
     }
     return relative;

@@ -350,6 +350,7 @@ typedef struct tome_revision_sync_params {
     tome_hash_t revision;
     uint32_t fetch_newest;
     uint32_t overwrite;
+    uint32_t scratch; /* the working files need not survive a power cut */
 } tome_revision_sync_params_t;
 TOME_API int32_t tome_revision_sync(const tome_globals_t* globals, const tome_revision_sync_params_t* params,
                                     uint64_t user, tome_callback_t callback);
