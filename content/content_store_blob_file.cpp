@@ -38,7 +38,13 @@ std::pair<path, int> open_temporary_file(const path& blob) {
         if (file >= 0) {
             return {std::move(temporary), file};
         }
-        if (errno != EINTR && (errno != EEXIST || !blob_file_exists(temporary))) {
+        // Whoever has the name now may rename it away at any moment; only something that stays is in the way.
+        std::error_code ignored;
+        const bool interrupted = errno == EINTR;
+        const bool taken = errno == EEXIST;
+        const bool in_the_way = taken && std::filesystem::exists(std::filesystem::symlink_status(temporary, ignored)) &&
+                                !blob_file_exists(temporary);
+        if (!interrupted && (!taken || in_the_way)) {
             throw std::runtime_error("could not write content blob: " + temporary.string());
         }
     }

@@ -1,9 +1,10 @@
-/* A library to preload (Linux): counts the calls of a process that make durable steps below QUILL_FAULT_ROOT, and at
-   the QUILL_FAULT_AT-th of them kills the process or lets the disk be full. QUILL_FAULT_KIND is one of kill SIGKILL
-   before the call          kill-torn   SIGKILL after half of a write full-once   one call fails with ENOSPC       full
-   so does every later one; a write before that is cut short Only calls that take up space count for the last two.
-   QUILL_FAULT_COUNT_FILE receives the number of counted calls when the process ends by itself. Syncing is counted, not
-   done. Threads may call in at any time. */
+/* A library to preload (Linux): counts the calls of a process that change something below QUILL_FAULT_ROOT, and at the
+   QUILL_FAULT_AT-th of them kills the process or lets the disk be full. QUILL_FAULT_KIND is one of
+     kill        SIGKILL before the call          kill-torn   SIGKILL after half of a write
+     full-once   one call fails with ENOSPC       full        so does every later one; a write at first is cut short
+   Only calls that take up space count for the last two. QUILL_FAULT_COUNT_FILE receives the number of counted calls
+   when the process ends by itself, QUILL_FAULT_REPORT_FILE the call that was struck. Syncing is neither done nor
+   counted: it changes nothing that a kill would show. Threads may call in at any time. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -17,12 +18,13 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-/* What becomes of a call. */
-enum verdict { PROCEED, FAIL, HALVE, HALVE_AND_DIE };
+enum { path_size = 4096 };
+
+enum verdict { PROCEED, FAIL, HALVE, HALVE_AND_DIE }; /* what becomes of a call */
 enum step { NEEDS_SPACE, NEEDS_NO_SPACE };
 enum kind { NONE, KILL, KILL_TORN, FULL_ONCE, FULL };
 
-static char root[4096];
+static char root[path_size];
 static size_t root_length;
 static unsigned long fault_at;
 static enum kind fault_kind;
@@ -38,6 +40,15 @@ static enum kind kind_named(const char* name) {
     return NONE;
 }
 
+static void write_text(const char* variable, const char* text) {
+    const char* path = getenv(variable);
+    const int file = path != NULL ? open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
+    if (file >= 0) {
+        syscall(SYS_write, file, text, strlen(text));
+        close(file);
+    }
+}
+
 __attribute__((constructor)) static void start(void) {
     const char* folder = getenv("QUILL_FAULT_ROOT");
     const char* at = getenv("QUILL_FAULT_AT");
@@ -50,45 +61,48 @@ __attribute__((constructor)) static void start(void) {
 }
 
 __attribute__((destructor)) static void finish(void) {
-    const char* path = getenv("QUILL_FAULT_COUNT_FILE");
-    if (path == NULL) {
+    char text[32];
+    snprintf(text, sizeof text, "%lu\n", atomic_load(&counted));
+    write_text("QUILL_FAULT_COUNT_FILE", text);
+}
+
+static void path_of_descriptor(int descriptor, char* path) {
+    char link[64];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+    const ssize_t length = readlink(link, path, path_size - 1);
+    path[length > 0 ? length : 0] = '\0';
+}
+
+static void path_of_entry(int folder, const char* entry, char* path) {
+    path[0] = '\0';
+    if (entry[0] != '/' && folder != AT_FDCWD) {
+        path_of_descriptor(folder, path);
+    } else if (entry[0] != '/' && getcwd(path, path_size) == NULL) {
         return;
     }
-    char text[32];
-    const int length = snprintf(text, sizeof text, "%lu\n", atomic_load(&counted));
-    const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file >= 0) {
-        syscall(SYS_write, file, text, (size_t)length);
-        close(file);
-    }
+    const size_t length = strlen(path);
+    snprintf(path + length, path_size - length, "%s%s", length > 0 ? "/" : "", entry);
 }
 
-static int path_counts(const char* path) {
-    return root_length > 0 && strncmp(path, root, root_length) == 0 &&
-           (path[root_length] == '/' || path[root_length] == '\0');
+static int is_below_root(const char* path) {
+    return root_length > 0 && strncmp(path, root, root_length) == 0 && path[root_length] == '/';
 }
 
-static int descriptor_counts(int descriptor) {
-    char link[64];
-    char target[4096];
-    snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
-    const ssize_t length = readlink(link, target, sizeof target - 1);
-    if (length <= 0) {
-        return 0;
+/* The shared-memory file of a database is rebuilt by whoever opens it next. It is grown by a byte for each page: for a
+   full disk one such write stands for all, and for a kill none matters. */
+static int stands_for_others(const char* call, const char* path, off64_t offset) {
+    const size_t length = strlen(path);
+    if (length < 4 || strcmp(path + length - 4, "-shm") != 0) {
+        return 1;
     }
-    target[length] = '\0';
-    return path_counts(target);
+    const int full = fault_kind == FULL || fault_kind == FULL_ONCE;
+    return full && strcmp(call, "pwrite") == 0 && offset < 4096;
 }
 
-static int entry_counts(int folder, const char* path) {
-    if (path[0] == '/') {
-        return path_counts(path);
-    }
-    if (folder == AT_FDCWD) {
-        char current[4096];
-        return getcwd(current, sizeof current) != NULL && path_counts(current);
-    }
-    return descriptor_counts(folder);
+static void report(const char* call, const char* path, unsigned long number) {
+    char text[path_size + 64];
+    snprintf(text, sizeof text, "call %lu: %s %s", number, call, path);
+    write_text("QUILL_FAULT_REPORT_FILE", text);
 }
 
 static void die(void) {
@@ -98,15 +112,7 @@ static void die(void) {
     }
 }
 
-static enum verdict judge(int counts, enum step step) {
-    const int full = fault_kind == FULL || fault_kind == FULL_ONCE;
-    if (!counts || (full && step == NEEDS_NO_SPACE)) {
-        return PROCEED;
-    }
-    const unsigned long number = atomic_fetch_add(&counted, 1) + 1;
-    if (fault_at == 0 || number < fault_at || (number > fault_at && fault_kind != FULL)) {
-        return PROCEED;
-    }
+static enum verdict strike(void) {
     switch (fault_kind) {
         case KILL:
             die();
@@ -116,21 +122,40 @@ static enum verdict judge(int counts, enum step step) {
         case FULL_ONCE:
             return FAIL;
         case FULL:
-            return number == fault_at ? HALVE : FAIL;
+            return HALVE;
         case NONE:
             break;
     }
     return PROCEED;
 }
 
-static long disk_full(void) {
+static enum verdict judge(const char* call, const char* path, enum step step, off64_t offset) {
+    const int full = fault_kind == FULL || fault_kind == FULL_ONCE;
+    if (!is_below_root(path) || (full && step == NEEDS_NO_SPACE)) {
+        return PROCEED;
+    }
+    if (fault_kind == FULL && fault_at != 0 && atomic_load(&counted) >= fault_at) {
+        return FAIL;
+    }
+    if (!stands_for_others(call, path, offset)) {
+        return PROCEED;
+    }
+    const unsigned long number = atomic_fetch_add(&counted, 1) + 1;
+    if (number != fault_at) {
+        return PROCEED;
+    }
+    report(call, path, number);
+    return strike();
+}
+
+static int disk_full(void) {
     errno = ENOSPC;
     return -1;
 }
 
 /* For what is done wholly or not at all: 0 when it may go on. */
-static long judge_whole(int counts, enum step step) {
-    switch (judge(counts, step)) {
+static int judge_whole(const char* call, const char* path, enum step step) {
+    switch (judge(call, path, step, 0)) {
         case PROCEED:
             return 0;
         case HALVE_AND_DIE:
@@ -141,9 +166,23 @@ static long judge_whole(int counts, enum step step) {
     }
 }
 
+static int judge_descriptor(const char* call, int descriptor, enum step step) {
+    char path[path_size];
+    path_of_descriptor(descriptor, path);
+    return judge_whole(call, path, step);
+}
+
+static int judge_entry(const char* call, int folder, const char* entry, enum step step) {
+    char path[path_size];
+    path_of_entry(folder, entry, path);
+    return judge_whole(call, path, step);
+}
+
 /* How many of `size` bytes to write; -1 when none can be. Afterwards the caller dies when `*torn` is set. */
-static ssize_t judge_write(int descriptor, size_t size, int* torn) {
-    const enum verdict verdict = judge(descriptor_counts(descriptor), NEEDS_SPACE);
+static ssize_t judge_write(const char* call, int descriptor, size_t size, off64_t offset, int* torn) {
+    char path[path_size];
+    path_of_descriptor(descriptor, path);
+    const enum verdict verdict = judge(call, path, NEEDS_SPACE, offset);
     *torn = verdict == HALVE_AND_DIE;
     if (verdict == FAIL || (verdict == HALVE && size < 2)) {
         return disk_full();
@@ -160,13 +199,13 @@ static ssize_t written(ssize_t result, int torn) {
 
 ssize_t write(int descriptor, const void* bytes, size_t size) {
     int torn = 0;
-    const ssize_t allowed = judge_write(descriptor, size, &torn);
+    const ssize_t allowed = judge_write("write", descriptor, size, 0, &torn);
     return allowed < 0 ? -1 : written(syscall(SYS_write, descriptor, bytes, (size_t)allowed), torn);
 }
 
 ssize_t pwrite64(int descriptor, const void* bytes, size_t size, off64_t offset) {
     int torn = 0;
-    const ssize_t allowed = judge_write(descriptor, size, &torn);
+    const ssize_t allowed = judge_write("pwrite", descriptor, size, offset, &torn);
     return allowed < 0 ? -1 : written(syscall(SYS_pwrite64, descriptor, bytes, (size_t)allowed, offset), torn);
 }
 
@@ -180,7 +219,7 @@ ssize_t writev(int descriptor, const struct iovec* parts, int count) {
         size += parts[i].iov_len;
     }
     int torn = 0;
-    const ssize_t allowed = judge_write(descriptor, size, &torn);
+    const ssize_t allowed = judge_write("writev", descriptor, size, 0, &torn);
     if (allowed < 0) {
         return -1;
     }
@@ -190,33 +229,27 @@ ssize_t writev(int descriptor, const struct iovec* parts, int count) {
 }
 
 int ftruncate64(int descriptor, off64_t size) {
-    const long refused = judge_whole(descriptor_counts(descriptor), NEEDS_SPACE);
-    return refused != 0 ? -1 : (int)syscall(SYS_ftruncate, descriptor, size);
+    return judge_descriptor("ftruncate", descriptor, NEEDS_SPACE) != 0 ? -1
+                                                                       : (int)syscall(SYS_ftruncate, descriptor, size);
 }
 
 int ftruncate(int descriptor, off_t size) {
     return ftruncate64(descriptor, size);
 }
 
-static int sync_instead(int descriptor) {
-    return (int)judge_whole(descriptor_counts(descriptor), NEEDS_NO_SPACE);
-}
-
 int fsync(int descriptor) {
-    return sync_instead(descriptor);
+    (void)descriptor;
+    return 0;
 }
 
-int fdatasync(int descriptor) {
-    return sync_instead(descriptor);
-}
+int fdatasync(int descriptor) { return fsync(descriptor); }
 
-int syncfs(int descriptor) {
-    return sync_instead(descriptor);
-}
+int syncfs(int descriptor) { return fsync(descriptor); }
 
 int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) {
-    const long refused = judge_whole(entry_counts(to_folder, to), NEEDS_SPACE);
-    return refused != 0 ? -1 : (int)syscall(SYS_renameat2, from_folder, from, to_folder, to, flags);
+    return judge_entry("rename", to_folder, to, NEEDS_SPACE) != 0
+               ? -1
+               : (int)syscall(SYS_renameat2, from_folder, from, to_folder, to, flags);
 }
 
 int renameat(int from_folder, const char* from, int to_folder, const char* to) {
@@ -228,8 +261,8 @@ int rename(const char* from, const char* to) {
 }
 
 int unlinkat(int folder, const char* path, int flags) {
-    const long refused = judge_whole(entry_counts(folder, path), NEEDS_NO_SPACE);
-    return refused != 0 ? -1 : (int)syscall(SYS_unlinkat, folder, path, flags);
+    return judge_entry("unlink", folder, path, NEEDS_NO_SPACE) != 0 ? -1
+                                                                    : (int)syscall(SYS_unlinkat, folder, path, flags);
 }
 
 int unlink(const char* path) {
@@ -242,12 +275,11 @@ int rmdir(const char* path) {
 
 int remove(const char* path) {
     const int result = unlinkat(AT_FDCWD, path, 0);
-    return result != 0 && errno == EISDIR ? unlinkat(AT_FDCWD, path, AT_REMOVEDIR) : result;
+    return result != 0 && errno == EISDIR ? rmdir(path) : result;
 }
 
 int mkdirat(int folder, const char* path, mode_t mode) {
-    const long refused = judge_whole(entry_counts(folder, path), NEEDS_SPACE);
-    return refused != 0 ? -1 : (int)syscall(SYS_mkdirat, folder, path, mode);
+    return judge_entry("mkdir", folder, path, NEEDS_SPACE) != 0 ? -1 : (int)syscall(SYS_mkdirat, folder, path, mode);
 }
 
 int mkdir(const char* path, mode_t mode) {
@@ -255,8 +287,9 @@ int mkdir(const char* path, mode_t mode) {
 }
 
 int linkat(int from_folder, const char* from, int to_folder, const char* to, int flags) {
-    const long refused = judge_whole(entry_counts(to_folder, to), NEEDS_SPACE);
-    return refused != 0 ? -1 : (int)syscall(SYS_linkat, from_folder, from, to_folder, to, flags);
+    return judge_entry("link", to_folder, to, NEEDS_SPACE) != 0
+               ? -1
+               : (int)syscall(SYS_linkat, from_folder, from, to_folder, to, flags);
 }
 
 int link(const char* from, const char* to) {
