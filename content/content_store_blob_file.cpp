@@ -42,8 +42,8 @@ std::pair<path, int> open_temporary_file(const path& blob) {
         std::error_code ignored;
         const bool interrupted = errno == EINTR;
         const bool taken = errno == EEXIST;
-        const bool in_the_way = taken && std::filesystem::exists(std::filesystem::symlink_status(temporary, ignored)) &&
-                                !blob_file_exists(temporary);
+        const std::filesystem::file_status standing = std::filesystem::symlink_status(temporary, ignored);
+        const bool in_the_way = std::filesystem::exists(standing) && !std::filesystem::is_regular_file(standing);
         if (!interrupted && (!taken || in_the_way)) {
             throw std::runtime_error("could not write content blob: " + temporary.string());
         }
