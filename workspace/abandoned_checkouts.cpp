@@ -72,11 +72,21 @@ std::optional<pid_t> owner_of(std::string_view name) {
                                                                                      : std::nullopt;
 }
 
-// A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID.
+// A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID, or, when its
+// clone was cut off, nothing but the engine's state.
 bool may_be_workspace(const std::filesystem::path& checkout) {
-    std::error_code ignored;
-    return checkout.filename().string().starts_with("metadata-") &&
-           !std::filesystem::exists(checkout / ".keel-project-id", ignored);
+    std::error_code error;
+    if (!checkout.filename().string().starts_with("metadata-") ||
+        std::filesystem::exists(checkout / ".keel-project-id", error)) {
+        return false;
+    }
+    std::filesystem::directory_iterator entry(checkout, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (!entry->path().filename().string().starts_with(".tome")) {
+            return true;
+        }
+    }
+    return bool(error);
 }
 
 bool is_dead(pid_t process) {

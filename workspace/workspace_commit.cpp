@@ -232,6 +232,15 @@ void publish(const CommitRequest& request, const TomeCheckout& checkout, const s
     invalidate_tome_branch_index_cache(request.project);
 }
 
+// A workspace's own checkout may hold a commit whose publication was cut off: nothing differs, and nobody else has it.
+void publish_cut_off_commit(const CommitRequest& request, const CommitPlace& place, const TomeWorkspaceState& status) {
+    if (place.in_place && status.identity_number > status.identity_extra) {
+        const TomeCheckout checkout{place.checkout, request.remote_url};
+        const std::size_t files = call_tome_revision_info(checkout, status.identity).event_count;
+        publish(request, checkout, status.identity, commit_message(request, files), files);
+    }
+}
+
 ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitPlace& place) {
     const TomeCheckout checkout{place.checkout, request.remote_url};
     if (tome_checkout_uses_project_shared_store(request.project, place.checkout)) {
@@ -240,6 +249,7 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     const TomeWorkspaceState status = call_tome_repository_status(checkout, true);
     const std::vector<std::string> changed = reported_changes(status, request, place);
     if (changed.empty()) {
+        publish_cut_off_commit(request, place, status);
         return {status.identity, {}};
     }
     bool committed = false;
