@@ -242,9 +242,13 @@ int fsync(int descriptor) {
     return 0;
 }
 
-int fdatasync(int descriptor) { return fsync(descriptor); }
+int fdatasync(int descriptor) {
+    return fsync(descriptor);
+}
 
-int syncfs(int descriptor) { return fsync(descriptor); }
+int syncfs(int descriptor) {
+    return fsync(descriptor);
+}
 
 int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) {
     return judge_entry("rename", to_folder, to, NEEDS_SPACE) != 0
