@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <set>
 #include <utility>
-#include <vector>
 
 #include "identity/file_clone.h"
 
@@ -136,6 +136,21 @@ void replace_file_by_copy(const std::filesystem::path& from, const std::filesyst
     std::filesystem::rename(temporary, to, error);
     if (error) {
         unlink(temporary.c_str());
+    }
+}
+
+void sync_folders(const std::filesystem::path& root, const std::vector<std::filesystem::path>& paths) {
+    std::set<std::filesystem::path> folders;
+    for (std::filesystem::path path : paths) {
+        do {
+            path = path.parent_path();
+        } while (folders.insert(path).second && !path.empty());
+    }
+    for (const std::filesystem::path& folder : folders) {
+        const Descriptor descriptor(open((root / folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (descriptor.is_open()) {
+            fsync(descriptor.get());
+        }
     }
 }
 

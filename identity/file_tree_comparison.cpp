@@ -5,6 +5,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "identity/file_bytes.h"
@@ -76,11 +77,15 @@ void make_folder(const fs::path& target, const fs::path& relative) {
     }
 }
 
+constexpr std::string_view staging_mark = ".keel-restore-";
+constexpr std::string_view staging_end = ".tmp";
+
 fs::path staging_path(const fs::path& target) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-    return target.string() + ".keel-restore-" + std::to_string(milliseconds) + "-" +
-           std::to_string(std::hash<std::thread::id>{}(std::this_thread::get_id())) + ".tmp";
+    const std::size_t thread = std::hash<std::thread::id>{}(std::this_thread::get_id());
+    return target.string().append(staging_mark) + std::to_string(milliseconds) + "-" +
+           std::to_string(thread).append(staging_end);
 }
 
 void install(const fs::path& staged, const fs::path& target) {
@@ -156,7 +161,23 @@ std::int64_t materialize_project_workspace_files_checked(const fs::path& source_
     for (const fs::path& relative : checked) {
         materialize(source_root, target_root, relative);
     }
+    sync_folders(target_root, checked);
     return static_cast<std::int64_t>(checked.size());
+}
+
+bool is_restore_staging_file(const fs::path& path) {
+    const std::string name = path.filename().string();
+    const std::size_t mark = name.rfind(staging_mark);
+    if (mark == std::string::npos || !name.ends_with(staging_end)) {
+        return false;
+    }
+    const std::size_t start = mark + staging_mark.size();
+    const std::string_view numbers = std::string_view(name).substr(start, name.size() - start - staging_end.size());
+    const std::size_t dash = numbers.find('-');
+    const auto is_number = [](std::string_view text) {
+        return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+    };
+    return dash != std::string_view::npos && is_number(numbers.substr(0, dash)) && is_number(numbers.substr(dash + 1));
 }
 
 }  // namespace quill

@@ -22,4 +22,8 @@ std::int64_t materialize_project_workspace_files_checked(const std::filesystem::
                                                          const std::filesystem::path& target_root,
                                                          const std::vector<std::filesystem::path>& paths);
 
+/// Whether the name is that of a file which materialisation writes beside its destination. One that is still there was
+/// left by a killed process, or another process is writing it: nothing that anyone wants to keep.
+bool is_restore_staging_file(const std::filesystem::path& path);
+
 }  // namespace quill

@@ -118,7 +118,7 @@ void report_metadata(const tome_globals_t& globals, const tome_branch_metadata_g
 void push_branch(const tome_globals_t& globals, const tome_branch_push_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
     const BranchName name = BranchName::parse(to_text(params.name));
-    const Digest head = publish_branch(checkout, name, globals.force != 0, params.with_metadata != 0);
+    const Digest head = publish_branch(checkout, name, params.with_metadata != 0);
     events.identity(TOME_EVENT_BRANCH_HEAD, head, order_of(checkout.sources(), head));
 }
 
@@ -208,7 +208,7 @@ void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_pa
     }
     merge_heads(checkout, ours, theirs, to_text(params.message), events);
     if (!checkout.has_remote()) {
-        publish_branch(checkout, target, false, false);
+        publish_branch(checkout, target, false);
     }
 }
 

@@ -62,8 +62,8 @@ BranchRecord new_record(const BranchName& branch) {
 }
 
 // The head that the remote is to have: the local one, unless the remote already goes beyond it.
-Digest head_to_publish(Checkout& checkout, const BranchRecord& record, const Digest& local, bool force) {
-    if (force || is_ancestor(checkout.sources(), record.head, local)) {
+Digest head_to_publish(Checkout& checkout, const BranchRecord& record, const Digest& local) {
+    if (is_ancestor(checkout.sources(), record.head, local)) {
         return local;
     }
     if (is_ancestor(checkout.sources(), local, record.head)) {
@@ -108,7 +108,7 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch) {
     return {record->head, bases.empty() ? Digest{} : bases.front()};
 }
 
-Digest publish_branch(Checkout& checkout, const BranchName& branch, bool force, bool with_metadata) {
+Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_metadata) {
     const std::optional<Digest> local = known_head(checkout, branch);
     const std::map<std::string, std::string> noted =
         with_metadata ? checkout.index().noted_metadata(branch) : std::map<std::string, std::string>();
@@ -119,7 +119,7 @@ Digest publish_branch(Checkout& checkout, const BranchName& branch, bool force, 
         }
         BranchRecord record = found ? *found : new_record(branch);
         const BranchRecord before = record;
-        record.head = local ? head_to_publish(checkout, record, *local, force) : record.head;
+        record.head = local ? head_to_publish(checkout, record, *local) : record.head;
 
         // Content, objects and metadata are durable before the branch moves.
         MissingObjects missing(checkout.sources(), *checkout.remote().objects());

@@ -22,9 +22,8 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch);
 std::optional<Digest> known_head(Checkout& checkout, const BranchName& branch);
 
 /// Publishes the local head of `branch` and the metadata noted for it, in one step; returns the head on the remote.
-/// Throws Error(Moved) "branch has moved on the remote: NAME" unless the remote's head is an ancestor or `force` is
-/// set.
-Digest publish_branch(Checkout& checkout, const BranchName& branch, bool force, bool with_metadata);
+/// Throws Error(Moved) "branch has moved on the remote: NAME" unless the remote's head is an ancestor.
+Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_metadata);
 
 /// Makes `head` the base and the local head of the checkout's branch: the last step of commit, restore and merge, in
 /// the transaction on the index that the caller has open.

@@ -15,7 +15,7 @@
 namespace tome {
 namespace {
 
-// Files by themselves up to this many; beyond, one sync of the volume is cheaper.
+// Files and folders by themselves up to this many; beyond, one sync of the volume is cheaper.
 constexpr std::size_t max_single_syncs = 64;
 
 using Wanted = std::map<std::string, std::optional<TreeEntry>>;
@@ -177,6 +177,27 @@ std::map<std::string, std::filesystem::path> prepare_files(Checkout& checkout, c
     return prepared;
 }
 
+// The index must not know of files that a power cut takes back: they would look like edits made since.
+void sync_folders_of(Checkout& checkout, const std::vector<std::string>& paths) {
+    std::set<std::string> folders;
+    for (std::string folder : paths) {
+        do {
+            const std::size_t slash = folder.rfind('/');
+            folder.erase(slash == std::string::npos ? 0 : slash);
+        } while (folders.insert(folder).second && !folder.empty());
+    }
+    if (folders.size() > max_single_syncs) {
+        const FileDescriptor root = open_directory(checkout.directory());
+        if (!sync_file_system(root.get())) {
+            throw system_error("could not write to " + checkout.directory().string(), errno);
+        }
+        return;
+    }
+    for (const std::string& folder : folders) {
+        checkout.files().sync_folder(folder);
+    }
+}
+
 }  // namespace
 
 MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request) {
@@ -199,6 +220,9 @@ std::vector<std::string> materialize(Checkout& checkout, const MaterializationPl
         }
         installed.emplace(path, checkout.files().install(temporary, target));
         changed.push_back(path);
+    }
+    if (!plan.scratch) {
+        sync_folders_of(checkout, changed);
     }
     Transaction transaction(checkout.index().database());
     for (const auto& [path, stamp] : installed) {

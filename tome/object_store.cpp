@@ -1,6 +1,7 @@
 #include "tome/object_store.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -62,6 +63,53 @@ void refuse_network_file_system(const std::filesystem::path& directory) {
     }
 }
 
+constexpr std::string_view temporary_prefix = "tmp-";
+
+bool try_lock(const FileDescriptor& file) {
+    int result = 0;
+    do {
+        result = flock(file.get(), LOCK_EX | LOCK_NB);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+// A file for content that is being written. Its lock, which ends with its writer, tells it from one left behind.
+class TemporaryContent {
+  public:
+    explicit TemporaryContent(const std::filesystem::path& folder) {
+        struct stat status {};
+        do {  // Until nobody took the file for one left behind between its making and its lock.
+            path_ = folder / (std::string(temporary_prefix) + random_text());
+            file_ = create_file_at(AT_FDCWD, path_.string(), path_.string());
+        } while (!try_lock(file_) || fstat(file_.get(), &status) != 0 || status.st_nlink == 0);
+    }
+    ~TemporaryContent() { unlink(path_.c_str()); }
+    TemporaryContent(const TemporaryContent&) = delete;
+    TemporaryContent& operator=(const TemporaryContent&) = delete;
+
+    int file() const { return file_.get(); }
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
+    std::filesystem::path path_;
+    FileDescriptor file_;
+};
+
+// Removes the content files that killed processes were writing: each may be as large as an asset.
+void remove_abandoned_content(const std::filesystem::path& folder) {
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (!entry->path().filename().string().starts_with(temporary_prefix)) {
+            continue;
+        }
+        const FileDescriptor file(open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (file.is_open() && try_lock(file)) {
+            unlink(entry->path().c_str());
+        }
+    }
+}
+
 }  // namespace
 
 bool ObjectStore::create(const std::filesystem::path& directory) {
@@ -108,6 +156,14 @@ ObjectStore::ObjectStore(const std::filesystem::path& directory)
 std::filesystem::path ObjectStore::content_path(const Digest& digest) const {
     const std::string name = to_hex(digest);
     return directory_ / "content" / name.substr(0, 2) / name.substr(2);
+}
+
+std::filesystem::path ObjectStore::content_folder() {
+    const std::filesystem::path folder = directory_ / "content";
+    if (!std::exchange(swept_, true)) {
+        remove_abandoned_content(folder);
+    }
+    return folder;
 }
 
 std::optional<std::string> ObjectStore::find_object(const Digest& digest) {
@@ -181,23 +237,17 @@ StoredFile ObjectStore::add_file(int file, const std::string& name) {
 }
 
 StoredFile ObjectStore::add_large_file(int file, const std::string& name) {
-    const std::filesystem::path temporary = directory_ / "content" / ("tmp-" + random_text());
+    const TemporaryContent copy(content_folder());
     StoredFile stored;
-    try {
-        const FileDescriptor copy = create_file_at(AT_FDCWD, temporary.string(), temporary.string());
-        quill::Sha256 hash;
-        read_blocks(file, name, [&](std::string_view block) {
-            hash.update(block.data(), block.size());
-            stored.size += block.size();
-            write_all(copy.get(), block, temporary.string());
-        });
-        stored.digest = Digest{hash.finish()};
-        sync_descriptor(copy.get(), temporary.string());
-        install_content_file(temporary, stored.digest);
-    } catch (const Error&) {
-        unlink(temporary.c_str());
-        throw;
-    }
+    quill::Sha256 hash;
+    read_blocks(file, name, [&](std::string_view block) {
+        hash.update(block.data(), block.size());
+        stored.size += block.size();
+        write_all(copy.file(), block, copy.path().string());
+    });
+    stored.digest = Digest{hash.finish()};
+    sync_descriptor(copy.file(), copy.path().string());
+    install_content_file(copy.path(), stored.digest);
     add_row(stored.digest, ObjectKind::Content, stored.size, nullptr);
     return stored;
 }
@@ -221,16 +271,10 @@ void ObjectStore::prepare_content(const Digest& digest, const Content& content) 
     if (!content.in_file() || contains(digest)) {
         return;
     }
-    const std::filesystem::path temporary = directory_ / "content" / ("tmp-" + random_text());
-    try {
-        const FileDescriptor copy = create_file_at(AT_FDCWD, temporary.string(), temporary.string());
-        copy_content(digest, content, copy.get(), temporary.string());
-        sync_descriptor(copy.get(), temporary.string());
-        install_content_file(temporary, digest);
-    } catch (const Error&) {
-        unlink(temporary.c_str());
-        throw;
-    }
+    const TemporaryContent copy(content_folder());
+    copy_content(digest, content, copy.file(), copy.path().string());
+    sync_descriptor(copy.file(), copy.path().string());
+    install_content_file(copy.path(), digest);
 }
 
 void ObjectStore::add_content(const Digest& digest, const Content& content) {

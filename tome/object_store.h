@@ -55,10 +55,12 @@ class ObjectStore final : public ObjectSource {
     void add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, const std::string* bytes);
     void install_content_file(const std::filesystem::path& temporary, const Digest& digest);
     std::filesystem::path content_path(const Digest& digest) const;
+    std::filesystem::path content_folder();  ///< where content is written; swept once of what killed writers left
     StoredFile add_large_file(int file, const std::string& name);
 
     std::filesystem::path directory_;
     Database database_;
+    bool swept_ = false;
 };
 
 }  // namespace tome

@@ -31,7 +31,7 @@ Revision add_revision(Checkout& checkout, const std::vector<NewObject>& trees, c
     checkout.index().unstage_all();
     moved.commit();
     if (!checkout.has_remote()) {
-        publish_branch(checkout, checkout.index().branch(), false, false);
+        publish_branch(checkout, checkout.index().branch(), false);
     }
     return revision;
 }

@@ -1,6 +1,6 @@
 #include "tome/staging.h"
 
-#include <set>
+#include <optional>
 
 #include "tome/error.h"
 
@@ -8,6 +8,10 @@ namespace tome {
 namespace {
 
 constexpr int read_attempts = 3;
+
+// A store may be shared, and a transaction keeps its other writers waiting: it covers this many small files, and no
+// large one.
+constexpr int files_in_a_transaction = 500;
 
 class Stager {
   public:
@@ -29,7 +33,10 @@ class Stager {
         }
     }
 
-    std::vector<StagedFile> take() { return std::move(staged_); }
+    std::vector<StagedFile> take() {
+        end_transaction();
+        return std::move(staged_);
+    }
 
   private:
     // Files of the base at or below `path` that the working tree does not have. Below an existing folder only those
@@ -82,13 +89,34 @@ class Stager {
                 entry.digest = held->digest;
                 return {entry, stamp};
             }
-            const StoredFile stored = checkout_.store().add_file(file.get(), path.text());
+            const StoredFile stored = add_to_store(file, stamp.size, path.text());
             if (fstat(file.get(), &after) == 0 && stamp_of(after) == stamp && stored.size == stamp.size) {
                 entry.digest = stored.digest;
                 return {entry, stamp};
             }
         }
         throw Error(ErrorCode::Io, "file keeps changing while it is read: " + path.text());
+    }
+
+    StoredFile add_to_store(const FileDescriptor& file, std::uint64_t size, const std::string& name) {
+        if (size > max_inline_bytes || files_stored_ == files_in_a_transaction) {
+            end_transaction();
+        }
+        if (size <= max_inline_bytes) {
+            ++files_stored_;
+            if (!transaction_) {
+                transaction_.emplace(checkout_.store().database());
+            }
+        }
+        return checkout_.store().add_file(file.get(), name);
+    }
+
+    void end_transaction() {
+        if (transaction_) {
+            transaction_->commit();
+            transaction_.reset();
+        }
+        files_stored_ = 0;
     }
 
     void record(const std::string& path, const std::optional<TreeEntry>& entry) {
@@ -101,21 +129,21 @@ class Stager {
     Digest base_root_;
     TreeLookup base_;
     std::vector<StagedFile> staged_;
+    std::optional<Transaction> transaction_;  // on the store
+    int files_stored_ = 0;                    // in it
 };
 
 }  // namespace
 
 std::vector<StagedFile> stage_files(Checkout& checkout, const StagingRequest& request) {
-    // Content is durable before the index refers to it.
-    Transaction stored(checkout.store().database());
     Transaction indexed(checkout.index().database());
     Stager stager(checkout, request);
     for (const std::string& path : request.paths) {
         stager.stage(path);
     }
-    stored.commit();
+    std::vector<StagedFile> staged = stager.take();  // Content is durable before the index refers to it.
     indexed.commit();
-    return stager.take();
+    return staged;
 }
 
 }  // namespace tome

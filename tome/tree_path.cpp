@@ -93,9 +93,9 @@ TreePath TreePath::parse(std::string_view text) {
     return TreePath(std::move(path));
 }
 
-std::vector<std::string_view> TreePath::components() const {
+std::vector<std::string_view> components_of(std::string_view path) {
     std::vector<std::string_view> result;
-    for (std::string_view rest = text_; !rest.empty();) {
+    for (std::string_view rest = path; !rest.empty();) {
         result.push_back(rest.substr(0, rest.find('/')));
         rest.remove_prefix(std::min(rest.size(), result.back().size() + 1));
     }

@@ -18,6 +18,9 @@ inline constexpr std::size_t max_path_depth = 255;
 /// ignorable code points, trailing dots or spaces, or knows short names and streams, would take for ".tome".
 void check_entry_name(std::string_view name);
 
+/// The names in a checked path; views into it.
+std::vector<std::string_view> components_of(std::string_view path);
+
 /// A path that passed the check, in the form "a/b/c".
 class TreePath {
   public:
@@ -26,7 +29,7 @@ class TreePath {
     static TreePath parse(std::string_view text);
 
     const std::string& text() const { return text_; }
-    std::vector<std::string_view> components() const;
+    std::vector<std::string_view> components() const { return components_of(text_); }
     auto operator<=>(const TreePath&) const = default;
 
   private:

@@ -198,14 +198,16 @@ void WorkingTree::remove_empty_folder(const TreePath& path) const {
     }
 }
 
+void WorkingTree::sync_folder(const std::string& folder) const {
+    const FileDescriptor descriptor = open_folder(components_of(folder), false, folder);
+    if (descriptor.is_open()) {
+        sync_descriptor(descriptor.get(), folder);
+    }
+}
+
 void WorkingTree::scan(const std::string& folder, const std::set<std::string>& skip,
                        const std::function<void(const std::string&, const WorkingEntry&)>& visit) const {
-    std::vector<std::string_view> components;
-    const std::optional<TreePath> path = folder.empty() ? std::nullopt : std::optional(TreePath::parse(folder));
-    if (path) {
-        components = path->components();
-    }
-    const FileDescriptor descriptor = open_folder(components, false, folder);
+    const FileDescriptor descriptor = open_folder(components_of(folder), false, folder);
     if (descriptor.is_open()) {
         scan_folder(descriptor, folder, skip, visit);
     }

@@ -55,6 +55,9 @@ class WorkingTree {
     /// Removes a folder that is empty.
     void remove_empty_folder(const TreePath& path) const;
 
+    /// Makes the names in a folder ("": the root) survive a power cut. Fine when it does not exist.
+    void sync_folder(const std::string& folder) const;
+
     /// Calls `visit` for everything at or below `folder` ("": all) that is not a folder, but for ".tome" folders, other
     /// checkouts and what lies within `skip`.
     void scan(const std::string& folder, const std::set<std::string>& skip,

@@ -50,6 +50,13 @@ std::vector<std::string_view> split_at_dashes(std::string_view text) {
     }
 }
 
+std::optional<pid_t> process_in(std::string_view field) {
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), process);
+    return error == std::errc() && end == field.data() + field.size() && process > 0 ? std::optional(process)
+                                                                                     : std::nullopt;
+}
+
 // The process of a temporary checkout: its name ends in "<process>-<count>", a restore's in a time after that.
 std::optional<pid_t> owner_of(std::string_view name) {
     if (std::none_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return name.starts_with(p); })) {
@@ -65,11 +72,7 @@ std::optional<pid_t> owner_of(std::string_view name) {
     if (fields.size() <= behind) {
         return std::nullopt;
     }
-    const std::string_view field = fields[fields.size() - behind];
-    pid_t process = 0;
-    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), process);
-    return error == std::errc() && end == field.data() + field.size() && process > 0 ? std::optional(process)
-                                                                                     : std::nullopt;
+    return process_in(fields[fields.size() - behind]);
 }
 
 // A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID, or, when its
@@ -109,6 +112,35 @@ void remove_unless_held(const std::filesystem::path& checkout) {
     close(descriptor);
 }
 
+std::vector<std::filesystem::path> entries_of(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> entries;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        entries.push_back(entry->path());
+    }
+    return entries;
+}
+
+// A preview is named by its process, below its workspace and revision; its ready marker stands beside it.
+void remove_abandoned_previews(const std::filesystem::path& previews) {
+    for (const std::filesystem::path& workspace : entries_of(previews)) {
+        for (const std::filesystem::path& revision : entries_of(workspace)) {
+            for (const std::filesystem::path& preview : entries_of(revision)) {
+                const std::string name = preview.filename().string();
+                const std::optional<pid_t> owner = process_in(std::string_view(name).substr(0, name.find('-')));
+                if (owner && is_dead(*owner)) {
+                    std::error_code ignored;
+                    std::filesystem::remove(revision / ("." + name + ".ready"), ignored);
+                    remove_unless_held(preview);
+                }
+            }
+            rmdir(revision.c_str());  // when nothing else is in it
+        }
+        rmdir(workspace.c_str());
+    }
+}
+
 }  // namespace
 
 void hold_checkout(const std::filesystem::path& checkout) {
@@ -135,14 +167,13 @@ void remove_abandoned_checkouts(const std::filesystem::path& project) {
             return;
         }
     }
-    std::error_code error;
-    std::filesystem::directory_iterator entry(base, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        const std::optional<pid_t> owner = owner_of(entry->path().filename().string());
-        if (owner && is_dead(*owner) && !may_be_workspace(entry->path())) {
-            remove_unless_held(entry->path());
+    for (const std::filesystem::path& checkout : entries_of(base)) {
+        const std::optional<pid_t> owner = owner_of(checkout.filename().string());
+        if (owner && is_dead(*owner) && !may_be_workspace(checkout)) {
+            remove_unless_held(checkout);
         }
     }
+    remove_abandoned_previews(base / ".history-preview");
 }
 
 }  // namespace quill

@@ -11,8 +11,8 @@ namespace quill {
 /// a living process is never removed by another on the same machine.
 void hold_checkout(const std::filesystem::path& checkout);
 
-/// Removes the temporary checkouts of the project whose process is dead and which nobody holds. Once per process and
-/// project; errors are ignored, the next process tries again.
+/// Removes the temporary checkouts and history previews of the project whose process is dead and which nobody holds.
+/// Once per process and project; errors are ignored, the next process tries again.
 void remove_abandoned_checkouts(const std::filesystem::path& project);
 
 }  // namespace quill

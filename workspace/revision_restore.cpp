@@ -11,6 +11,7 @@
 #include "workspace/abandoned_checkouts.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/commit_lock.h"
+#include "workspace/live_project_restore.h"
 #include "workspace/revision_history.h"
 #include "workspace/tome_binding.h"
 #include "workspace/wall_clock.h"
@@ -182,17 +183,18 @@ void update_index(const RestoreRequest& request, const std::string& head, const 
     });
 }
 
-// Makes the live files equal to what was published; returns how many were written or removed.
+// The files that the user works on.
+fs::path live_project(const RestoreRequest& request) {
+    return request.workspace_id == "main" ? request.project
+                                          : checkout_root_for_workspace_id(request.project, request.workspace_id);
+}
+
 std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& published) {
-    const fs::path live = request.workspace_id == "main" ? request.project
-                                                         : ensure_tome_checkout_for_workspace(
-                                                               request.project, request.workspace_id, request.scene);
-    const std::vector<fs::path> differing = differing_project_workspace_files(live, published);
-    const std::int64_t count = materialize_project_workspace_files_checked(published, live, differing);
-    if (!differing_project_workspace_files(live, published).empty()) {
-        refuse("restore verification failed: the live project does not match the selected historical state");
+    if (request.workspace_id != "main") {
+        ensure_tome_checkout_for_workspace(request.project, request.workspace_id, request.scene);
     }
-    return static_cast<std::uint64_t>(count);
+    return restore_live_project(live_project(request), published,
+                                workspace_replaced_files(request.project, request.workspace_id));
 }
 
 }  // namespace
@@ -221,6 +223,7 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
         on_selected_state(scratch.path());
     }
     preserve_selected_state(scratch.path(), selected.path());
+    check_live_project(live_project(request), selected.path());
 
     const std::string head = add_restored_revision(request, checkout);
     const std::string now = wall_clock_milliseconds();

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "identity/file_content_hash.h"
+#include "identity/file_tree_comparison.h"
 #include "identity/visible_files.h"
 #include "project/manifest.h"
 #include "workspace/branch_index_cache.h"
@@ -103,7 +104,7 @@ std::vector<fs::path> changed_in_source(const CommitRequest& request) {
     std::vector<fs::path> changed;
     for (const std::string& path :
          call_tome_repository_status({request.source, request.remote_url}, true).reported_paths) {
-        if (!project_relative_path_is_hidden(path)) {
+        if (!project_relative_path_is_hidden(path) && !is_restore_staging_file(path)) {
             changed.emplace_back(path);
         }
     }
@@ -174,7 +175,8 @@ std::vector<std::string> reported_changes(const TomeWorkspaceState& status, cons
         if (path.empty() || path.is_absolute() || *path.begin() == "..") {
             throw std::runtime_error("Tome reported a changed file outside the project checkout: " + reported);
         }
-        const bool asked_for = !place.in_place || request.whole || wanted.contains(path.string());
+        const bool asked_for =
+            wanted.contains(path.string()) || ((!place.in_place || request.whole) && !is_restore_staging_file(path));
         if (!project_relative_path_is_hidden(path) && asked_for) {
             changed.push_back(path.string());
         }

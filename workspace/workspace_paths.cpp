@@ -56,6 +56,10 @@ std::filesystem::path workspace_main_materialize_checkout(const std::filesystem:
     return workspace_checkout_base(project) / (".main-materialize-" + workspace_process_token());
 }
 
+std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id) {
+    return workspace_checkout_base(project) / (".replaced-by-restore-" + id);
+}
+
 std::filesystem::path workspace_shared_store_path(const std::filesystem::path& project) {
     return derived_folder(project) / "tome-shared-store";
 }

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "identity/file_bytes.h"
+#include "identity/file_tree_comparison.h"
 #include "identity/visible_files.h"
 #include "workspace/tome_binding.h"
 
@@ -90,7 +91,8 @@ void remove_selected(const fs::path& checkout, const fs::path& relative, const f
 }  // namespace
 
 std::vector<std::string> mirror_visible_project_files(const fs::path& source, const fs::path& checkout) {
-    const std::vector<std::string> wanted = visible_project_files(source);
+    std::vector<std::string> wanted = visible_project_files(source);
+    std::erase_if(wanted, is_restore_staging_file);
     const std::vector<std::string> present = visible_project_files(checkout);
     std::vector<std::string> stale;
     std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));

@@ -163,6 +163,7 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
     result.headKey = call_tome_revision_sync({checkout, remote}, sync).identity;
     const SyncPlan plan = plan_sync(checkout, project, usable);
     carry_out(plan, checkout, project);
+    sync_folders(project, usable);
     for (const fs::path& path : usable) {
         result.files.push_back({path.string(), plan.removed.contains(path) ? "delete" : "copy"});
     }

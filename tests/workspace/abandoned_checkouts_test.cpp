@@ -69,6 +69,16 @@ TEST_F(AbandonedCheckouts, OfADeadProcessAreRemoved) {
     EXPECT_TRUE(fs::is_empty(base_));
 }
 
+TEST_F(AbandonedCheckouts, PreviewsOfADeadProcessAreRemovedWithTheirMarkers) {
+    const std::string revision = ".history-preview/main/abc123/";
+    make(revision + dead_ + "-12345");
+    quill_test::write_file(base_ / revision / ("." + dead_ + "-12345.ready"), "abc123\n");
+    const fs::path living = make(".history-preview/main/def456/" + std::to_string(getppid()) + "-12345");
+    quill::remove_abandoned_checkouts(project_);
+    EXPECT_FALSE(fs::exists(base_ / revision));
+    EXPECT_TRUE(fs::exists(living));
+}
+
 TEST_F(AbandonedCheckouts, OfALivingProcessStay) {
     const fs::path checkout = make(".main-commit-" + std::to_string(getppid()) + "-12345");
     const fs::path own = make("metadata-" + quill::workspace_process_token());

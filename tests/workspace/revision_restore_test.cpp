@@ -129,5 +129,60 @@ TEST(RevisionRestore, OfABranchWritesItsCheckoutAndItsIndexRecord) {
     EXPECT_EQ(list_project_workspace_revisions(project.package(), "main", 10).size(), 1U);
 }
 
+TEST(RevisionRestore, BringsBackAFileWhereAFolderIsNowAndAFolderWhereAFileIs) {
+    const HistoryProject project;
+    project.commit("file", "Assets/a");
+    const std::string first = project.commit("inner", "Assets/b/inner.txt");
+    const auto assets = project.package() / "Assets";
+    std::filesystem::remove(assets / "a");
+    std::filesystem::remove_all(assets / "b");
+    project.commit("new", "Assets/a/new.txt");
+    project.commit("flat", "Assets/b");
+    restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
+    EXPECT_EQ(read_file(assets / "a"), "file");
+    EXPECT_EQ(read_file(assets / "b/inner.txt"), "inner");
+}
+
+TEST(RevisionRestore, KeepsWhatItReplacedThatWasNeverCommitted) {
+    const HistoryProject project;
+    const std::string first = project.commit("first");
+    project.commit("second");
+    write_file(project.scene(), "an edit");
+    write_file(project.package() / "Assets/new.txt", "a new file");
+    restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
+    EXPECT_EQ(read_file(project.scene()), "first");
+    EXPECT_FALSE(std::filesystem::exists(project.package() / "Assets/new.txt"));
+    const auto replaced = workspace_replaced_files(project.package(), "main");
+    EXPECT_EQ(read_file(replaced / "Scenes/Main.usda"), "an edit");
+    EXPECT_EQ(read_file(replaced / "Assets/new.txt"), "a new file");
+}
+
+TEST(RevisionRestore, IsRefusedBeforeAnythingIsPublishedWhenALinkStandsInTheWay) {
+    const HistoryProject project;
+    const std::string first = project.commit("a", "Assets/a.txt");
+    const std::string head = project.commit("second");
+    std::filesystem::rename(project.package() / "Assets", project.package() / ".moved");
+    std::filesystem::create_directory_symlink(".moved", project.package() / "Assets");
+    EXPECT_EQ(failure_of([&] {
+                  restore_project_workspace_revision(project.package(), "main", first, head, "", "", project.id(), {});
+              }),
+              "could not create restored workspace folder: a symbolic link stands in the way of Assets/a.txt");
+    EXPECT_EQ(list_project_workspace_revisions(project.package(), "main", 1).at(0).id, head);
+    EXPECT_EQ(read_file(project.scene()), "second");
+}
+
+TEST(RevisionRestore, FileLeftByAKilledRestoreIsNotCommittedWithTheProject) {
+    const HistoryProject project;
+    project.commit("first");
+    const std::string left = "Assets/a.txt.keel-restore-1795000000000-140230.tmp";
+    write_file(project.package() / left, "half");
+    write_file(project.package() / "Assets/a.txt.keel-restore-notes.tmp", "the user's");
+    create_project_workspace(project.package(), project.scene(), "main", "Feature", "ben");
+    sync_project_workspace_files(project.package(), "feature", {"Assets/a.txt.keel-restore-notes.tmp", left}, false);
+    EXPECT_TRUE(std::filesystem::exists(project_workspace_checkout_root(project.package(), "feature") /
+                                        "Assets/a.txt.keel-restore-notes.tmp"));
+    EXPECT_FALSE(std::filesystem::exists(project_workspace_checkout_root(project.package(), "feature") / left));
+}
+
 }  // namespace
 }  // namespace quill

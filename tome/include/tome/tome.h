@@ -8,8 +8,10 @@
  *              value unchanged. An event and everything it points to live only until the callback returns.
  *   Errors     A failed operation sends TOME_EVENT_ERROR_TEXT (one line: what is wrong, with what) and then
  *              TOME_EVENT_ERROR_CODE, exactly once each and last, and returns the same code. What an operation sent
- *              before its error is void. Nothing is half-done: a failed operation leaves branches, the checkout and the
- *              working files as they were, unless its description says otherwise.
+ *              before its error is void. What can be refused is refused before anything changes; a failed operation
+ *              leaves branches and working files as they were, unless its description says otherwise. When the disk
+ *              itself fails while working files are put in place, some are new and some old, none is half-written,
+ *              and the same operation completes the work.
  *   Texts      pointer and byte length, UTF-8, not terminated; a null pointer or a zero length is the empty text.
  *              The caller keeps ownership of everything it passes in.
  *   Hashes     32 raw bytes, SHA-256; all zero means "none". The hash of a file is the plain SHA-256 of its bytes.
@@ -68,7 +70,8 @@ typedef struct tome_globals {
     uint32_t no_remote;       /* there is no remote: a new repository keeps its branches in the checkout */
     uint32_t use_remote;      /* the remote is to be asked, whatever `offline` says */
     uint32_t non_interactive; /* never ask the person at the terminal; this library never does */
-    uint32_t force;           /* tome_branch_push: move the branch even where that drops revisions */
+    uint32_t force;           /* tome_branch_push: move the branch even where that drops revisions; this library
+                                 takes the flag, but never drops a published revision */
     uint32_t reserved[7];     /* zero */
 } tome_globals_t;
 
@@ -271,8 +274,8 @@ TOME_API int32_t tome_branch_metadata_get(const tome_globals_t* globals,
                                           tome_callback_t callback);
 
 /* Publishes the checkout's head of `name` with the metadata noted for it, both or neither. The remote branch moves when
- * its head is an ancestor of the new one, or with globals.force; else "branch has moved on the remote: NAME". What
- * was committed stays in the checkout. A branch that the remote lacks is made. Event: TOME_EVENT_BRANCH_HEAD. */
+ * its head is an ancestor of the new one; else "branch has moved on the remote: NAME". What was committed stays in the
+ * checkout. A branch that the remote lacks is made. Event: TOME_EVENT_BRANCH_HEAD. */
 typedef struct tome_branch_push_params {
     tome_string_t name;
     uint32_t with_metadata; /* carry the noted metadata, too */
