@@ -101,8 +101,8 @@ Remote& Checkout::remote() {
     return *remote_;
 }
 
-std::filesystem::path Checkout::temporary_path() const {
-    return state_folder(directory_) / "tmp" / ("file-" + random_text());
+std::filesystem::path Checkout::temporary_path() {
+    return state_folder(directory_) / "tmp" / ("file-" + std::to_string(++temporary_files_));
 }
 
 Digest Checkout::tree_of(const Digest& revision) {

@@ -40,8 +40,8 @@ class Checkout {
     bool has_remote() const { return !config_.repository_url.empty(); }
     bool is_offline() const { return offline_; }
 
-    /// A new file name in ".tome/tmp", on the volume of the working files.
-    std::filesystem::path temporary_path() const;
+    /// A new file name in ".tome/tmp", on the volume of the working files. Only for access to change.
+    std::filesystem::path temporary_path();
 
     /// The tree of a revision; zero for none.
     Digest tree_of(const Digest& revision);
@@ -59,6 +59,7 @@ class Checkout {
     std::unique_ptr<Remote> remote_;
     std::string remote_failure_;
     ObjectSources sources_;
+    std::uint64_t temporary_files_ = 0;
 };
 
 /// ".tome" in `directory`.

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <exception>
+#include <utility>
 
 #include "content/sha256.h"
 #include "tome/error.h"
@@ -76,12 +77,15 @@ bool ObjectSources::contains(const Digest& digest) {
 }
 
 void ObjectSources::copy_content(const Digest& digest, int to, const std::string& name) {
+    bool begun = false;
     const auto copied = first_sound<bool>(sources_, [&](ObjectSource& source) -> std::optional<bool> {
         const std::optional<Content> content = source.find_content(digest);
         if (!content) {
             return std::nullopt;
         }
-        empty_file(to, name);
+        if (std::exchange(begun, true)) {
+            empty_file(to, name);  // The source before was damaged. Not otherwise: ext4 writes out what was emptied.
+        }
         tome::copy_content(digest, *content, to, name);
         return true;
     });
