@@ -7,7 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+#include <memory>
 #include <set>
 #include <utility>
 
@@ -37,13 +37,35 @@ class Descriptor {
     int descriptor_;
 };
 
-ssize_t read_block(int file, std::vector<char>& block) {
-    ssize_t count = 0;
-    do {
-        count = read(file, block.data(), block.size());
-    } while (count < 0 && errno == EINTR);
-    return count;
-}
+// Not filled with zeros first: that would cost more than a small file's bytes.
+class Block {
+  public:
+    explicit Block(std::size_t size) : size_(size), bytes_(std::make_unique_for_overwrite<char[]>(size)) {}
+
+    /// As many bytes as the file still has, up to the block's size; -1 on failure.
+    ssize_t fill(int file) {
+        std::size_t filled = 0;
+        while (filled < size_) {
+            const ssize_t count = read(file, bytes_.get() + filled, size_ - filled);
+            if (count < 0 && errno == EINTR) {
+                continue;
+            }
+            if (count < 0) {
+                return -1;
+            }
+            if (count == 0) {
+                break;
+            }
+            filled += static_cast<std::size_t>(count);
+        }
+        return static_cast<ssize_t>(filled);
+    }
+    const char* data() const { return bytes_.get(); }
+
+  private:
+    std::size_t size_;
+    std::unique_ptr<char[]> bytes_;
+};
 
 bool write_block(int file, const char* data, std::size_t size) {
     while (size > 0) {
@@ -64,9 +86,9 @@ bool copy_bytes(int from, int to) {
     if (clone_file(from, to)) {
         return true;
     }
-    std::vector<char> block(copy_block);
+    Block block(copy_block);
     for (;;) {
-        const ssize_t count = read_block(from, block);
+        const ssize_t count = block.fill(from);
         if (count <= 0) {
             return count == 0;
         }
@@ -79,20 +101,23 @@ bool copy_bytes(int from, int to) {
 }  // namespace
 
 bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::path& b) {
-    std::ifstream first(a, std::ios::binary);
-    std::ifstream second(b, std::ios::binary);
-    std::vector<char> first_block(comparison_block);
-    std::vector<char> second_block(comparison_block);
-    while (first && second) {
-        first.read(first_block.data(), static_cast<std::streamsize>(first_block.size()));
-        second.read(second_block.data(), static_cast<std::streamsize>(second_block.size()));
-        const auto count = static_cast<std::size_t>(first.gcount());
-        if (first.bad() || second.bad() || first.gcount() != second.gcount() ||
-            std::memcmp(first_block.data(), second_block.data(), count) != 0) {
+    const Descriptor first(open(a.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor second(open(b.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!first.is_open() || !second.is_open()) {
+        return false;
+    }
+    Block first_block(comparison_block);
+    Block second_block(comparison_block);
+    for (;;) {
+        const ssize_t count = first_block.fill(first.get());
+        if (count < 0 || second_block.fill(second.get()) != count ||
+            std::memcmp(first_block.data(), second_block.data(), static_cast<std::size_t>(count)) != 0) {
             return false;
         }
+        if (static_cast<std::size_t>(count) < comparison_block) {
+            return true;
+        }
     }
-    return first.eof() && second.eof();
 }
 
 void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
@@ -123,13 +148,12 @@ void copy_file(const std::filesystem::path& from, const std::filesystem::path& t
     }
 }
 
-void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
-                          std::error_code& error) {
+void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
     static std::atomic<unsigned> counter{0};
     const std::filesystem::path temporary =
         to.parent_path() / ("." + to.filename().string() + ".quill-" + std::to_string(getpid()) + "-" +
                             std::to_string(counter.fetch_add(1)));
-    copy_file(from, temporary, durability, error);
+    copy_file(from, temporary, Durability::Synced, error);
     if (error) {
         return;
     }

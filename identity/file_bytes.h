@@ -18,10 +18,9 @@ enum class Durability { Synced, Scratch };
 void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
                std::error_code& error);
 
-/// Replaces `to` by a copy of `from` through a temporary file beside it (its name begins with a dot), so that readers
-/// see the old bytes or the new. On failure `error` is set and the old file stands.
-void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
-                          std::error_code& error);
+/// Replaces `to` by a synced copy of `from` through a temporary file beside it (its name begins with a dot), so that
+/// readers see the old bytes or the new. On failure `error` is set and the old file stands.
+void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
 
 /// Makes the names of the files at `paths` below `root`, there or removed, survive a power cut; each folder on the way is
 /// synced once. A folder that does not exist any more is passed over, as is one that cannot be synced.

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <random>
-#include <vector>
 
 #include "tome/error.h"
 #include "tome/platform.h"
@@ -79,16 +79,16 @@ void write_all(int descriptor, std::string_view bytes, const std::string& name) 
 }
 
 void read_blocks(int descriptor, const std::string& name, const std::function<void(std::string_view)>& consume) {
-    std::vector<char> block(block_bytes);
+    const auto block = std::make_unique_for_overwrite<char[]>(block_bytes);
     for (;;) {
-        const ssize_t count = repeat_interrupted([&] { return read(descriptor, block.data(), block.size()); });
+        const ssize_t count = repeat_interrupted([&] { return read(descriptor, block.get(), block_bytes); });
         if (count < 0) {
             throw system_error("could not read " + name, errno);
         }
         if (count == 0) {
             return;
         }
-        consume({block.data(), static_cast<std::size_t>(count)});
+        consume({block.get(), static_cast<std::size_t>(count)});
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 
 #include "identity/file_bytes.h"
@@ -36,7 +37,7 @@ bool is_file(const fs::path& path) {
     return fs::is_regular_file(fs::symlink_status(path, ignored));
 }
 
-// The source has a file at `relative`: a file in place of a folder above it, or a folder in its own place, is stale.
+// A file in the place of a folder above `relative` is stale.
 void make_way(const fs::path& checkout, const fs::path& relative, std::error_code& error) {
     fs::path folder = checkout;
     for (const fs::path& component : relative.parent_path()) {
@@ -46,35 +47,60 @@ void make_way(const fs::path& checkout, const fs::path& relative, std::error_cod
             return;
         }
     }
-    std::error_code ignored;
-    if (fs::is_directory(fs::symlink_status(checkout / relative, ignored))) {
-        fs::remove_all(checkout / relative, error);
-    }
 }
 
-// A regular file for a link that points to one, without leaving the checkout.
-void copy_into(const fs::path& source, const fs::path& checkout, const fs::path& relative, const char* no_folder,
-               const char* no_copy) {
-    const fs::path target = checkout / relative;
-    std::error_code error;
-    const bool leaves = passes_symbolic_link(checkout, relative);
-    if (!leaves) {
-        make_way(checkout, relative, error);
+// Copies files into a checkout, without leaving it: a regular file for a link that points to one.
+class Snapshot {
+  public:
+    Snapshot(const fs::path& source, const fs::path& checkout, const char* no_folder, const char* no_copy)
+        : source_(source), checkout_(checkout), no_folder_(no_folder), no_copy_(no_copy) {}
+
+    void copy(const fs::path& relative) {
+        prepare_folder(relative);
+        const fs::path target = checkout_ / relative;
+        if (same_file(source_ / relative, target)) {
+            return;
+        }
+        std::error_code error;
+        std::error_code ignored;
+        if (fs::is_directory(fs::symlink_status(target, ignored))) {
+            fs::remove_all(target, error);
+        }
+        if (!error) {
+            copy_file(source_ / relative, target, Durability::Scratch, error);
+        }
+        if (error) {
+            throw std::runtime_error(no_copy_ + relative.string());
+        }
     }
-    if (!leaves && !error) {
-        fs::create_directories(target.parent_path(), error);
+
+  private:
+    // Files come folder by folder, so that most find theirs prepared.
+    void prepare_folder(const fs::path& relative) {
+        const fs::path folder = relative.parent_path();
+        if (prepared_ == folder) {
+            return;
+        }
+        std::error_code error;
+        const bool leaves = passes_symbolic_link(checkout_, relative);
+        if (!leaves) {
+            make_way(checkout_, relative, error);
+        }
+        if (!leaves && !error) {
+            fs::create_directories(checkout_ / folder, error);
+        }
+        if (error || leaves) {
+            throw std::runtime_error(no_folder_ + relative.string());
+        }
+        prepared_ = folder;
     }
-    if (error || leaves) {
-        throw std::runtime_error(no_folder + relative.string());
-    }
-    if (same_file(source / relative, target)) {
-        return;
-    }
-    replace_file_by_copy(source / relative, target, Durability::Scratch, error);
-    if (error) {
-        throw std::runtime_error(no_copy + relative.string());
-    }
-}
+
+    const fs::path& source_;
+    const fs::path& checkout_;
+    const char* no_folder_;
+    const char* no_copy_;
+    std::optional<fs::path> prepared_;
+};
 
 // What the source has no file at goes from the checkout, too; a path that never named a file is refused.
 void remove_selected(const fs::path& checkout, const fs::path& relative, const fs::file_status& in_source) {
@@ -103,9 +129,10 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source, co
             throw std::runtime_error("could not remove stale main workspace file: " + file);
         }
     }
+    Snapshot snapshot(source, checkout,
+                      "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
     for (const std::string& file : wanted) {
-        copy_into(source, checkout, file,
-                  "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
+        snapshot.copy(file);
     }
     return stale;
 }
@@ -138,9 +165,10 @@ void mirror_selected_project_files(const fs::path& source, const fs::path& check
         }
     }
     // After all removals, which make room where a file became a folder or a folder a file.
+    Snapshot snapshot(source, checkout,
+                      "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
     for (const fs::path& relative : copies) {
-        copy_into(source, checkout, relative,
-                  "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
+        snapshot.copy(relative);
     }
 }
 

@@ -115,7 +115,7 @@ void copy_into_project(const fs::path& checkout, const fs::path& project, const 
     if (is_folder(project / relative)) {
         remove_emptied_folder(project / relative);
     }
-    replace_file_by_copy(checkout / relative, project / relative, Durability::Synced, error);
+    replace_file_by_copy(checkout / relative, project / relative, error);
     if (error) {
         refuse_file(relative);
     }
