@@ -150,9 +150,9 @@ void copy_file(const std::filesystem::path& from, const std::filesystem::path& t
 
 void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
     static std::atomic<unsigned> counter{0};
+    // Without the file's name, which may be as long as names may be.
     const std::filesystem::path temporary =
-        to.parent_path() / ("." + to.filename().string() + ".quill-" + std::to_string(getpid()) + "-" +
-                            std::to_string(counter.fetch_add(1)));
+        to.parent_path() / (".quill-" + std::to_string(getpid()) + "-" + std::to_string(counter.fetch_add(1)));
     copy_file(from, temporary, Durability::Synced, error);
     if (error) {
         return;

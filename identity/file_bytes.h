@@ -14,7 +14,7 @@ bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::pat
 enum class Durability { Synced, Scratch };
 
 /// Makes `to` a copy of the file `from`, its executable bit included. An existing `to` is replaced. On failure `error`
-/// is set and no `to` is left.
+/// is set and no half-written `to` is left.
 void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
                std::error_code& error);
 

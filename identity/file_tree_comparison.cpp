@@ -79,13 +79,16 @@ void make_folder(const fs::path& target, const fs::path& relative) {
 
 constexpr std::string_view staging_mark = ".keel-restore-";
 constexpr std::string_view staging_end = ".tmp";
+constexpr std::size_t longest_name = 255;  // bytes, on common file systems
 
 fs::path staging_path(const fs::path& target) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
     const std::size_t thread = std::hash<std::thread::id>{}(std::this_thread::get_id());
-    return target.string().append(staging_mark) + std::to_string(milliseconds) + "-" +
-           std::to_string(thread).append(staging_end);
+    const std::string suffix =
+        std::string(staging_mark) + std::to_string(milliseconds) + "-" + std::to_string(thread).append(staging_end);
+    const std::string name = target.filename().string();
+    return target.parent_path() / (name.size() + suffix.size() > longest_name ? suffix : name + suffix);
 }
 
 void install(const fs::path& staged, const fs::path& target) {

@@ -12,7 +12,9 @@ bool is_project_package_path(const std::filesystem::path& path) {
     return extension == ".quillproject" || extension == ".quillproj";
 }
 
-std::filesystem::path project_manifest_path(const std::filesystem::path& root) { return root / "project.json"; }
+std::filesystem::path project_manifest_path(const std::filesystem::path& root) {
+    return root / "project.json";
+}
 
 std::filesystem::path absolute_normalized(const std::filesystem::path& path) {
     const std::filesystem::path normal = std::filesystem::absolute(path).lexically_normal();

@@ -15,8 +15,8 @@ std::string manifest_string(std::string_view text, std::string_view key, const s
 /// `value` with line feed, double quote and backslash escaped; every other byte as it is.
 std::string escape_manifest_string(std::string_view value);
 
-/// `text` with `"id": "<id>"` put directly after its first "{". Throws std::runtime_error "Invalid project manifest: " +
-/// manifest_path when there is none.
+/// `text` with `"id": "<id>"` put directly after its first "{". Throws std::runtime_error "Invalid project manifest: "
+/// + manifest_path when there is none.
 std::string insert_manifest_id(std::string text, const std::string& id, const std::filesystem::path& manifest_path);
 
 /// `text` with `key` put before its last "}", unless it has a value that is not empty. Throws std::runtime_error

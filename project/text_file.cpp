@@ -1,9 +1,12 @@
 #include "project/text_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -35,16 +38,42 @@ void sync_folder(const std::filesystem::path& folder) {
     }
 }
 
-void write_synced_file(const std::filesystem::path& path, std::string_view text) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    const bool written = file >= 0 && write_and_sync(file, text);
-    const bool closed = file >= 0 && close(file) == 0;
-    if (!written || !closed) {
-        std::error_code ignored;
-        if (file >= 0) {
-            std::filesystem::remove(path, ignored);
+bool is_at(const std::filesystem::path& path, int file) {
+    struct stat there {};
+    struct stat own {};
+    return fstat(file, &own) == 0 && lstat(path.c_str(), &there) == 0 && own.st_ino == there.st_ino &&
+           own.st_dev == there.st_dev;
+}
+
+// Waits for the writer of the temporary, who holds a lock on it, and removes what a killed one left, or a link. False
+// when something else stands there.
+bool clear_temporary(const std::filesystem::path& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) {
+        return errno == ENOENT || (errno == ELOOP && unlink(path.c_str()) == 0);
+    }
+    while (flock(file, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    const bool cleared = !is_at(path, file) || unlink(path.c_str()) == 0;
+    close(file);
+    return cleared;
+}
+
+// A temporary of this writer alone, locked until it is closed; -1 when it cannot be made.
+int make_temporary(const std::filesystem::path& path) {
+    for (;;) {
+        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (file < 0) {
+            if (errno != EEXIST || !clear_temporary(path)) {
+                return -1;
+            }
+            continue;
         }
-        throw std::runtime_error("Could not write " + path.string());
+        const bool taken = flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        if (!taken && is_at(path, file)) {
+            return file;
+        }
+        close(file);  // Another writer took it for one left behind.
     }
 }
 
@@ -69,13 +98,19 @@ void write_text_file(const std::filesystem::path& path, std::string_view text) {
 
 void write_text_file_atomically(const std::filesystem::path& path, std::string_view text) {
     const std::filesystem::path temporary = path.parent_path() / (path.filename().string() + ".tmp");
-    write_synced_file(temporary, text);
-    std::error_code error;
-    std::filesystem::rename(temporary, path, error);
-    if (error) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        throw std::runtime_error("Could not replace " + path.string());
+    const int file = make_temporary(temporary);
+    if (file < 0) {
+        throw std::runtime_error("Could not write " + temporary.string());
+    }
+    const bool written = write_and_sync(file, text);
+    const bool renamed = written && rename(temporary.c_str(), path.c_str()) == 0;
+    if (!renamed) {
+        unlink(temporary.c_str());
+    }
+    close(file);
+    if (!renamed) {
+        throw std::runtime_error(written ? "Could not replace " + path.string()
+                                         : "Could not write " + temporary.string());
     }
     sync_folder(path.parent_path());
 }

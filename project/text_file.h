@@ -1,5 +1,5 @@
 // Small text files: read, write, replace. Every writer of the record files and manifests goes through here.
-// No function locks; whoever reads, changes and writes a file holds a lock of its own.
+// Whoever reads, changes and writes a file holds a lock of its own.
 #pragma once
 
 #include <filesystem>
@@ -16,8 +16,9 @@ std::string read_text_file(const std::filesystem::path& path);
 void write_text_file(const std::filesystem::path& path, std::string_view text);
 
 /// Replaces the file by `text` through path + ".tmp": readers see the old bytes or the new, never a mixture, and after
-/// a power cut the file is one of the two. Throws std::runtime_error "Could not write " + temporary path, also when the
-/// disk fills up on the way, or "Could not replace " + path; the old file then stands as it was, without the temporary.
+/// a power cut the file is one of the two. Writers of one file, in any process, wait for each other; the last one wins.
+/// Throws std::runtime_error "Could not write " + temporary path, also when the disk fills up on the way, or "Could not
+/// replace " + path; the old file then stands as it was, without the temporary.
 void write_text_file_atomically(const std::filesystem::path& path, std::string_view text);
 
 }  // namespace quill

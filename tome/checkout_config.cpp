@@ -32,6 +32,26 @@ std::string toml_string(std::string_view text) {
     return result + '"';
 }
 
+[[noreturn]] void refuse(const std::filesystem::path& path, std::string_view why) {
+    throw Error(ErrorCode::Corrupt, "damaged checkout configuration: " + path.string() + ": " + std::string(why));
+}
+
+void read_shared_store(const toml::table& table, const std::filesystem::path& path, CheckoutConfig& config) {
+    const toml::node_view section = table["shared_store_to_use"];
+    if (!section) {
+        return;
+    }
+    const auto used = section["use_shared_store"].value_exact<bool>();
+    if (!used) {
+        refuse(path, "use_shared_store is neither true nor false");
+    }
+    config.use_shared_store = *used;
+    config.shared_store = section["path"].value_exact<std::string>().value_or("");
+    if (config.use_shared_store && !config.shared_store.is_absolute()) {
+        refuse(path, "the shared store has no absolute path");
+    }
+}
+
 }  // namespace
 
 std::string config_text(const CheckoutConfig& config) {
@@ -42,6 +62,12 @@ std::string config_text(const CheckoutConfig& config) {
     text += std::string("use_shared_store = ") + (config.use_shared_store ? "true" : "false") + "\n";
     if (config.use_shared_store) {
         text += "path = " + toml_string(config.shared_store.string()) + "\n";
+    }
+    try {
+        static_cast<void>(toml::parse(text));
+    } catch (const toml::parse_error&) {  // TOML is UTF-8; a path need not be.
+        throw Error(ErrorCode::Invalid, "not UTF-8, which a checkout's configuration must be: " + config.remote_url +
+                                            " " + config.shared_store.string() + " " + config.description);
     }
     return text;
 }
@@ -58,14 +84,12 @@ CheckoutConfig read_config(const std::filesystem::path& path) {
         config.remote_url = table["remote_url"].value<std::string>().value();
         config.repository_url = table["repository_url"].value<std::string>().value();
         config.description = table["description"].value_or(std::string());
-        config.use_shared_store = table["shared_store_to_use"]["use_shared_store"].value_or(false);
-        config.shared_store = table["shared_store_to_use"]["path"].value_or(std::string());
+        read_shared_store(table, path, config);
         return config;
     } catch (const toml::parse_error& error) {
-        throw Error(ErrorCode::Corrupt,
-                    "damaged checkout configuration: " + path.string() + ": " + std::string(error.description()));
+        refuse(path, error.description());
     } catch (const std::bad_optional_access&) {
-        throw Error(ErrorCode::Corrupt, "damaged checkout configuration: " + path.string() + ": a key is missing");
+        refuse(path, "a key is missing");
     }
 }
 

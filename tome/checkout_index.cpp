@@ -1,6 +1,7 @@
 #include "tome/checkout_index.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 
 #include "tome/error.h"
@@ -41,9 +42,22 @@ std::int64_t now_nanoseconds() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-HeldFile held_from_row(const Statement& row) {
+// What the index is read by; all of it must be there.
+constexpr std::array<const char*, 5> tables{
+    "SELECT branch, base FROM checkout",
+    "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file",
+    "SELECT path, digest, size, executable FROM staged",
+    "SELECT branch, head FROM local_head",
+    "SELECT branch, key, value FROM noted_metadata",
+};
+
+[[noreturn]] void refuse(const std::filesystem::path& index) {
+    throw Error(ErrorCode::Corrupt, "corrupt index: " + index.string());
+}
+
+HeldFile held_from_row(const Statement& row, const Digest& digest) {
     HeldFile file;
-    file.digest = digest_from_bytes(row.bytes(1));
+    file.digest = digest;
     file.stamp.size = static_cast<std::uint64_t>(row.integer(2));
     file.stamp.modified = row.integer(3);
     file.stamp.changed = row.integer(4);
@@ -71,23 +85,47 @@ void CheckoutIndex::create(const std::filesystem::path& path, const BranchName& 
 
 CheckoutIndex::CheckoutIndex(const std::filesystem::path& path) : database_(path, Database::Mode::Open) {
     if (const std::int64_t version = database_.user_version(); version != index_version) {
-        throw Error(version > index_version ? ErrorCode::Invalid : ErrorCode::Corrupt,
-                    (version > index_version ? "the checkout was written by a newer Tome: " : "corrupt index: ") +
-                        path.string());
+        if (version < index_version) {
+            refuse(path);
+        }
+        throw Error(ErrorCode::Invalid, "the checkout was written by a newer Tome: " + path.string());
     }
+    for (const char* table : tables) {
+        try {
+            database_.prepare(table);
+        } catch (const Error& error) {
+            error.code() == ErrorCode::Io ? refuse(path) : throw;
+        }
+    }
+}
+
+Digest CheckoutIndex::digest_in(const Statement& row, int column) const {
+    if (row.bytes(column).size() != sizeof Digest::bytes) {
+        refuse(database_.path());
+    }
+    return digest_from_bytes(row.bytes(column));
 }
 
 BranchName CheckoutIndex::branch() {
     Statement query = database_.prepare("SELECT branch FROM checkout");
-    if (!query.step()) {
-        throw Error(ErrorCode::Corrupt, "corrupt index: no branch");
+    try {
+        if (query.step()) {
+            return BranchName::parse(query.bytes(0));
+        }
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::Invalid) {
+            throw;
+        }
     }
-    return BranchName::parse(query.bytes(0));
+    refuse(database_.path());
 }
 
 Digest CheckoutIndex::base() {
     Statement query = database_.prepare("SELECT base FROM checkout");
-    return query.step() ? digest_from_bytes(query.bytes(0)) : Digest{};
+    if (!query.step()) {
+        refuse(database_.path());
+    }
+    return digest_in(query, 0);
 }
 
 void CheckoutIndex::set_base(const BranchName& branch, const Digest& base) {
@@ -100,7 +138,7 @@ void CheckoutIndex::set_base(const BranchName& branch, const Digest& base) {
 std::optional<HeldFile> CheckoutIndex::held_file(const std::string& path) {
     Statement query = database_.prepare(
         "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file WHERE path = ?");
-    return query.bind_text(1, path).step() ? std::optional(held_from_row(query)) : std::nullopt;
+    return query.bind_text(1, path).step() ? std::optional(held_from_row(query, digest_in(query, 1))) : std::nullopt;
 }
 
 std::map<std::string, HeldFile> CheckoutIndex::held_files(const std::string& folder) {
@@ -111,7 +149,7 @@ std::map<std::string, HeldFile> CheckoutIndex::held_files(const std::string& fol
     query.bind_text(1, folder);
     std::map<std::string, HeldFile> files;
     while (query.step()) {
-        files.emplace(query.bytes(0), held_from_row(query));
+        files.emplace(query.bytes(0), held_from_row(query, digest_in(query, 1)));
     }
     return files;
 }
@@ -136,7 +174,7 @@ TreeChanges CheckoutIndex::staged_changes() {
         std::optional<TreeEntry> entry;
         if (!query.is_null(1)) {
             entry = TreeEntry{"", TreeEntry::Kind::File, query.integer(3) != 0,
-                              static_cast<std::uint64_t>(query.integer(2)), digest_from_bytes(query.bytes(1))};
+                              static_cast<std::uint64_t>(query.integer(2)), digest_in(query, 1)};
         }
         changes.emplace(query.bytes(0), std::move(entry));
     }
@@ -162,7 +200,7 @@ void CheckoutIndex::unstage_all() {
 
 std::optional<Digest> CheckoutIndex::local_head(const BranchName& branch) {
     Statement query = database_.prepare("SELECT head FROM local_head WHERE branch = ?");
-    return query.bind_text(1, branch.text()).step() ? std::optional(digest_from_bytes(query.bytes(0))) : std::nullopt;
+    return query.bind_text(1, branch.text()).step() ? std::optional(digest_in(query, 0)) : std::nullopt;
 }
 
 void CheckoutIndex::set_local_head(const BranchName& branch, const Digest& head) {

@@ -31,6 +31,8 @@ class CheckoutIndex {
     /// Makes a new index at `path`.
     static void create(const std::filesystem::path& path, const BranchName& branch, const Digest& base);
 
+    /// Throws Error(Corrupt) "corrupt index: PATH", as every function does for what it cannot read, or Error(Invalid)
+    /// for an index of a newer format, which is left untouched.
     explicit CheckoutIndex(const std::filesystem::path& path);
 
     Database& database() { return database_; }
@@ -60,6 +62,8 @@ class CheckoutIndex {
     void drop_noted_metadata(const BranchName& branch, const std::map<std::string, std::string>& published);
 
   private:
+    Digest digest_in(const Statement& row, int column) const;
+
     Database database_;
 };
 

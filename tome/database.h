@@ -47,8 +47,8 @@ class Database {
   public:
     enum class Mode { Open, Create };
 
-    /// Opens the file in write-ahead mode with full synchronisation; waits up to a minute for locks of others. Throws
-    /// Error(Corrupt) for a file that is no database, Error(Io) otherwise.
+    /// Opens the file, a new one in write-ahead mode, with full synchronisation; waits up to a minute for locks of
+    /// others. Throws Error(Corrupt) for a file that is no database, Error(Io) otherwise.
     Database(const std::filesystem::path& path, Mode mode);
     ~Database();
     Database(const Database&) = delete;
@@ -60,6 +60,7 @@ class Database {
 
     /// The file's schema version, 0 for a new one.
     std::int64_t user_version();
+    const std::filesystem::path& path() const { return path_; }
     bool in_transaction() const;
     int changes() const;
 

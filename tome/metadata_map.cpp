@@ -29,6 +29,10 @@ bool fits_leaf(const Entries& entries, std::size_t depth) {
     return groups.size() <= max_groups_in_leaf || depth == max_depth;
 }
 
+[[noreturn]] void refuse_depth(const Digest& node) {
+    throw Error(ErrorCode::Corrupt, "corrupt object: metadata nested too deep (object " + to_hex(node) + ")");
+}
+
 std::map<std::uint8_t, Entries> by_nibble(const Entries& entries, std::size_t depth) {
     std::map<std::uint8_t, Entries> result;
     for (const auto& entry : entries) {
@@ -50,6 +54,9 @@ Digest set_at(ObjectSource& source, const Digest& root, const Entries& values, s
             return sink.add(ObjectKind::Metadata, encode_metadata_node(node));
         }
     }
+    if (depth == max_depth) {
+        refuse_depth(root);
+    }
     const std::map<std::uint8_t, Entries> parts = by_nibble(node.leaf ? node.entries : values, depth);
     node.leaf = false;
     node.entries.clear();
@@ -61,7 +68,7 @@ Digest set_at(ObjectSource& source, const Digest& root, const Entries& values, s
 }
 
 void get_at(ObjectSource& source, const Digest& root, const Entries& wanted, std::size_t depth, Entries& found) {
-    if (root.is_zero() || depth > max_depth) {
+    if (root.is_zero()) {
         return;
     }
     const MetadataNode node = read_metadata_node(source, root);
@@ -72,6 +79,9 @@ void get_at(ObjectSource& source, const Digest& root, const Entries& wanted, std
             }
         }
         return;
+    }
+    if (depth == max_depth) {
+        refuse_depth(root);
     }
     for (const auto& [nibble, part] : by_nibble(wanted, depth)) {
         if (const auto child = node.children.find(nibble); child != node.children.end()) {
@@ -84,10 +94,10 @@ void list_at(ObjectSource& source, const Digest& root, std::size_t depth, Entrie
     if (root.is_zero()) {
         return;
     }
-    if (depth > max_depth) {
-        throw Error(ErrorCode::Corrupt, "corrupt object: metadata nested too deep (object " + to_hex(root) + ")");
-    }
     const MetadataNode node = read_metadata_node(source, root);
+    if (!node.leaf && depth == max_depth) {
+        refuse_depth(root);
+    }
     found.insert(node.entries.begin(), node.entries.end());
     for (const auto& [nibble, child] : node.children) {
         list_at(source, child, depth + 1, found);

@@ -25,6 +25,9 @@ class Writer {
         }
     }
     void text(std::string_view value, int width) {
+        if (value.size() > max_text_bytes) {
+            throw Error(ErrorCode::Invalid, "text of " + std::to_string(value.size()) + " bytes is too long");
+        }
         integer(value.size(), width);
         bytes_ += value;
     }
@@ -80,7 +83,11 @@ class Reader {
 TreeEntry read_entry(Reader& in) {
     TreeEntry entry;
     entry.name = in.text(2);
-    check_entry_name(entry.name);
+    try {
+        check_entry_name(entry.name);
+    } catch (const Error& error) {
+        corrupt(error.what());
+    }
     const std::uint64_t kind = in.integer(1);
     const std::uint64_t mode = in.integer(1);
     entry.size = in.integer(8);

@@ -49,6 +49,7 @@ struct MetadataNode {
     std::map<std::uint8_t, Digest> children;     ///< otherwise, by nibble
 };
 
+/// Throws Error(Invalid) for a text over 16 MiB, which the parser would not take.
 std::string encode_tree(const Tree& tree);
 std::string encode_revision(const Revision& revision);
 std::string encode_metadata_node(const MetadataNode& node);

@@ -51,10 +51,10 @@ bool is_unreserved(char c) {
 std::filesystem::path parse_remote_url(std::string_view url) {
     std::string text(url);
     if (url.starts_with(scheme)) {
-        text = percent_decoded(url.substr(scheme.size()), url);
-        if (!text.starts_with('/')) {
+        if (!url.substr(scheme.size()).starts_with('/')) {
             refuse(url, "a directory remote has no host: file:///absolute/path");
         }
+        text = percent_decoded(url.substr(scheme.size()), url);
     } else if (!url.starts_with('/')) {
         refuse(url, "neither file:///absolute/path nor an absolute path");
     }
@@ -113,17 +113,15 @@ RepositoryLocation parse_repository_url(std::string_view url) {
 }
 
 std::string without_credentials(std::string_view url) {
-    const std::size_t start = url.find("://");
-    if (start == std::string_view::npos) {
+    const std::size_t at = url.rfind('@');
+    const bool is_directory = url.starts_with('/') || url.starts_with("file:///");
+    if (at == std::string_view::npos || is_directory) {
         return std::string(url);
     }
-    const std::size_t host = start + 3;
-    const std::string_view authority = url.substr(host, url.find('/', host) - host);
-    const std::size_t at = authority.rfind('@');
-    if (at == std::string_view::npos) {
-        return std::string(url);
-    }
-    return std::string(url.substr(0, host)) + "..." + std::string(url.substr(host + at));
+    // A password may hold anything, so everything up to the last "@" goes.
+    const std::size_t authority = url.find("://");
+    const std::size_t kept = authority < at ? authority + 3 : 0;
+    return std::string(url.substr(0, kept)) + "..." + std::string(url.substr(at));
 }
 
 }  // namespace tome

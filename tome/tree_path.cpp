@@ -2,26 +2,64 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "tome/error.h"
 
 namespace tome {
 namespace {
 
-// Code points that HFS+ leaves out when it compares names, in UTF-8: U+200C-200F, U+202A-202E, U+206A-206F, U+FEFF;
-// and U+00AD, U+200B, U+2060, which other systems leave out.
-bool skip_ignorable(std::string_view& rest) {
-    static constexpr std::array<std::string_view, 20> ignorable{
-        "\xe2\x80\x8c", "\xe2\x80\x8d", "\xe2\x80\x8e", "\xe2\x80\x8f", "\xe2\x80\xaa", "\xe2\x80\xab", "\xe2\x80\xac",
-        "\xe2\x80\xad", "\xe2\x80\xae", "\xe2\x81\xaa", "\xe2\x81\xab", "\xe2\x81\xac", "\xe2\x81\xad", "\xe2\x81\xae",
-        "\xe2\x81\xaf", "\xef\xbb\xbf", "\xc2\xad",     "\xe2\x80\x8b", "\xe2\x81\xa0", "\xe2\x80\xa8"};
-    for (const std::string_view sequence : ignorable) {
-        if (rest.starts_with(sequence)) {
-            rest.remove_prefix(sequence.size());
-            return true;
-        }
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+
+// Code points that file systems leave out when they compare names: Default_Ignorable_Code_Point of the Unicode
+// Character Database, which holds all that HFS+ and folders that fold case on ext4 and f2fs drop.
+constexpr std::array<Range, 17> ignorable{{{0xad, 0xad},
+                                           {0x34f, 0x34f},
+                                           {0x61c, 0x61c},
+                                           {0x115f, 0x1160},
+                                           {0x17b4, 0x17b5},
+                                           {0x180b, 0x180f},
+                                           {0x200b, 0x200f},
+                                           {0x202a, 0x202e},
+                                           {0x2060, 0x206f},
+                                           {0x3164, 0x3164},
+                                           {0xfe00, 0xfe0f},
+                                           {0xfeff, 0xfeff},
+                                           {0xffa0, 0xffa0},
+                                           {0xfff0, 0xfff8},
+                                           {0x1bca0, 0x1bca3},
+                                           {0x1d173, 0x1d17a},
+                                           {0xe0000, 0xe0fff}}};
+
+// The code point at the start of `text` and its bytes in UTF-8; a byte that begins none stands for itself.
+std::pair<char32_t, std::size_t> first_code_point(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const std::size_t length = byte(0) >= 0xf0 ? 4 : byte(0) >= 0xe0 ? 3 : byte(0) >= 0xc0 ? 2 : 1;
+    if (length == 1 || text.size() < length) {
+        return {byte(0), 1};
     }
-    return false;
+    char32_t value = byte(0) & (0x7fU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xc0U) != 0x80) {
+            return {byte(0), 1};
+        }
+        value = value << 6U | (byte(i) & 0x3fU);
+    }
+    return {value, length};
+}
+
+bool skip_ignorable(std::string_view& rest) {
+    const auto [value, length] = first_code_point(rest);
+    const bool skipped = length > 1 && std::any_of(ignorable.begin(), ignorable.end(), [v = value](const Range& range) {
+                             return range.first <= v && v <= range.last;
+                         });
+    if (skipped) {
+        rest.remove_prefix(length);
+    }
+    return skipped;
 }
 
 // The name as the most forgiving file system would see it: lower case, nothing ignorable, no stream, no trailing dots

@@ -35,8 +35,7 @@ namespace {
 }  // namespace
 
 ProcessResult run_process(const std::vector<std::string>& arguments,
-                          const std::map<std::string, std::string>& environment,
-                          const std::filesystem::path& folder) {
+                          const std::map<std::string, std::string>& environment, const std::filesystem::path& folder) {
     const TemporaryFolder outputs;
     const std::filesystem::path out = outputs / "out";
     const std::filesystem::path err = outputs / "err";

@@ -32,9 +32,13 @@ void expect_failure(const ProcessResult& result, const std::string& message) {
     EXPECT_EQ(result.err, "quill_project_tool: " + message + "\n");
 }
 
-TEST(CommandLine, WithoutArgumentsPrintsTheUsage) { expect_usage(ToolFolder().run_without_remote({})); }
+TEST(CommandLine, WithoutArgumentsPrintsTheUsage) {
+    expect_usage(ToolFolder().run_without_remote({}));
+}
 
-TEST(CommandLine, CreateWithoutAProjectPrintsTheUsage) { expect_usage(ToolFolder().run_without_remote({"create"})); }
+TEST(CommandLine, CreateWithoutAProjectPrintsTheUsage) {
+    expect_usage(ToolFolder().run_without_remote({"create"}));
+}
 
 TEST(CommandLine, UnknownCommandPrintsTheUsage) {
     expect_usage(ToolFolder().run_without_remote({"list", "P.quillproject"}));

@@ -12,9 +12,13 @@ namespace quill_test {
 class ToolFolder {
   public:
     /// Runs the tool in the folder with the remote configured.
-    ProcessResult run(const std::vector<std::string>& arguments) const { return run_with(remote_environment(), arguments); }
+    ProcessResult run(const std::vector<std::string>& arguments) const {
+        return run_with(remote_environment(), arguments);
+    }
     /// Runs it without any remote in the environment.
-    ProcessResult run_without_remote(const std::vector<std::string>& arguments) const { return run_with({}, arguments); }
+    ProcessResult run_without_remote(const std::vector<std::string>& arguments) const {
+        return run_with({}, arguments);
+    }
 
     /// Runs the tool and throws when it does not succeed; returns its output.
     std::string must(const std::vector<std::string>& arguments) const;
