@@ -74,7 +74,7 @@ class MemoryObjects final : public tome::ObjectSource, public tome::ObjectSink {
         return found == objects_.end() ? std::nullopt : std::optional(found->second);
     }
     std::optional<tome::Content> find_content(const tome::Digest&) override { return std::nullopt; }
-    bool contains(const tome::Digest& digest) override { return objects_.contains(digest); }
+    bool contains(tome::ObjectKind, const tome::Digest& digest) override { return objects_.contains(digest); }
     tome::Digest add(tome::ObjectKind, const std::string& bytes) override {
         const tome::Digest digest = tome::digest_of(bytes);
         objects_.emplace(digest, bytes);

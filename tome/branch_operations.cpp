@@ -40,17 +40,19 @@ void switch_branch(const tome_globals_t& globals, const tome_branch_switch_param
     } else {
         newest = newest_head(checkout, name);
     }
-    const bool same_branch = checkout.index().branch() == name;
-    MaterializationRequest request;
-    request.old_tree = checkout.tree_of(same_branch ? newest.common_base : checkout.index().base());
-    if (same_branch && !checkout.index().local_head(name)) {
-        request.old_tree = checkout.tree_of(checkout.index().base());
+    if (newest.overtaken && checkout.index().branch() != name) {
+        // Its commits would be in no branch and, unlike on the branch that is checked out, in no working file.
+        throw Error(ErrorCode::Moved, "branch has moved on the remote: " + name.text());
     }
+    const Digest base = checkout.tree_of(checkout.index().base());
+    MaterializationRequest request;
+    request.old_tree = newest.overtaken ? checkout.tree_of(newest.common_base) : base;
+    request.overtaken_tree = newest.overtaken ? base : Digest{};
     request.new_tree = request.target = checkout.tree_of(newest.head);
     const MaterializationPlan plan = plan_materialization(checkout, request);
     const std::vector<std::string> changed = materialize(checkout, plan, [&] {
         checkout.index().set_base(name, newest.head);
-        if (newest.common_base != newest.head) {
+        if (newest.overtaken) {
             checkout.index().drop_local_head(name);
         }
     });
@@ -162,9 +164,10 @@ Revision merge_revision(Checkout& checkout, const Digest& tree, const Digest& ou
 }
 
 // Merges `theirs` and makes the result the base; the files that the checkout holds follow.
-void merge_heads(Checkout& checkout, const Digest& ours, const Digest& theirs, const std::string& message,
+void merge_heads(Checkout& checkout, const NewestHead& target, const Digest& theirs, const std::string& message,
                  const Events& events) {
     ObjectSources& sources = checkout.sources();
+    const Digest& ours = target.head;
     const std::vector<Digest> bases = merge_bases(sources, ours, theirs);
     const Digest base_tree = checkout.tree_of(bases.empty() ? Digest{} : bases.front());
     const Digest our_tree = checkout.tree_of(ours);
@@ -183,8 +186,10 @@ void merge_heads(Checkout& checkout, const Digest& ours, const Digest& theirs, c
     }
     stored.commit();
 
+    const Digest old_base = checkout.tree_of(checkout.index().base());
     MaterializationRequest request;
-    request.old_tree = checkout.tree_of(checkout.index().base());
+    request.old_tree = target.overtaken ? checkout.tree_of(target.common_base) : old_base;
+    request.overtaken_tree = target.overtaken ? old_base : Digest{};
     request.new_tree = request.target = tree;
     const MaterializationPlan plan = plan_materialization(checkout, request);
     materialize(checkout, plan, [&] { advance_branch(checkout, head); });
@@ -197,7 +202,8 @@ void merge_heads(Checkout& checkout, const Digest& ours, const Digest& theirs, c
 void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
     const BranchName target = checkout.index().branch();
-    const Digest ours = newest_head(checkout, target).head;
+    const NewestHead newest = newest_head(checkout, target);
+    const Digest& ours = newest.head;
     const Digest theirs = newest_head(checkout, BranchName::parse(to_text(params.source))).head;
     if (is_ancestor(checkout.sources(), theirs, ours)) {
         events.identity(TOME_EVENT_BASE_REVISION, ours, order_of(checkout.sources(), ours));
@@ -206,7 +212,7 @@ void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_pa
     if (ours.is_zero()) {
         throw Error(ErrorCode::Invalid, "branch has no revision to merge into: " + target.text());
     }
-    merge_heads(checkout, ours, theirs, to_text(params.message), events);
+    merge_heads(checkout, newest, theirs, to_text(params.message), events);
     if (!checkout.has_remote()) {
         publish_branch(checkout, target, false);
     }

@@ -22,7 +22,7 @@ class MissingObjects {
     void add_history(const Digest& head) {
         std::vector<Digest> revisions;
         visit_history(local_, head, [&](const NamedRevision& named) {
-            if (!remote_.contains(named.digest)) {
+            if (!remote_.contains(ObjectKind::Revision, named.digest)) {
                 revisions.push_back(named.digest);
             }
             return true;
@@ -37,7 +37,7 @@ class MissingObjects {
 
   private:
     void add(ObjectKind kind, const Digest& digest) {
-        if (!seen_.insert(digest).second || remote_.contains(digest)) {
+        if (!seen_.emplace(kind, digest).second || remote_.contains(kind, digest)) {
             return;
         }
         if (kind == ObjectKind::Tree) {
@@ -50,7 +50,7 @@ class MissingObjects {
 
     ObjectSource& local_;
     ObjectSource& remote_;
-    std::set<Digest> seen_;
+    std::set<std::pair<ObjectKind, Digest>> seen_;
     Wanted wanted_;
 };
 
@@ -105,7 +105,7 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch) {
         return {*local, *local};
     }
     const std::vector<Digest> bases = merge_bases(checkout.sources(), *local, record->head);
-    return {record->head, bases.empty() ? Digest{} : bases.front()};
+    return {record->head, bases.empty() ? Digest{} : bases.front(), true};
 }
 
 Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_metadata) {

@@ -9,9 +9,10 @@
 namespace tome {
 
 struct NewestHead {
-    Digest head;         ///< zero for a branch without a revision
-    Digest common_base;  ///< what of the branch's own commits here is part of `head`: the local head, or, when the
-                         ///< remote has overtaken it, the nearest common ancestor
+    Digest head;             ///< zero for a branch without a revision
+    Digest common_base;      ///< what of the branch's own commits here is part of `head`: the local head, or, when the
+                             ///< remote has overtaken it, the nearest common ancestor
+    bool overtaken = false;  ///< the local head is no part of `head`
 };
 
 /// The newest head of `branch`: the local one where that goes beyond the remote's, else the remote's. Throws

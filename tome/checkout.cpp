@@ -1,6 +1,7 @@
 #include "tome/checkout.h"
 
 #include <sys/file.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -24,9 +25,14 @@ FileDescriptor lock_folder(const std::filesystem::path& directory, Checkout::Acc
 
 // What a killed process left; nobody else can be using it while the checkout is locked for change.
 void clear_temporary_files(const std::filesystem::path& directory) {
+    const std::filesystem::path folder = state_folder(directory) / "tmp";
+    if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+        throw system_error("could not write to " + folder.string(), errno);
+    }
+    const FileDescriptor descriptor = open_directory(folder, true);  // Not a link to somebody's files.
     std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(state_folder(directory) / "tmp", ignored)) {
-        std::filesystem::remove_all(entry.path(), ignored);
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        unlinkat(descriptor.get(), entry.path().filename().c_str(), 0);
     }
 }
 

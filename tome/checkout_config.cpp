@@ -47,8 +47,8 @@ void read_shared_store(const toml::table& table, const std::filesystem::path& pa
     }
     config.use_shared_store = *used;
     config.shared_store = section["path"].value_exact<std::string>().value_or("");
-    if (config.use_shared_store && !config.shared_store.is_absolute()) {
-        refuse(path, "the shared store has no absolute path");
+    if (config.use_shared_store && config.shared_store.empty()) {
+        refuse(path, "the shared store has no path");
     }
 }
 

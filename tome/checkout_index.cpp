@@ -55,6 +55,14 @@ constexpr std::array<const char*, 5> tables{
     throw Error(ErrorCode::Corrupt, "corrupt index: " + index.string());
 }
 
+bool is_tree_path(std::string_view text) {
+    try {
+        return TreePath::parse(text).text() == text;
+    } catch (const Error&) {
+        return false;
+    }
+}
+
 HeldFile held_from_row(const Statement& row, const Digest& digest) {
     HeldFile file;
     file.digest = digest;
@@ -171,6 +179,9 @@ TreeChanges CheckoutIndex::staged_changes() {
     Statement query = database_.prepare("SELECT path, digest, size, executable FROM staged");
     TreeChanges changes;
     while (query.step()) {
+        if (!is_tree_path(query.bytes(0))) {
+            refuse(database_.path());
+        }
         std::optional<TreeEntry> entry;
         if (!query.is_null(1)) {
             entry = TreeEntry{"", TreeEntry::Kind::File, query.integer(3) != 0,
@@ -192,6 +203,10 @@ void CheckoutIndex::stage(const std::string& path, const std::optional<TreeEntry
 
 void CheckoutIndex::unstage(const std::string& path) {
     database_.prepare("DELETE FROM staged WHERE path = ?").bind_text(1, path).run();
+}
+
+void CheckoutIndex::unstage_below(const std::string& folder) {
+    database_.prepare("DELETE FROM staged WHERE path >= ?1 || '/' AND path < ?1 || '0'").bind_text(1, folder).run();
 }
 
 void CheckoutIndex::unstage_all() {

@@ -50,6 +50,7 @@ class CheckoutIndex {
     TreeChanges staged_changes();
     void stage(const std::string& path, const std::optional<TreeEntry>& entry);
     void unstage(const std::string& path);
+    void unstage_below(const std::string& folder);
     void unstage_all();
 
     /// The head of a branch that has revisions which the remote may lack.

@@ -23,6 +23,18 @@ bool is_remote(const std::filesystem::path& directory) {
     return file.is_open() && read_whole(file.get(), marker, 4096) == marker_text;
 }
 
+// Whether nothing is in the directory but markers that other processes are writing or were killed over.
+bool is_unused(const std::filesystem::path& directory) {
+    std::error_code error;
+    std::filesystem::directory_iterator entry(directory, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (!entry->path().filename().string().starts_with("tome-remote.tmp-")) {
+            return false;
+        }
+    }
+    return !error;
+}
+
 std::string repository_url(const RepositoryLocation& location) {
     return canonical_url(location.remote) + "/" + location.name;
 }
@@ -44,9 +56,8 @@ void prepare_directory_remote(const std::filesystem::path& directory) {
     if (is_remote(directory)) {
         return;
     }
-    if (!std::filesystem::is_empty(directory, error) || error) {
-        // Another process may be making the same remote; its marker decides.
-        if (!is_remote(directory)) {
+    if (!is_unused(directory)) {
+        if (!is_remote(directory)) {  // Another process may have made it in between.
             throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + directory.string());
         }
         return;
@@ -97,7 +108,7 @@ std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation&
     const std::filesystem::path directory = location.remote / location.name;
     std::error_code error;
     if (!std::filesystem::exists(directory, error)) {
-        if (std::filesystem::exists(location.remote, error) && !std::filesystem::is_empty(location.remote, error) &&
+        if (std::filesystem::exists(location.remote, error) && !is_unused(location.remote) &&
             !is_remote(location.remote)) {
             throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + location.remote.string());
         }

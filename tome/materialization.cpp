@@ -29,6 +29,7 @@ class Planner {
           new_(checkout.sources(), request.new_tree) {}
 
     MaterializationPlan plan() {
+        protect_changes();
         follow_base();
         for (const std::string& path : request_.paths) {
             want_folder(path);
@@ -39,6 +40,7 @@ class Planner {
         for (const auto& [path, entry] : wanted_) {
             place(path, entry);
         }
+        clear_way();
         for (const std::string& folder : folders_in_the_way_) {
             check_folder(folder);
         }
@@ -48,6 +50,39 @@ class Planner {
     }
 
   private:
+    // The checkout wrote or read these files, and yet they are no part of the base.
+    void protect_changes() {
+        for (const auto& [path, entry] : checkout_.index().staged_changes()) {
+            protected_.insert(path);
+        }
+        if (!request_.overtaken_tree.is_zero()) {
+            for (const FileDifference& difference :
+                 diff_trees(checkout_.sources(), request_.old_tree, request_.overtaken_tree)) {
+                protected_.insert(difference.path);
+                if (!difference.after && !checkout_.files().find(TreePath::parse(difference.path))) {
+                    plan_.deletions.emplace(difference.path, difference.before->digest);
+                }
+            }
+        }
+    }
+
+    // Files where a folder of what is written is to be.
+    void clear_way() {
+        std::set<std::string> seen;
+        for (const auto& [path, entry] : plan_.writes) {
+            for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+                const std::string folder = path.substr(0, slash);
+                if (!seen.insert(folder).second || wanted_.contains(folder)) {
+                    continue;
+                }
+                const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(folder));
+                if (standing && standing->kind != WorkingEntry::Kind::Folder) {
+                    place(folder, std::nullopt);
+                }
+            }
+        }
+    }
+
     // Held files that differ between the base before and after.
     void follow_base() {
         for (const FileDifference& difference : diff_trees(checkout_.sources(), request_.old_tree, request_.new_tree)) {
@@ -110,11 +145,13 @@ class Planner {
     // The working file's digest, and whether it is what the checkout itself put there.
     std::pair<Digest, bool> current_content(const TreePath& path, const FileStamp& stamp) {
         const std::optional<HeldFile> held = checkout_.index().held_file(path.text());
+        const bool committed = !protected_.contains(path.text());
         if (held && held->is_unchanged(stamp)) {
-            return {held->digest, true};
+            return {held->digest, committed};
         }
         const Digest digest = checkout_.files().hash(path).first;
-        return {digest, held && held->digest == digest && checkout_.sources().contains(digest)};
+        return {digest, committed && held && held->digest == digest &&
+                            checkout_.sources().contains(ObjectKind::Content, digest)};
     }
 
     bool is_in_a_base(const std::string& path, const Digest& digest) {
@@ -123,14 +160,21 @@ class Planner {
         return (before && before->digest == digest) || (after && after->digest == digest);
     }
 
-    // A folder may give way to a file when everything in it goes, too.
+    // A folder may give way to a file when every file in it, another checkout's among them, goes, too.
     void check_folder(const std::string& folder) {
         const std::set<std::string> going(plan_.removals.begin(), plan_.removals.end());
-        checkout_.files().scan(folder, {}, [&](const std::string& path, const WorkingEntry&) {
-            if (!going.contains(path)) {
+        const std::filesystem::path& root = checkout_.directory();
+        std::error_code error;
+        std::filesystem::recursive_directory_iterator entry(root / folder, error);
+        for (; !error && entry != std::filesystem::recursive_directory_iterator(); entry.increment(error)) {
+            const std::string path = entry->path().lexically_relative(root).string();
+            if (!std::filesystem::is_directory(entry->symlink_status(error)) && !going.contains(path)) {
                 blocked_.insert(path);
             }
-        });
+        }
+        if (error) {
+            throw Error(ErrorCode::Io, "could not read directory " + folder + ": " + error.message());
+        }
     }
 
     void refuse_blocked() const {
@@ -152,15 +196,38 @@ class Planner {
     MaterializationPlan plan_;
     std::vector<std::string> folders_in_the_way_;
     std::set<std::string> blocked_;
+    std::set<std::string> protected_;
+};
+
+// Files in ".tome/tmp" by the path they are for; those not moved there are removed.
+class PreparedFiles {
+  public:
+    PreparedFiles() = default;
+    ~PreparedFiles() {
+        for (const auto& [path, temporary] : files_) {
+            unlink(temporary.c_str());
+        }
+    }
+    PreparedFiles(PreparedFiles&&) = default;
+    PreparedFiles(const PreparedFiles&) = delete;
+    PreparedFiles& operator=(const PreparedFiles&) = delete;
+
+    void add(const std::string& path, const std::filesystem::path& temporary) { files_.emplace(path, temporary); }
+    const std::map<std::string, std::filesystem::path>& files() const { return files_; }
+    void all_moved() { files_.clear(); }
+
+  private:
+    std::map<std::string, std::filesystem::path> files_;
 };
 
 // Complete copies of the files to write, beside the working tree.
-std::map<std::string, std::filesystem::path> prepare_files(Checkout& checkout, const MaterializationPlan& plan) {
-    std::map<std::string, std::filesystem::path> prepared;
+PreparedFiles prepare_files(Checkout& checkout, const MaterializationPlan& plan) {
+    PreparedFiles prepared;
     const bool one_by_one = plan.writes.size() <= max_single_syncs;
     FileDescriptor last;
     for (const auto& [path, entry] : plan.writes) {
         const std::filesystem::path temporary = checkout.temporary_path();
+        prepared.add(path, temporary);
         last = create_file_at(AT_FDCWD, temporary.string(), path);
         checkout.sources().copy_content(entry.digest, last.get(), path);
         if (entry.executable && fchmod(last.get(), 0755) != 0) {
@@ -169,7 +236,6 @@ std::map<std::string, std::filesystem::path> prepare_files(Checkout& checkout, c
         if (one_by_one && !plan.scratch) {
             sync_descriptor(last.get(), path);
         }
-        prepared.emplace(path, temporary);
     }
     if (!one_by_one && !plan.scratch && !sync_file_system(last.get())) {
         throw system_error("could not write to " + checkout.directory().string(), errno);
@@ -206,13 +272,13 @@ MaterializationPlan plan_materialization(Checkout& checkout, const Materializati
 
 std::vector<std::string> materialize(Checkout& checkout, const MaterializationPlan& plan,
                                      const std::function<void()>& finish) {
-    const std::map<std::string, std::filesystem::path> prepared = prepare_files(checkout, plan);
+    PreparedFiles prepared = prepare_files(checkout, plan);
     std::vector<std::string> changed = plan.removals;
     for (const std::string& path : plan.removals) {
         checkout.files().remove(TreePath::parse(path));
     }
     std::map<std::string, FileStamp> installed;
-    for (const auto& [path, temporary] : prepared) {
+    for (const auto& [path, temporary] : prepared.files()) {
         const TreePath target = TreePath::parse(path);
         const std::optional<WorkingEntry> standing = checkout.files().find(target);
         if (standing && standing->kind == WorkingEntry::Kind::Folder) {
@@ -221,10 +287,14 @@ std::vector<std::string> materialize(Checkout& checkout, const MaterializationPl
         installed.emplace(path, checkout.files().install(temporary, target));
         changed.push_back(path);
     }
+    prepared.all_moved();
     if (!plan.scratch) {
         sync_folders_of(checkout, changed);
     }
     Transaction transaction(checkout.index().database());
+    for (const auto& [path, digest] : plan.deletions) {
+        checkout.index().hold_file(path, digest, {});
+    }
     for (const auto& [path, stamp] : installed) {
         checkout.index().hold_file(path, plan.writes.at(path).digest, stamp);
     }

@@ -21,6 +21,8 @@ struct MaterializationRequest {
     Digest target;                   ///< the tree that `paths` are brought to
     std::vector<std::string> paths;  ///< files or folders, checked
     bool whole_tree = false;         ///< all of `target`; files held beyond it go
+    Digest overtaken_tree;           ///< of commits made here that the remote has overtaken: what they changed since
+                                     ///< `old_tree` counts as uncommitted; zero: there are none
     bool overwrite = false;          ///< replace uncommitted changes, too
     bool scratch = false;            ///< the files need not survive a power cut
 };
@@ -30,7 +32,8 @@ struct MaterializationPlan {
     std::vector<std::string> removals;
     std::map<std::string, std::pair<Digest, FileStamp>> already_there;
     bool scratch = false;
-    std::vector<std::string> dropped;  ///< held files that are gone and stay so
+    std::vector<std::string> dropped;         ///< held files that are gone and stay so
+    std::map<std::string, Digest> deletions;  ///< by overtaken commits: uncommitted again, and so to be known as held
 };
 
 /// Throws Error(WouldOverwrite) "uncommitted changes would be overwritten: PATH" (and how many more).

@@ -108,6 +108,7 @@ TreeEntry read_entry(Reader& in) {
 std::string encode_tree(const Tree& tree) {
     Writer out(tree_magic);
     for (const TreeEntry& entry : tree) {
+        check_entry_name(entry.name);
         out.text(entry.name, 2);
         out.integer(static_cast<std::uint64_t>(entry.kind), 1);
         out.integer(entry.executable ? 1 : 0, 1);

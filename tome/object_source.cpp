@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <exception>
 #include <utility>
 
 #include "content/sha256.h"
@@ -15,7 +14,7 @@ namespace {
 
 template <typename Result, typename Find>
 std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource>>& sources, Find find) {
-    std::exception_ptr damage;
+    std::optional<Error> damage;
     for (const auto& source : sources) {
         try {
             if (std::optional<Result> result = find(*source)) {
@@ -25,11 +24,13 @@ std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource
             if (error.code() != ErrorCode::Corrupt) {
                 throw;
             }
-            damage = std::current_exception();
+            damage = error;
         }
     }
     if (damage) {
-        std::rethrow_exception(damage);
+        throw Error(damage->code(),
+                    damage->what() + std::string("; no sound copy is known: commit the file anew, or bring "
+                                                 "the store back from a backup"));
     }
     return std::nullopt;
 }
@@ -67,9 +68,9 @@ std::optional<Content> ObjectSources::find_content(const Digest& digest) {
     return first_sound<Content>(sources_, [&](ObjectSource& source) { return source.find_content(digest); });
 }
 
-bool ObjectSources::contains(const Digest& digest) {
+bool ObjectSources::contains(ObjectKind kind, const Digest& digest) {
     for (const auto& source : sources_) {
-        if (source->contains(digest)) {
+        if (source->contains(kind, digest)) {
             return true;
         }
     }

@@ -32,7 +32,9 @@ class ObjectSource {
     /// A file's content; nothing when it is not here. Small content is verified, large content by copy_content.
     virtual std::optional<Content> find_content(const Digest& digest) = 0;
 
-    virtual bool contains(const Digest& digest) = 0;
+    /// Whether an object of this kind, and so everything it refers to, is here. The bytes of a tree that are here as
+    /// the content of some file do not count: what the tree refers to need not be here.
+    virtual bool contains(ObjectKind kind, const Digest& digest) = 0;
 };
 
 /// Sources in the order in which they are asked. A damaged copy in one is made good by a sound one in a later one.
@@ -42,7 +44,7 @@ class ObjectSources final : public ObjectSource {
 
     std::optional<std::string> find_object(const Digest& digest) override;
     std::optional<Content> find_content(const Digest& digest) override;
-    bool contains(const Digest& digest) override;
+    bool contains(ObjectKind kind, const Digest& digest) override;
 
     /// Writes the content to the empty file `to` and checks it against its name on the way. Throws Error(NotFound) or
     /// Error(Corrupt); `name` is what the file is called in errors.

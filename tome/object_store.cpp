@@ -44,11 +44,15 @@ std::filesystem::path database_path(const std::filesystem::path& directory) {
 
 const std::filesystem::path& require_store(const std::filesystem::path& directory) {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(database_path(directory), error)) {
-        if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory) {
-            throw Error(ErrorCode::Io, "could not open store " + directory.string() + ": " + error.message());
-        }
+    const std::filesystem::file_type type = std::filesystem::symlink_status(database_path(directory), error).type();
+    if (type == std::filesystem::file_type::not_found) {
         throw Error(ErrorCode::NotFound, "Not found: no Tome store at " + directory.string());
+    }
+    if (error) {
+        throw Error(ErrorCode::Io, "could not open store " + directory.string() + ": " + error.message());
+    }
+    if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::symlink) {
+        throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string());
     }
     return directory;
 }
@@ -160,6 +164,7 @@ std::filesystem::path ObjectStore::content_path(const Digest& digest) const {
 
 std::filesystem::path ObjectStore::content_folder() {
     const std::filesystem::path folder = directory_ / "content";
+    open_directory(folder, true);  // Not a link, through which content would leave the store.
     if (!std::exchange(swept_, true)) {
         remove_abandoned_content(folder);
     }
@@ -193,7 +198,11 @@ std::optional<Content> ObjectStore::find_content(const Digest& digest) {
         return content;
     }
     const std::filesystem::path path = content_path(digest);
-    content.file = open_file_at(AT_FDCWD, path.string(), path.string());
+    try {
+        content.file = open_file_at(AT_FDCWD, path.string(), path.string());
+    } catch (const Error& error) {
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()) + " (" + error.what() + ")");
+    }
     struct stat status {};
     if (!content.in_file() || fstat(content.file.get(), &status) != 0 ||
         static_cast<std::uint64_t>(status.st_size) != content.size) {
@@ -202,14 +211,21 @@ std::optional<Content> ObjectStore::find_content(const Digest& digest) {
     return content;
 }
 
-bool ObjectStore::contains(const Digest& digest) {
-    Statement query = database_.prepare("SELECT 1 FROM object WHERE digest = ?");
-    return query.bind_blob(1, digest.view()).step();
+bool ObjectStore::contains(ObjectKind kind, const Digest& digest) {
+    Statement query = database_.prepare("SELECT kind FROM object WHERE digest = ?");
+    return query.bind_blob(1, digest.view()).step() &&
+           (kind == ObjectKind::Content || query.integer(0) == static_cast<int>(kind));
 }
 
 void ObjectStore::add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, const std::string* bytes) {
-    Statement insert =
-        database_.prepare("INSERT INTO object(digest, kind, size, bytes) VALUES(?, ?, ?, ?) ON CONFLICT DO NOTHING");
+    // The bytes of a tree may be here already as the content of a file: as a tree they promise more. Bytes that differ
+    // are damaged, for these were just hashed.
+    Statement insert = database_.prepare(
+        "INSERT INTO object(digest, kind, size, bytes) VALUES(?, ?, ?, ?) ON CONFLICT DO UPDATE SET"
+        " kind = iif(excluded.kind = 1, kind, excluded.kind), size = excluded.size,"
+        " bytes = coalesce(excluded.bytes, bytes)"
+        " WHERE (excluded.kind <> 1 AND kind <> excluded.kind) OR size <> excluded.size"
+        " OR (excluded.bytes IS NOT NULL AND bytes IS NOT excluded.bytes)");
     insert.bind_blob(1, digest.view()).bind(2, static_cast<int>(kind)).bind(3, static_cast<std::int64_t>(size));
     bytes != nullptr ? insert.bind_blob(4, *bytes) : insert.bind_null(4);
     insert.run();
@@ -258,17 +274,18 @@ void ObjectStore::install_content_file(const std::filesystem::path& temporary, c
     if (!made && errno != EEXIST) {
         throw system_error("could not write " + path.string(), errno);
     }
-    if (rename(temporary.c_str(), path.c_str()) != 0) {
+    const FileDescriptor folder = open_directory(path.parent_path(), true);
+    if (renameat(AT_FDCWD, temporary.c_str(), folder.get(), path.filename().c_str()) != 0) {
         throw system_error("could not write " + path.string(), errno);
     }
-    sync_directory(path.parent_path());
+    sync_descriptor(folder.get(), path.parent_path().string());
     if (made) {
         sync_directory(path.parent_path().parent_path());
     }
 }
 
 void ObjectStore::prepare_content(const Digest& digest, const Content& content) {
-    if (!content.in_file() || contains(digest)) {
+    if (!content.in_file() || contains(ObjectKind::Content, digest)) {
         return;
     }
     const TemporaryContent copy(content_folder());

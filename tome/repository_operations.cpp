@@ -37,6 +37,7 @@ void create_repository(const tome_globals_t& globals, const tome_repository_crea
         const RepositoryLocation location = parse_repository_url(name);
         config.remote_url = canonical_url(location.remote);
         config.repository_url = config.remote_url + "/" + location.name;
+        make_folder(directory);
         DirectoryRemote::create_repository(location);
     }
     make_folder(directory);
@@ -111,6 +112,9 @@ void clone_repository(const tome_globals_t& globals, const tome_repository_clone
     }
     try {
         Checkout checkout(directory, Checkout::Access::Change, false);
+        if (!(checkout.index().branch() == branch)) {
+            throw Error(ErrorCode::AlreadyExists, "is a checkout of another branch: " + directory.string());
+        }
         fill_clone(checkout, params, events);
         const Digest base = checkout.index().base();
         events.identity(TOME_EVENT_BRANCH_HEAD, base, order_of(checkout.sources(), base));

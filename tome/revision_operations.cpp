@@ -66,7 +66,7 @@ SyncHeads sync_heads(Checkout& checkout, const tome_revision_sync_params_t& para
         const BranchName branch = checkout.index().branch();
         const NewestHead newest = newest_head(checkout, branch);
         heads.new_base = newest.head;
-        heads.overtaken = newest.common_base != newest.head && checkout.index().local_head(branch).has_value();
+        heads.overtaken = newest.overtaken;
         heads.old_base = heads.overtaken ? newest.common_base : heads.old_base;
     }
     heads.target = revision.is_zero() ? heads.new_base : revision;
@@ -80,6 +80,7 @@ void sync(const tome_globals_t& globals, const tome_revision_sync_params_t& para
     request.old_tree = checkout.tree_of(heads.old_base);
     request.new_tree = checkout.tree_of(heads.new_base);
     request.target = checkout.tree_of(heads.target);
+    request.overtaken_tree = heads.overtaken ? checkout.tree_of(checkout.index().base()) : Digest{};
     request.paths = to_paths(params.paths);
     request.whole_tree = request.paths.empty();
     request.overwrite = params.overwrite != 0;

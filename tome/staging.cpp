@@ -47,7 +47,9 @@ class Stager {
         }
         std::vector<std::string> gone;
         visit_files(checkout_.sources(), base_root_, path, [&](const std::string& file, const TreeEntry&) {
-            if (!checkout_.files().find(TreePath::parse(file)) && (!held_only || checkout_.index().held_file(file))) {
+            const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(file));
+            const bool stands = standing && standing->kind != WorkingEntry::Kind::Folder;
+            if (!stands && (!held_only || checkout_.index().held_file(file))) {
                 gone.push_back(file);
             }
         });
@@ -67,6 +69,7 @@ class Stager {
             return;
         }
         const auto [entry, stamp] = store(path);
+        checkout_.index().unstage_below(text);  // From when it was a folder.
         checkout_.index().hold_file(text, entry.digest, stamp);
         if (before && before->same_state(entry)) {
             checkout_.index().unstage(text);
@@ -85,7 +88,7 @@ class Stager {
             const std::optional<HeldFile> held = checkout_.index().held_file(path.text());
             const FileStamp stamp = stamp_of(before);
             TreeEntry entry{"", TreeEntry::Kind::File, stamp.executable, stamp.size, {}};
-            if (held && held->is_unchanged(stamp) && checkout_.sources().contains(held->digest)) {
+            if (held && held->is_unchanged(stamp) && checkout_.sources().contains(ObjectKind::Content, held->digest)) {
                 entry.digest = held->digest;
                 return {entry, stamp};
             }

@@ -52,6 +52,19 @@ std::vector<std::string> names_in(const FileDescriptor& folder, const std::strin
     return names;
 }
 
+bool remove_folders(int parent, const std::string& name) {
+    const FileDescriptor folder(openat(parent, name.c_str(), folder_flags));
+    if (!folder.is_open()) {
+        return false;
+    }
+    for (const std::string& inner : names_in(folder, name)) {
+        if (!remove_folders(folder.get(), inner)) {
+            return false;
+        }
+    }
+    return unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0;
+}
+
 }  // namespace
 
 FileStamp stamp_of(const struct stat& status) {
@@ -193,7 +206,7 @@ void WorkingTree::remove(const TreePath& path) const {
 
 void WorkingTree::remove_empty_folder(const TreePath& path) const {
     const int parent = parent_of(path, false);
-    if (parent >= 0 && unlinkat(parent, leaf_of(path).c_str(), AT_REMOVEDIR) != 0) {
+    if (parent >= 0 && !remove_folders(parent, leaf_of(path))) {
         throw system_error("could not remove the folder " + path.text(), errno);
     }
 }

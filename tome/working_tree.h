@@ -52,7 +52,7 @@ class WorkingTree {
     /// Removes the file and the folders that this empties. Fine when it does not exist.
     void remove(const TreePath& path) const;
 
-    /// Removes a folder that is empty.
+    /// Removes a folder that holds nothing but folders.
     void remove_empty_folder(const TreePath& path) const;
 
     /// Makes the names in a folder ("": the root) survive a power cut. Fine when it does not exist.

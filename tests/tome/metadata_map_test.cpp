@@ -25,7 +25,7 @@ class Nodes final : public tome::ObjectSource, public tome::ObjectSink {
         EXPECT_EQ(kind, ObjectKind::Metadata);
         if (bytes.starts_with("TMM1\2")) {
             for (const auto& [child_kind, child] : tome::references(kind, bytes)) {
-                EXPECT_TRUE(contains(child)) << "a node was added before its child";
+                EXPECT_TRUE(contains(child_kind, child)) << "a node was added before its child";
             }
         }
         ++added;
@@ -39,7 +39,7 @@ class Nodes final : public tome::ObjectSource, public tome::ObjectSink {
         return node == nodes.end() ? std::nullopt : std::optional(node->second);
     }
     std::optional<tome::Content> find_content(const Digest&) override { return std::nullopt; }
-    bool contains(const Digest& digest) override { return nodes.contains(digest); }
+    bool contains(ObjectKind, const Digest& digest) override { return nodes.contains(digest); }
 
     std::unordered_map<Digest, std::string, tome::DigestHash> nodes;
     int added = 0;

@@ -1,0 +1,388 @@
+// Trees with names that lead out of the checkout or into its state, and checkouts in which links lead out.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include "tests/tome/damage_fixture.h"
+#include "tome/checkout_index.h"
+#include "tome/object_encoding.h"
+
+namespace quill_test {
+namespace {
+
+using tome::Digest;
+using tome::ObjectKind;
+using tome::ObjectStore;
+using tome::to_hex;
+using tome::TreeEntry;
+
+constexpr std::int32_t invalid = 1;
+constexpr std::int32_t would_overwrite = 6;
+constexpr std::int32_t corrupt = 7;
+constexpr std::int32_t file_system = 8;
+
+const std::vector<std::string> hostile_names{
+    "",
+    ".",
+    "..",
+    "a/b",
+    "/absolute",
+    "../up",
+    "a/",
+    std::string("a\0b", 3),
+    "back\\slash",
+    "..\\up",
+    std::string(256, 'n'),
+    ".tome",
+    ".TOME",
+    ".Tome",
+    ".tome.",
+    ".tome ",
+    ".tome. . ",
+    ".tome:stream",
+    ".Tome::$INDEX_ALLOCATION",
+    ".tome .:stream",
+    "tome~1",
+    "TOME~1",
+    "tome~12",
+    ".to\u200cme",
+    ".tome\ufeff",
+    "\u200b.tome",
+    "\u2060.t\u00adome",
+    "\u202e.TO\u206fME",
+};
+
+// A tree with one entry, written out by hand: the engine's writer refuses such names.
+std::string hostile_tree(const std::string& name, TreeEntry::Kind kind, std::uint64_t size, const Digest& digest) {
+    std::string bytes = "TMT1";
+    const auto add = [&](std::uint64_t value, int width) {
+        for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
+            bytes += static_cast<char>(value >> shift & 0xffU);
+        }
+    };
+    add(name.size(), 2);
+    bytes += name;
+    add(static_cast<std::uint64_t>(kind), 1);
+    add(0, 1);
+    add(size, 8);
+    return bytes.append(digest.view());
+}
+
+class HostileTree : public DamagedRepository {
+  protected:
+    HostileTree() {
+        head_ = author_.publish_files({{"top.txt", "top"}});
+        DamageCheckout::require(author_.create_branch("hostile"));
+    }
+
+    // A tree in which `name` is a file, or a folder with a file in it.
+    static Digest add_hostile_tree(ObjectStore& store, const std::string& name, bool folder) {
+        const std::string bytes = "remote_url = \"file:///stolen\"\n";
+        const Digest content = store.add_object(ObjectKind::Content, bytes);
+        const TreeEntry file{"config.toml", TreeEntry::Kind::File, false, bytes.size(), content};
+        if (!folder) {
+            return store.add_object(ObjectKind::Tree, hostile_tree(name, file.kind, file.size, content));
+        }
+        const Digest below = store.add_object(ObjectKind::Tree, tome::encode_tree({file}));
+        return store.add_object(ObjectKind::Tree, hostile_tree(name, TreeEntry::Kind::Folder, 0, below));
+    }
+
+    Digest add_revision(ObjectStore& store, const Digest& tree) const {
+        tome::Revision revision;
+        revision.tree = tree;
+        revision.first_parent = head_;
+        revision.order = 2;
+        return store.add_object(ObjectKind::Revision, tome::encode_revision(revision));
+    }
+
+    // A hostile tree as the head of the remote's branch "hostile"; returns the tree's name.
+    Digest publish(const std::string& name, bool folder) const {
+        ObjectStore store(remote_store_);
+        store.database().execute("PRAGMA synchronous=OFF");
+        tome::Transaction transaction(store.database());
+        const Digest tree = add_hostile_tree(store, name, folder);
+        const Digest revision = add_revision(store, tree);
+        transaction.commit();
+        damage_set_head(remote_store_, "hostile", revision);
+        return tree;
+    }
+
+    static void expect_refusal(const DamageReply& reply, const Digest& tree) {
+        EXPECT_EQ(reply.code, corrupt) << reply.text();
+        EXPECT_NE(reply.text().find(to_hex(tree)), std::string::npos) << reply.text();
+    }
+
+    Digest head_;
+};
+
+TEST_F(HostileTree, IsRefusedOnCloneAndLeavesNothing) {
+    const DamageCheckout clone = checkout("clone");
+    bool folder = false;
+    for (const std::string name : {"..", "../up", ".tome", "TOME~1", ".to\u200cme", "a/b", "/absolute"}) {
+        folder = !folder;
+        SCOPED_TRACE("\"" + name + "\"" + (folder ? ", a folder" : ", a file"));
+        const Digest tree = publish(name, folder);
+        expect_refusal(clone.clone("hostile"), tree);
+        EXPECT_TRUE(std::filesystem::is_empty(clone.path()));
+        EXPECT_FALSE(std::filesystem::exists(folder_ / "up"));
+    }
+}
+
+TEST_F(HostileTree, IsRefusedOnSyncSwitchAndMergeAndChangesNothing) {
+    const DamageCheckout follower = clone("follower", "hostile");
+    const DamageCheckout reader = clone("reader");
+    const std::string config = read_file(reader / ".tome/config.toml");
+    bool folder = false;
+    for (const std::string& name : hostile_names) {
+        folder = !folder;
+        SCOPED_TRACE("\"" + name + "\"" + (folder ? ", a folder" : ", a file"));
+        const Digest tree = publish(name, folder);
+        const auto files = damage_snapshot(reader.path());
+        expect_refusal(follower.sync(), tree);
+        expect_refusal(reader.switch_to("hostile"), tree);
+        expect_refusal(reader.merge("hostile"), tree);
+        EXPECT_EQ(damage_snapshot(follower.path()), files);
+        EXPECT_EQ(damage_snapshot(reader.path()), files);
+        EXPECT_EQ(read_file(reader / ".tome/config.toml"), config);
+        EXPECT_FALSE(std::filesystem::exists(folder_ / "up"));
+    }
+    EXPECT_EQ(reader.sync().text(), "done");
+    EXPECT_EQ(reader.status().paths, std::vector<std::string>());
+}
+
+TEST_F(HostileTree, IsRefusedOnPushAndTheRemoteDoesNotGetIt) {
+    const tome::BranchName main = tome::BranchName::parse("main");
+    const auto heads = remote_heads();
+    bool folder = false;
+    for (const std::string& name : hostile_names) {
+        folder = !folder;
+        SCOPED_TRACE("\"" + name + "\"" + (folder ? ", a folder" : ", a file"));
+        Digest tree;
+        {
+            ObjectStore store(author_.own_store());
+            tome::Transaction transaction(store.database());
+            tree = add_hostile_tree(store, name, folder);
+            tome::CheckoutIndex(author_ / ".tome/index.db").set_local_head(main, add_revision(store, tree));
+            transaction.commit();
+        }
+        expect_refusal(author_.push(), tree);
+        EXPECT_EQ(remote_heads(), heads);
+        EXPECT_FALSE(ObjectStore(remote_store_).contains(tome::ObjectKind::Tree, tree));
+    }
+}
+
+TEST_F(HostileTree, IsCalledACorruptObject) {
+    publish("..", false);
+    const DamageReply reply = checkout("clone").clone("hostile");
+    EXPECT_TRUE(reply.text().starts_with("corrupt object")) << reply.text();
+}
+
+TEST_F(HostileTree, CannotBeMadeFromWorkingFiles) {
+    for (const std::string& name : hostile_names) {
+        const bool may_be_on_disk = !name.empty() && name.find('\0') == std::string::npos &&
+                                    name.find('/') == std::string::npos && name.front() != '.' && name.size() < 256;
+        if (!may_be_on_disk) {
+            continue;
+        }
+        SCOPED_TRACE(name);
+        write_file(author_ / "Work" / name, "work");
+        for (const std::string& path : {"Work/" + name, std::string("Work")}) {
+            const DamageReply reply = author_.stage({path});
+            EXPECT_EQ(reply.code, invalid);
+            EXPECT_EQ(reply.text(), "invalid path: Work/" + name);
+        }
+        EXPECT_EQ(author_.commit().text(), "Nothing staged for commit");
+        std::filesystem::remove_all(author_ / "Work");
+    }
+    for (const std::string path :
+         {"../up", "/etc/passwd", "a/../../up", ".tome/config.toml", ".TOME/config.toml", ".."}) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(author_.stage({path}).text(), "invalid path: " + path);
+        EXPECT_EQ(author_.sync({{path}}).text(), "invalid path: " + path);
+    }
+}
+
+TEST_F(HostileTree, CannotBeCommittedFromADamagedIndex) {
+    const std::filesystem::path index = author_ / ".tome/index.db";
+    const TreeEntry entry{"", TreeEntry::Kind::File, false, 3, tome::digest_of("top")};
+    for (const std::string path : {"../up", ".tome/config.toml", "Work/..", "Work//up"}) {
+        SCOPED_TRACE(path);
+        tome::CheckoutIndex(index).stage(path, entry);
+        EXPECT_NE(author_.commit().code, 0);
+        EXPECT_EQ(tome::CheckoutIndex(index).base(), head_);
+        tome::CheckoutIndex(index).unstage(path);
+        tome::CheckoutIndex(index).set_base(tome::BranchName::parse("main"), head_);
+    }
+}
+
+TEST_F(HostileTree, CannotBeReachedThroughFilesInADamagedIndex) {
+    const std::filesystem::path index = author_ / ".tome/index.db";
+    write_file(folder_ / "up", "theirs");
+    const std::string config = read_file(author_ / ".tome/config.toml");
+    for (const std::string path : {"../up", ".tome/config.toml", "Work/../../up"}) {
+        SCOPED_TRACE(path);
+        tome::CheckoutIndex(index).hold_file(path, tome::digest_of("theirs"), {});
+        EXPECT_EQ(author_.sync({{}, {}, true}).text(), "invalid path: " + path);
+        tome::CheckoutIndex(index).drop_file(path);
+        EXPECT_EQ(read_file(folder_ / "up"), "theirs");
+        EXPECT_EQ(read_file(author_ / ".tome/config.toml"), config);
+    }
+    EXPECT_EQ(author_.sync().text(), "done");
+}
+
+// A reader whose folder "Sub" is to become a link to "outside", and work on the remote that touches the folder.
+class LinkedFolder : public DamagedRepository {
+  protected:
+    LinkedFolder() {
+        head_ = author_.publish_files({{"Sub/a.txt", "one"}, {"Sub/gone.txt", "gone"}, {"top.txt", "top"}});
+        DamageCheckout::require(reader_.clone());
+        DamageCheckout::require(author_.create_branch("side"));
+        DamageCheckout::require(author_.switch_to("side"));
+        std::filesystem::remove(author_ / "Sub/gone.txt");
+        write_file(author_ / "Sub/a.txt", "two");
+        write_file(author_ / "Sub/Deep/new.txt", "new");
+        write_file(author_ / "top.txt", "top two");
+        DamageCheckout::require(author_.stage({"Sub/gone.txt", "Sub/a.txt", "Sub/Deep/new.txt", "top.txt"}));
+        side_ = DamageCheckout::require(author_.commit()).identity;
+        DamageCheckout::require(author_.push("side"));
+        write_file(outside_ / "a.txt", "one");
+        write_file(outside_ / "gone.txt", "gone");
+    }
+
+    void link_the_folder(const std::filesystem::path& target) const {
+        std::filesystem::rename(reader_ / "Sub", folder_ / "kept");
+        std::filesystem::create_directory_symlink(target, reader_ / "Sub");
+    }
+
+    void expect_refusals() const {
+        const auto files = damage_snapshot(reader_.path());
+        const auto others = damage_snapshot(outside_);
+        for (const DamageReply& reply :
+             {reader_.switch_to("side"), reader_.merge("side"), reader_.sync({{}, side_}),
+              reader_.sync({{}, side_, true}), reader_.sync({{"Sub"}, side_, true}),
+              reader_.sync({{"Sub/Deep/new.txt"}, side_}), reader_.sync({{"Sub/gone.txt"}, side_, true}),
+              reader_.stage({"Sub/a.txt"}), reader_.stage({"Sub/theirs.txt"})}) {
+            EXPECT_EQ(reply.code, file_system) << reply.text();
+            EXPECT_TRUE(reply.text().starts_with("a symbolic link stands in the way: Sub/")) << reply.text();
+        }
+        EXPECT_EQ(damage_snapshot(reader_.path()), files);
+        EXPECT_EQ(damage_snapshot(outside_), others);
+        EXPECT_EQ(reader_.commit().text(), "Nothing staged for commit");
+    }
+
+    DamageCheckout reader_ = checkout("reader");
+    std::filesystem::path outside_ = folder_ / "outside";
+    Digest head_;
+    Digest side_;
+};
+
+TEST_F(LinkedFolder, SwappedInBetweenOperationsIsRefusedAndNothingBehindItChanges) {
+    ASSERT_EQ(reader_.sync().text(), "done");
+    link_the_folder(outside_);
+    expect_refusals();
+    std::filesystem::remove(reader_ / "Sub");
+    std::filesystem::rename(folder_ / "kept", reader_ / "Sub");
+    EXPECT_EQ(reader_.switch_to("side").text(), "done");
+    EXPECT_EQ(read_file(reader_ / "Sub/a.txt"), "two");
+}
+
+TEST_F(LinkedFolder, WithoutATargetIsRefusedAndTheTargetIsNotMade) {
+    link_the_folder(folder_ / "nowhere");
+    expect_refusals();
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "nowhere"));
+}
+
+TEST_F(LinkedFolder, ToAnotherFolderOfTheCheckoutIsRefusedToo) {
+    std::filesystem::create_directory(reader_ / "Other");
+    link_the_folder("Other");
+    expect_refusals();
+}
+
+TEST_F(LinkedFolder, ThereBeforeTheCheckoutIsRefusedOnClone) {
+    const DamageCheckout clone = checkout("clone");
+    std::filesystem::create_directory(clone.path());
+    std::filesystem::create_directory_symlink(outside_, clone / "Sub");
+    const auto others = damage_snapshot(outside_);
+    const DamageReply reply = clone.clone("side");
+    EXPECT_EQ(reply.code, file_system);
+    EXPECT_EQ(reply.text(), "a symbolic link stands in the way: Sub/Deep/new.txt");
+    EXPECT_EQ(damage_snapshot(outside_), others);
+    EXPECT_EQ(damage_snapshot(clone.path()),
+              (std::map<std::string, std::string>{{"Sub", "link to " + outside_.string()}}));
+}
+
+TEST_F(LinkedFolder, IsReportedAsAChangeAndNotEntered) {
+    write_file(outside_ / "theirs.txt", "theirs");
+    link_the_folder(outside_);
+    EXPECT_EQ(reader_.status().paths, (std::vector<std::string>{"Sub", "Sub/a.txt", "Sub/gone.txt"}));
+}
+
+// Another program swaps the folder and the link while files are written.
+TEST_F(LinkedFolder, SwappedInWhileFilesAreWrittenLetsNothingOut) {
+    const auto others = damage_snapshot(outside_);
+    const pid_t swapper = damage_start_process([&] {
+        std::error_code ignored;
+        std::filesystem::create_directory_symlink(outside_, folder_ / "link", ignored);
+        for (;;) {
+            std::filesystem::rename(reader_ / "Sub", folder_ / "kept", ignored);
+            std::filesystem::rename(folder_ / "link", reader_ / "Sub", ignored);
+            std::filesystem::rename(reader_ / "Sub", folder_ / "link", ignored);
+            std::filesystem::rename(folder_ / "kept", reader_ / "Sub", ignored);
+        }
+    });
+    for (int i = 0; i < 24; ++i) {
+        reader_.sync({{}, i % 2 == 0 ? side_ : head_, true});
+    }
+    kill(swapper, SIGKILL);
+    damage_wait_for(swapper);
+    EXPECT_EQ(damage_snapshot(outside_), others);
+}
+
+TEST_F(LinkedFolder, OfTheCheckoutsStateLetsNothingOut) {
+    const auto others = damage_snapshot(outside_);
+    std::filesystem::remove_all(reader_ / ".tome/tmp");
+    std::filesystem::create_directory_symlink(outside_, reader_ / ".tome/tmp");
+    reader_.switch_to("side");
+    reader_.stage({"top.txt"});
+    EXPECT_EQ(damage_snapshot(outside_), others);
+}
+
+TEST_F(LinkedFolder, InThePlaceOfTheStateFolderIsRefused) {
+    std::filesystem::rename(reader_ / ".tome", folder_ / "state");
+    std::filesystem::create_directory_symlink(folder_ / "state", reader_ / ".tome");
+    EXPECT_EQ(reader_.switch_to("side").code, file_system);
+    EXPECT_EQ(reader_.status().code, file_system);
+    EXPECT_EQ(read_file(reader_ / "top.txt"), "top");
+}
+
+// A link or FIFO where a file belongs.
+TEST_F(LinkedFolder, OrFifoInThePlaceOfAFileIsNeitherReplacedNorRead) {
+    const auto others = damage_snapshot(outside_);
+    const std::string refusal = "uncommitted changes would be overwritten: Sub/a.txt";
+    for (const bool fifo : {false, true}) {
+        SCOPED_TRACE(fifo ? "FIFO" : "link");
+        std::filesystem::remove(reader_ / "Sub/a.txt");
+        if (fifo) {
+            ASSERT_EQ(mkfifo((reader_ / "Sub/a.txt").c_str(), 0666), 0);
+        } else {
+            std::filesystem::create_symlink(outside_ / "a.txt", reader_ / "Sub/a.txt");
+        }
+        const auto files = damage_snapshot(reader_.path());
+        for (const DamageReply& reply : {reader_.switch_to("side"), reader_.merge("side"), reader_.sync({{}, side_}),
+                                         reader_.sync({{}, side_, true}), reader_.sync({{"Sub/a.txt"}, side_, true})}) {
+            EXPECT_EQ(reply.code, would_overwrite);
+            EXPECT_EQ(reply.text(), refusal);
+        }
+        for (const std::string path : {"Sub/a.txt", "Sub"}) {
+            const DamageReply reply = reader_.stage({path});
+            EXPECT_EQ(reply.code, file_system);
+            EXPECT_EQ(reply.text(), "not a regular file: Sub/a.txt");
+        }
+        EXPECT_EQ(reader_.status().paths, std::vector<std::string>{"Sub/a.txt"});
+        EXPECT_EQ(damage_snapshot(reader_.path()), files);
+        EXPECT_EQ(damage_snapshot(outside_), others);
+    }
+}
+
+}  // namespace
+}  // namespace quill_test
