@@ -1,14 +1,10 @@
 #include "workspace/workspace_index_file.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <stdexcept>
 #include <string_view>
 
+#include "project/folder_lock.h"
 #include "project/text_file.h"
 #include "review/json_records.h"
 #include "workspace/branch_index_cache.h"
@@ -18,26 +14,6 @@
 
 namespace quill {
 namespace {
-
-// Holds an advisory lock on a folder's own descriptor; it ends with the process at the latest.
-class FolderLock {
-  public:
-    explicit FolderLock(const std::filesystem::path& folder)
-        : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        int result = descriptor_ < 0 ? -1 : 0;
-        while (descriptor_ >= 0 && (result = flock(descriptor_, LOCK_EX)) != 0 && errno == EINTR) {
-        }
-        if (result != 0) {
-            throw std::runtime_error("could not lock workspace folder: " + folder.string());
-        }
-    }
-    ~FolderLock() { close(descriptor_); }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-
-  private:
-    int descriptor_;
-};
 
 void make_folder(const std::filesystem::path& folder) {
     std::error_code error;
