@@ -5,7 +5,7 @@
 #include "tome/metadata_map.h"
 #include "tome/operation.h"
 #include "tome/revision_graph.h"
-#include "tome/tree_merge.h"
+#include "tome/revision_merge.h"
 
 namespace tome {
 namespace {
@@ -168,23 +168,15 @@ void merge_heads(Checkout& checkout, const NewestHead& target, const Digest& the
                  const Events& events) {
     ObjectSources& sources = checkout.sources();
     const Digest& ours = target.head;
-    const std::vector<Digest> bases = merge_bases(sources, ours, theirs);
-    const Digest base_tree = checkout.tree_of(bases.empty() ? Digest{} : bases.front());
     const Digest our_tree = checkout.tree_of(ours);
-    const TreeMerge merge = merge_trees(sources, base_tree, our_tree, checkout.tree_of(theirs));
+    const RevisionMerge merge = merge_revisions(sources, checkout.store(), ours, theirs);
     if (!merge.conflicts.empty()) {
         events.paths(TOME_EVENT_MERGE_CONFLICT, merge.conflicts);
         return;
     }
-    ObjectList made;
-    const Digest tree = apply_changes(sources, our_tree, merge.changes, made);
+    const Digest& tree = merge.tree;
     const Revision revision = merge_revision(checkout, tree, ours, theirs, message);
-    const Digest head = made.add(ObjectKind::Revision, encode_revision(revision));
-    Transaction stored(checkout.store().database());
-    for (const NewObject& object : made.objects()) {
-        checkout.store().add_object(object.kind, object.bytes);
-    }
-    stored.commit();
+    const Digest head = checkout.store().add_object(ObjectKind::Revision, encode_revision(revision));
 
     const Digest old_base = checkout.tree_of(checkout.index().base());
     MaterializationRequest request;

@@ -35,6 +35,14 @@ bool is_unused(const std::filesystem::path& directory) {
     return !error;
 }
 
+Content content_in(ObjectSource& source, const Digest& digest) {
+    std::optional<Content> content = source.find_content(digest);
+    if (!content) {
+        throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+    }
+    return std::move(*content);
+}
+
 std::string repository_url(const RepositoryLocation& location) {
     return canonical_url(location.remote) + "/" + location.name;
 }
@@ -120,24 +128,33 @@ std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation&
     return std::make_unique<DirectoryRemote>(std::make_shared<ObjectStore>(directory));
 }
 
+bool DirectoryRemote::has_blob(const BlobKey& key) {
+    return tome::has_blob(store_->database(), key);
+}
+
+void DirectoryRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) {
+    for (const BlobKey& key : keys) {
+        store_->prepare_content(key.digest, content_in(source, key.digest));
+    }
+    Transaction transaction(store_->database());
+    for (const BlobKey& key : keys) {
+        store_->add_content(key.digest, content_in(source, key.digest));
+        add_blob(store_->database(), key, BlobState::Flushed);
+    }
+    transaction.commit();
+}
+
 void DirectoryRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
                                   const std::vector<NewObject>& made) {
-    const auto content_of = [&](const Digest& digest) {
-        std::optional<Content> content = source.find_content(digest);
-        if (!content) {
-            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
-        }
-        return std::move(*content);
-    };
     for (const auto& [kind, digest] : wanted) {
         if (kind == ObjectKind::Content) {
-            store_->prepare_content(digest, content_of(digest));
+            store_->prepare_content(digest, content_in(source, digest));
         }
     }
     Transaction transaction(store_->database());
     for (const auto& [kind, digest] : wanted) {
         if (kind == ObjectKind::Content) {
-            store_->add_content(digest, content_of(digest));
+            store_->add_content(digest, content_in(source, digest));
         } else if (const auto bytes = source.find_object(digest)) {
             store_->add_object(kind, *bytes);
         } else {

@@ -29,6 +29,8 @@ class DirectoryRemote final : public Remote {
     std::shared_ptr<ObjectSource> objects() override { return store_; }
     void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
                      const std::vector<NewObject>& made) override;
+    bool has_blob(const BlobKey& key) override;
+    void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) override;
     std::optional<BranchRecord> find_branch(const BranchName& name) override;
     std::vector<BranchRecord> branches() override;
     bool compare_and_set(const BranchRecord& record) override;

@@ -34,6 +34,13 @@ CREATE TABLE branch (
   sequence INTEGER NOT NULL,     -- grows with every write
   nonce TEXT NOT NULL            -- of the last write
 ) WITHOUT ROWID;
+CREATE TABLE blob (
+  partition BLOB NOT NULL,       -- 16 bytes
+  digest BLOB NOT NULL,          -- 32 bytes, of a content
+  context BLOB NOT NULL,         -- 16 bytes
+  state INTEGER NOT NULL,        -- BlobState
+  PRIMARY KEY(partition, digest, context)
+) WITHOUT ROWID;
 PRAGMA user_version = 1;
 COMMIT;
 )sql";
@@ -264,6 +271,21 @@ StoredFile ObjectStore::add_large_file(int file, const std::string& name) {
     stored.digest = Digest{hash.finish()};
     sync_descriptor(copy.file(), copy.path().string());
     install_content_file(copy.path(), stored.digest);
+    add_row(stored.digest, ObjectKind::Content, stored.size, nullptr);
+    return stored;
+}
+
+StoredFile ObjectStore::add_bytes(std::string_view bytes) {
+    const StoredFile stored{digest_of(bytes), bytes.size()};
+    if (bytes.size() <= max_inline_bytes) {
+        const std::string copy(bytes);
+        add_row(stored.digest, ObjectKind::Content, stored.size, &copy);
+        return stored;
+    }
+    const TemporaryContent file(content_folder());
+    write_all(file.file(), bytes, file.path().string());
+    sync_descriptor(file.file(), file.path().string());
+    install_content_file(file.path(), stored.digest);
     add_row(stored.digest, ObjectKind::Content, stored.size, nullptr);
     return stored;
 }

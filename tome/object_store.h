@@ -41,6 +41,9 @@ class ObjectStore final : public ObjectSource {
     /// Adds the bytes of an open file from its start on, reading them once. Durable with the transaction around it.
     StoredFile add_file(int file, const std::string& name);
 
+    /// The same for bytes in memory, of which no copy is made when they are many.
+    StoredFile add_bytes(std::string_view bytes);
+
     /// Makes large content durable in its file ahead of add_content, outside any transaction, so that a long copy
     /// keeps nobody waiting. Does nothing for small content.
     void prepare_content(const Digest& digest, const Content& content);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tome/blob_table.h"
 #include "tome/branch_table.h"
 #include "tome/object_sink.h"
 #include "tome/object_source.h"
@@ -24,6 +25,11 @@ class Remote {
     /// All durable when this returns; a failure may leave some, which are garbage until a later push needs them.
     virtual void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
                              const std::vector<NewObject>& made) = 0;
+
+    virtual bool has_blob(const BlobKey& key) = 0;
+
+    /// Adds blobs with their contents, found in `source`. Durable when this returns.
+    virtual void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) = 0;
 
     virtual std::optional<BranchRecord> find_branch(const BranchName& name) = 0;
 

@@ -133,6 +133,9 @@ void diff_revisions(const tome_globals_t& globals, const tome_revision_diff_para
     for (const PathChange& change : find_changes(diff_trees(checkout.sources(), from, to))) {
         events.change(TOME_EVENT_REVISION_DIFF, change);
         events.path(TOME_EVENT_REVISION_PATH, change.path);
+        if (change.kind == PathChange::Kind::Move) {
+            events.path(TOME_EVENT_REVISION_PATH, change.previous_path);
+        }
     }
 }
 

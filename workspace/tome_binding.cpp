@@ -238,6 +238,21 @@ TomeWorkspaceState call_tome_branch_archive(const TomeCheckout& checkout, const 
     return call(tome_branch_archive, "tome_branch_archive", checkout, params);
 }
 
+TomeWorkspaceState call_tome_branch_diff(const TomeCheckout& checkout, const std::string& from, const std::string& to) {
+    tome_branch_diff_params_t params = {};
+    params.from = tome_string_of(from);
+    params.to = tome_string_of(to);
+    return call(tome_branch_diff, "tome_branch_diff", checkout, params);
+}
+
+TomeWorkspaceState call_tome_branch_merge_into(const TomeCheckout& checkout, const std::string& source,
+                                               const std::string& message) {
+    tome_branch_merge_into_params_t params = {};
+    params.source = tome_string_of(source);
+    params.message = tome_string_of(message);
+    return call(tome_branch_merge_into, "tome_branch_merge_into", checkout, params);
+}
+
 TomeWorkspaceState call_tome_file_stage(const TomeCheckout& checkout, const std::vector<std::string>& paths) {
     const TextArray path_array(paths);
     tome_file_stage_params_t params = {};

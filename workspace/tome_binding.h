@@ -129,6 +129,14 @@ void push_tome_branch(const std::filesystem::path& checkout, const std::string& 
 
 TomeWorkspaceState call_tome_branch_archive(const TomeCheckout& checkout, const std::string& branch);
 
+/// `diff_entries`: how the tree of `to` differs from that of `from`.
+TomeWorkspaceState call_tome_branch_diff(const TomeCheckout& checkout, const std::string& from, const std::string& to);
+
+/// Merges `source` into the checkout's branch, there alone. `changed_paths` are the conflicts; with any, nothing was
+/// done. `identity` is the head afterwards, `diff_entries` what the merge brought.
+TomeWorkspaceState call_tome_branch_merge_into(const TomeCheckout& checkout, const std::string& source,
+                                               const std::string& message);
+
 /// `reported_paths` stay empty; `identity` is the base revision; deletions and additions are staged, too.
 TomeWorkspaceState call_tome_file_stage(const TomeCheckout& checkout, const std::vector<std::string>& paths);
 

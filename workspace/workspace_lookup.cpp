@@ -29,4 +29,12 @@ ProjectWorkspace require_workspace_branch(const std::filesystem::path& project, 
     return *workspace;
 }
 
+ProjectWorkspace require_fresh_workspace_branch(const std::filesystem::path& project, const std::string& id) {
+    std::optional<ProjectWorkspace> workspace = find_project_workspace_fresh(project, id, true);
+    if (!workspace) {
+        throw std::runtime_error("workspace branch does not exist");
+    }
+    return std::move(*workspace);
+}
+
 }  // namespace quill

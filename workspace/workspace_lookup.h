@@ -17,4 +17,8 @@ std::optional<ProjectWorkspace> find_project_workspace_fresh(const std::filesyst
 /// The same without a forced refresh. Throws std::runtime_error "workspace branch does not exist: " + id when absent.
 ProjectWorkspace require_workspace_branch(const std::filesystem::path& project, const std::string& id);
 
+/// The same, with the remote asked in any case. Throws std::runtime_error "workspace branch does not exist" when
+/// absent.
+ProjectWorkspace require_fresh_workspace_branch(const std::filesystem::path& project, const std::string& id);
+
 }  // namespace quill

@@ -279,7 +279,7 @@ TEST_F(BranchMerge, OfABranchThatMergedAThirdBringsThatToo) {
     EXPECT_EQ(must(main_.merge("third")).events, std::vector<int>{TOME_EVENT_BASE_REVISION});
 }
 
-TEST_F(BranchMerge, OfCrissCrossHistoriesStartsFromTheLatestCommonAncestor) {
+TEST_F(BranchMerge, OfCrissCrossHistoriesStartsFromTheCommonAncestorsMerged) {
     on_main({{"a", "main"}});
     on_side({{"b", "side"}});
     on_side({{"folder/c", "side"}});
@@ -291,11 +291,45 @@ TEST_F(BranchMerge, OfCrissCrossHistoriesStartsFromTheLatestCommonAncestor) {
     EXPECT_EQ(main_.files(), side().files());
     on_main({{"b", "main again"}});
     on_side({{"a", "side again"}, {"folder/d", "side again"}});
-    // Of the two common ancestors side's has the larger order; seen from there, both sides changed "a".
-    expect_conflicts({"a"});
-    on_side({{"a", "main"}});
-    EXPECT_EQ(must(main_.merge("side")).changes, Paths{"modify folder/d"});
+    // Seen from either common ancestor alone both sides changed "a", or "b"; seen from both merged one side did.
+    EXPECT_EQ(must(main_.merge("side")).changes, (Paths{"modify a", "modify folder/d"}));
+    EXPECT_EQ(main_.read("a"), "side again");
     EXPECT_EQ(main_.read("b"), "main again");
+}
+
+TEST_F(BranchMerge, OfCrissCrossHistoriesIsAConflictWhereTheCommonAncestorsDoNotAgree) {
+    on_main({{"a", "main"}});
+    on_side({{"a", "side"}});
+    // Each takes the other's head, settling what both changed in its own way.
+    on_main({{"a", "side"}});
+    must(main_.merge("side"));
+    must(main_.push("main"));
+    on_side({{"a", "main"}});
+    must(side().merge("main"));
+    must(side().push("side"));
+    on_main({{"a", "main, settled"}});
+    on_side({{"a", "side, settled"}});
+    expect_conflicts({"a"});
+}
+
+TEST_F(BranchMerge, OfTextsChangedInDifferentLinesTakesBoth) {
+    on_main({{"text", "one\ntwo\nthree\n"}, {"tool", "one\ntwo\nthree\n"}});
+    must(side().merge("main"));
+    must(side().push("side"));
+    on_main({{"text", "ONE\ntwo\nthree\n"}});
+    on_side({{"text", "one\ntwo\nTHREE\n"}});
+    EXPECT_EQ(must(main_.merge("side")).changes, Paths{"modify text"});
+    EXPECT_EQ(main_.read("text"), "ONE\ntwo\nTHREE\n");
+    EXPECT_EQ(must(main_.status()).paths, Paths{});
+}
+
+TEST_F(BranchMerge, OfBinaryFilesChangedOnBothSidesIsAConflict) {
+    on_main({{"binary", std::string("one\ntwo\n\0\nthree\n", 15)}});
+    must(side().merge("main"));
+    must(side().push("side"));
+    on_main({{"binary", std::string("ONE\ntwo\n\0\nthree\n", 15)}});
+    on_side({{"binary", std::string("one\ntwo\n\0\nTHREE\n", 15)}});
+    expect_conflicts({"binary"});
 }
 
 TEST_F(BranchMerge, OfBranchesWithoutACommonRevisionTakesBothTrees) {

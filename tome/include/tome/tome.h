@@ -90,17 +90,22 @@ typedef enum tome_event_kind {
     TOME_EVENT_FILE_INFO = 80,      /* file: its identity now; number = size in bytes */
     TOME_EVENT_SYNCED = 106,        /* identity: the revision that was synced to; number = order */
     TOME_EVENT_SYNCED_PATH = 107,   /* path: written, replaced or removed in the working tree */
-    TOME_EVENT_FILE_STAGED = 150,   /* file: staged content; a staged deletion has present = 0; number = size in bytes */
-    TOME_EVENT_STATUS = 151,        /* status */
-    TOME_EVENT_STATUS_PATH = 152,   /* path: differs from the base revision, or is staged */
-    TOME_EVENT_COMMITTED = 159,     /* identity: the new revision; number = order */
-    TOME_EVENT_REVISION_INFO = 160, /* identity: the revision; number = order */
-    TOME_EVENT_REVISION_FILE = 161, /* path: changed by the revision against its first parent */
-    TOME_EVENT_RESTORED_PATH = 162, /* path: differs between the restored revision and the head before */
-    TOME_EVENT_REVISION = 165,      /* revision: one revision of a history */
-    TOME_EVENT_REVISION_PATH = 167, /* path: differs between two revisions; accompanies TOME_EVENT_REVISION_DIFF */
-    TOME_EVENT_RESTORED = 172,      /* identity: the new revision that a restore made; number = order */
-    TOME_EVENT_BASE_REVISION = 179  /* identity: base of the checkout when staging, or head after a merge */
+    TOME_EVENT_FILE_STAGED = 150, /* file: staged content; a staged deletion has present = 0; number = size in bytes */
+    TOME_EVENT_STATUS = 151,      /* status */
+    TOME_EVENT_STATUS_PATH = 152, /* path: differs from the base revision, or is staged */
+    TOME_EVENT_COMMITTED = 159,   /* identity: the new revision; number = order */
+    TOME_EVENT_REVISION_INFO = 160,  /* identity: the revision; number = order */
+    TOME_EVENT_REVISION_FILE = 161,  /* path: changed by the revision against its first parent */
+    TOME_EVENT_RESTORED_PATH = 162,  /* path: differs between the restored revision and the head before */
+    TOME_EVENT_REVISION = 165,       /* revision: one revision of a history */
+    TOME_EVENT_REVISION_PATH = 167,  /* path: differs between two revisions; accompanies TOME_EVENT_REVISION_DIFF */
+    TOME_EVENT_RESTORED = 172,       /* identity: the new revision that a restore made; number = order */
+    TOME_EVENT_BASE_REVISION = 179,  /* identity: base of the checkout when staging, or head after a merge */
+    TOME_EVENT_STORAGE_OPENED = 191, /* handle */
+    TOME_EVENT_STORAGE_ITEM = 192,   /* item: what became of a blob that was put */
+    TOME_EVENT_STORAGE_SIZE = 193,   /* size: bytes of the blob that is being delivered */
+    TOME_EVENT_STORAGE_CHUNK = 194,  /* chunk: a part of it; chunks come in any order */
+    TOME_EVENT_STORAGE_FAILED = 195  /* code: why a blob was not stored */
 } tome_event_kind_t;
 
 typedef enum tome_value_type { TOME_VALUE_BOOLEAN = 1, TOME_VALUE_INTEGER = 5, TOME_VALUE_TEXT = 6 } tome_value_type_t;
@@ -164,6 +169,18 @@ typedef struct tome_revision_event {
     tome_string_t message;
 } tome_revision_event_t;
 
+typedef struct tome_storage_item_event {
+    tome_hash_t digest;
+    uint8_t context[16];
+    uint32_t failed; /* 0: the blob is stored */
+} tome_storage_item_event_t;
+
+typedef struct tome_storage_chunk_event {
+    uint64_t offset;
+    uint64_t length;
+    const void* data;
+} tome_storage_chunk_event_t;
+
 typedef struct tome_event {
     int32_t kind; /* tome_event_kind_t; says which member is set, see there */
     union {
@@ -177,6 +194,10 @@ typedef struct tome_event {
         tome_file_event_t file;
         tome_status_event_t status;
         tome_revision_event_t revision;
+        uint64_t handle;
+        uint64_t size;
+        tome_storage_item_event_t item;
+        tome_storage_chunk_event_t chunk;
     } as;
 } tome_event_t;
 
@@ -195,8 +216,8 @@ typedef struct tome_repository_create_params {
 TOME_API int32_t tome_repository_create(const tome_globals_t* globals, const tome_repository_create_params_t* params,
                                         uint64_t user, tome_callback_t callback);
 
-/* Reports the checkout's state: TOME_EVENT_STATUS, then, with `report_changes`, one TOME_EVENT_STATUS_PATH for each path
- * whose working file differs from the base revision, in byte order. A path that the checkout does not hold is
+/* Reports the checkout's state: TOME_EVENT_STATUS, then, with `report_changes`, one TOME_EVENT_STATUS_PATH for each
+ * path whose working file differs from the base revision, in byte order. A path that the checkout does not hold is
  * unchanged, not deleted. Nested checkouts and everything below `skip_paths` are passed over. */
 typedef struct tome_repository_status_params {
     uint32_t report_changes;
@@ -374,7 +395,8 @@ typedef struct tome_revision_info_params {
 TOME_API int32_t tome_revision_info(const tome_globals_t* globals, const tome_revision_info_params_t* params,
                                     uint64_t user, tome_callback_t callback);
 
-/* Reports the paths in which two revisions differ, in byte order: TOME_EVENT_REVISION_DIFF and TOME_EVENT_REVISION_PATH
+/* Reports the paths in which two revisions differ, in byte order, a move with TOME_EVENT_REVISION_PATH for its old path,
+ * too: TOME_EVENT_REVISION_DIFF and TOME_EVENT_REVISION_PATH
  * for each. */
 typedef struct tome_revision_diff_params {
     tome_hash_t from;
@@ -402,6 +424,72 @@ typedef struct tome_shared_store_create_params {
 TOME_API int32_t tome_shared_store_create(const tome_globals_t* globals,
                                           const tome_shared_store_create_params_t* params, uint64_t user,
                                           tome_callback_t callback);
+
+/* ---- Storage --------------------------------------------------------------------------------------------------- */
+
+/* Blobs that belong to no tree: kept in the repository's own store beside its history, never versioned. A blob is named
+ * by a partition and a context, which are the caller's, and the SHA-256 of its bytes. */
+typedef struct tome_blob_key {
+    uint8_t partition[16];
+    tome_hash_t digest;
+    uint8_t context[16];
+} tome_blob_key_t;
+
+typedef struct tome_storage_options {
+    uint32_t verify;          /* put: hash the bytes and refuse others than those of the digest */
+    uint32_t wait_seconds;    /* for locks of other processes; this library waits a minute always */
+    uint32_t chunk_kibibytes; /* get: largest chunk; 0: 1024 */
+} tome_storage_options_t;
+
+/* Opens the storage of the repository that globals.checkout is a checkout of. With `locator`, the URL of a repository
+ * on a remote, and without globals.no_remote, flush and get reach that, too. The handle stays good until it is closed
+ * and serves any number of threads, one at a time. Event: TOME_EVENT_STORAGE_OPENED. */
+typedef struct tome_storage_open_params {
+    tome_string_t locator;
+    tome_storage_options_t options;
+} tome_storage_open_params_t;
+TOME_API int32_t tome_storage_open(const tome_globals_t* globals, const tome_storage_open_params_t* params,
+                                   uint64_t user, tome_callback_t callback);
+
+/* Stores a blob durably in the checkout's store; one that is there already is left. With `local_only` a flush passes it
+ * over. A blob that is refused is no failure of the call: TOME_EVENT_STORAGE_ITEM says so and TOME_EVENT_STORAGE_FAILED
+ * follows. The bytes are not copied. */
+typedef struct tome_storage_put_params {
+    uint64_t handle;
+    tome_blob_key_t key;
+    const void* data;
+    uint64_t length;
+    uint32_t local_only;
+    tome_storage_options_t options;
+} tome_storage_put_params_t;
+TOME_API int32_t tome_storage_put(const tome_globals_t* globals, const tome_storage_put_params_t* params, uint64_t user,
+                                  tome_callback_t callback);
+
+/* Delivers a blob from the checkout's store, else from the remote: TOME_EVENT_STORAGE_SIZE, then
+ * TOME_EVENT_STORAGE_CHUNK until all is delivered. Fails with "Not found: blob HEX". The bytes are checked against the
+ * digest on the way, so what was delivered counts when the call succeeds. */
+typedef struct tome_storage_get_params {
+    uint64_t handle;
+    tome_blob_key_t key;
+    tome_storage_options_t options;
+} tome_storage_get_params_t;
+TOME_API int32_t tome_storage_get(const tome_globals_t* globals, const tome_storage_get_params_t* params, uint64_t user,
+                                  tome_callback_t callback);
+
+/* Brings all blobs that the remote lacks there; makes the repository when the remote has none. Does nothing without a
+ * remote. No events. */
+typedef struct tome_storage_flush_params {
+    uint64_t handle;
+} tome_storage_flush_params_t;
+TOME_API int32_t tome_storage_flush(const tome_globals_t* globals, const tome_storage_flush_params_t* params,
+                                    uint64_t user, tome_callback_t callback);
+
+/* Closes a handle. What was put and not flushed stays in the checkout's store. No events. */
+typedef struct tome_storage_close_params {
+    uint64_t handle;
+} tome_storage_close_params_t;
+TOME_API int32_t tome_storage_close(const tome_globals_t* globals, const tome_storage_close_params_t* params,
+                                    uint64_t user, tome_callback_t callback);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,217 @@
+#include "workspace/workspace_merge.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include <quill/quill.h>
+
+#include "tests/workspace/real_project.h"
+
+namespace quill_test {
+namespace {
+
+namespace fs = std::filesystem;
+using quill::merge_project_workspace_into;
+
+// How a package came to its history: made with a remote it is a checkout itself, otherwise it is none.
+enum class Package { IsACheckout, HistoryStartedLater };
+
+class WorkspaceMerge : public RealProject, public testing::WithParamInterface<Package> {
+  protected:
+    WorkspaceMerge() {
+        if (GetParam() == Package::IsACheckout) {
+            setenv("QUILL_TOME_REMOTE_URL", remote_.c_str(), 1);
+            quill::create_project_package(project_, "P", {});
+            unsetenv("QUILL_TOME_REMOTE_URL");
+        } else {
+            make_project_with_remote();
+        }
+        for (const char* name : {"edited", "deleted", "moved", "kept"}) {
+            write_file(project_ / "Assets" / name, name + std::string(" in the beginning\n"));
+        }
+        write_file(project_ / "Assets/lines", "one\ntwo\nthree\nfour\nfive\n");
+        if (GetParam() == Package::HistoryStartedLater) {
+            quill::initialize_project_tome_repository(project_);
+        }
+        commit_package({"Assets/edited", "Assets/deleted", "Assets/moved", "Assets/kept", "Assets/lines"});
+        quill::create_project_workspace(project_, project_ / scene, "main", "Feature", "ana");
+    }
+
+    void commit_package(const std::vector<fs::path>& paths) const {
+        quill::update_project_workspace_head(project_, "main", project_, paths, "ana", "");
+    }
+
+    fs::path feature() const { return quill::project_workspace_checkout_root(project_, "feature"); }
+
+    void fetch(const std::vector<std::string>& paths) const {
+        quill::TomeSync sync;
+        sync.paths = paths;
+        quill::call_tome_revision_sync({feature(), remote_}, sync);
+    }
+
+    void commit_feature(const std::vector<fs::path>& paths) const {
+        quill::update_project_workspace_head(project_, "feature", feature(), paths, "ana", "");
+    }
+
+    /// The workspace edits, deletes, moves and adds a file each.
+    void change_feature() const {
+        quill::resolve_project_workspace_scene(project_, {}, "feature");
+        fetch({"Assets"});
+        write_file(feature() / "Assets/edited", "edited in the workspace\n");
+        fs::remove(feature() / "Assets/deleted");
+        fs::rename(feature() / "Assets/moved", feature() / "Assets/moved here");
+        write_file(feature() / "Assets/added", "added\n");
+        commit_feature({"Assets/edited", "Assets/deleted", "Assets/moved", "Assets/moved here", "Assets/added"});
+    }
+
+    std::string head_of(const std::string& workspace) const {
+        return quill::list_project_workspace_revisions(project_, workspace, 1).at(0).id;
+    }
+
+    std::string merge_failure(const std::string& source, const std::string& target) const {
+        return failure_of([&] { merge_project_workspace_into(project_, source, target, ""); });
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(, WorkspaceMerge, testing::Values(Package::IsACheckout, Package::HistoryStartedLater),
+                         [](const auto& test) {
+                             return test.param == Package::IsACheckout ? "PackageIsACheckout" : "HistoryStartedLater";
+                         });
+
+TEST_P(WorkspaceMerge, IntoMainBringsEveryChangeToPackageAndRemote) {
+    change_feature();
+    merge_project_workspace_into(project_, "feature", "", "");
+    for (const fs::path& root : {project_, clone_of_main()}) {
+        EXPECT_EQ(read_file(root / "Assets/edited"), "edited in the workspace\n");
+        EXPECT_FALSE(fs::exists(root / "Assets/deleted"));
+        EXPECT_FALSE(fs::exists(root / "Assets/moved"));
+        EXPECT_EQ(read_file(root / "Assets/moved here"), "moved in the beginning\n");
+        EXPECT_EQ(read_file(root / "Assets/added"), "added\n");
+        EXPECT_EQ(read_file(root / "Assets/kept"), "kept in the beginning\n");
+    }
+    const auto revision = quill::list_project_workspace_revisions(project_, "main", 1).at(0);
+    EXPECT_NE(revision.linkedHash1, "");
+    EXPECT_EQ(revision.linkedHash2, head_of("feature"));
+    EXPECT_EQ(revision.id, head_of("main"));
+}
+
+TEST_P(WorkspaceMerge, OfTextsChangedInDifferentPlacesTakesBothChanges) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    write_file(feature() / "Assets/lines", "ONE\ntwo\nthree\nfour\nfive\n");
+    commit_feature({"Assets/lines"});
+    write_file(project_ / "Assets/lines", "one\ntwo\nthree\nfour\nFIVE\n");
+    commit_package({"Assets/lines"});
+    merge_project_workspace_into(project_, "feature", "main", "");
+    EXPECT_EQ(read_file(project_ / "Assets/lines"), "ONE\ntwo\nthree\nfour\nFIVE\n");
+    EXPECT_EQ(read_file(clone_of_main() / "Assets/lines"), "ONE\ntwo\nthree\nfour\nFIVE\n");
+}
+
+TEST_P(WorkspaceMerge, WithConflictsNamesThemAllAndChangesNothing) {
+    change_feature();
+    write_file(feature() / "Assets/lines", "one\n2\nthree\nfour\nfive\n");
+    commit_feature({"Assets/lines"});
+    write_file(project_ / "Assets/edited", "edited in main\n");
+    write_file(project_ / "Assets/lines", "one\nzwei\nthree\nfour\nfive\n");
+    commit_package({"Assets/edited", "Assets/lines"});
+    const std::string head = head_of("main");
+    const auto files = visible_files(project_);
+    EXPECT_EQ(merge_failure("feature", "main"), "merge has conflicts: Assets/edited: Assets/lines");
+    EXPECT_EQ(head_of("main"), head);
+    EXPECT_EQ(visible_files(project_), files);
+    EXPECT_EQ(read_file(project_ / "Assets/edited"), "edited in main\n");
+}
+
+TEST_P(WorkspaceMerge, OverUncommittedBytesOfThePackageIsRefusedBeforeAnythingIsPublished) {
+    change_feature();
+    write_file(project_ / "Assets/edited", "not committed\n");
+    write_file(project_ / "Assets/added", "another of that name\n");
+    const std::string head = head_of("main");
+    EXPECT_EQ(merge_failure("feature", "main"), "uncommitted changes would be overwritten: Assets/added and 1 more");
+    EXPECT_EQ(head_of("main"), head);
+    EXPECT_EQ(read_file(project_ / "Assets/edited"), "not committed\n");
+    EXPECT_EQ(read_file(project_ / "Assets/added"), "another of that name\n");
+    EXPECT_TRUE(fs::exists(project_ / "Assets/deleted"));
+}
+
+TEST_P(WorkspaceMerge, KeepsUncommittedBytesThatItDoesNotMeet) {
+    change_feature();
+    write_file(project_ / "Assets/kept", "not committed\n");
+    write_file(project_ / "Assets/edited", "edited in the workspace\n");  // what the merge brings, too
+    merge_project_workspace_into(project_, "feature", "main", "");
+    EXPECT_EQ(read_file(project_ / "Assets/kept"), "not committed\n");
+    EXPECT_EQ(read_file(project_ / "Assets/added"), "added\n");
+}
+
+TEST_P(WorkspaceMerge, IntoAWorkspaceBringsItsCheckoutAndItsRecordAlong) {
+    change_feature();
+    write_file(project_ / "Assets/kept", "changed in main\n");
+    commit_package({"Assets/kept"});
+    fetch({"Assets/kept"});
+    merge_project_workspace_into(project_, "main", "feature", "Keep up");
+    EXPECT_EQ(read_file(feature() / "Assets/kept"), "changed in main\n");
+    EXPECT_EQ(read_file(feature() / "Assets/added"), "added\n");
+    EXPECT_EQ(quill::read_workspaces_without_main(project_).at(0).headKey, head_of("feature"));
+    EXPECT_EQ(quill::list_project_workspace_revisions(project_, "feature", 1).at(0).linkedHash2, head_of("main"));
+}
+
+TEST_P(WorkspaceMerge, OverUncommittedBytesOfAWorkspaceIsRefused) {
+    change_feature();
+    write_file(project_ / "Assets/kept", "changed in main\n");
+    commit_package({"Assets/kept"});
+    write_file(feature() / "Assets/kept", "not committed\n");
+    const std::string head = head_of("feature");
+    EXPECT_EQ(merge_failure("main", "feature"),
+              "tome_branch_merge_into: uncommitted changes would be overwritten: Assets/kept");
+    EXPECT_EQ(read_file(feature() / "Assets/kept"), "not committed\n");
+    EXPECT_EQ(head_of("feature"), head);
+}
+
+TEST_P(WorkspaceMerge, OfWhatIsThereAlreadyAddsNoRevision) {
+    change_feature();
+    merge_project_workspace_into(project_, "feature", "main", "");
+    const std::string head = head_of("main");
+    merge_project_workspace_into(project_, "feature", "main", "");
+    EXPECT_EQ(head_of("main"), head);
+}
+
+// Each side merges the other before both go on: two nearest common ancestors.
+TEST_P(WorkspaceMerge, OfCrissCrossHistoriesKeepsTheChangesOfBoth) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    fetch({"Assets"});
+    write_file(feature() / "Assets/added", "by the workspace\n");
+    commit_feature({"Assets/added"});
+    write_file(project_ / "Assets/kept", "by main\n");
+    commit_package({"Assets/kept"});
+    quill::create_project_workspace(project_, project_ / scene, "main", "Old main", "ana");
+    merge_project_workspace_into(project_, "feature", "main", "");
+    merge_project_workspace_into(project_, "old-main", "feature", "");
+    fetch({"Assets"});
+    write_file(feature() / "Assets/kept", "by main, then by the workspace\n");
+    commit_feature({"Assets/kept"});
+    write_file(project_ / "Assets/added", "by the workspace, then by main\n");
+    commit_package({"Assets/added"});
+    merge_project_workspace_into(project_, "feature", "main", "");
+    EXPECT_EQ(read_file(project_ / "Assets/kept"), "by main, then by the workspace\n");
+    EXPECT_EQ(read_file(project_ / "Assets/added"), "by the workspace, then by main\n");
+}
+
+TEST_P(WorkspaceMerge, OfUnknownWorkspacesIsRefused) {
+    EXPECT_EQ(merge_failure("nobody", "main"), "workspace branch does not exist");
+    EXPECT_EQ(merge_failure("feature", "nobody"), "workspace branch does not exist");
+}
+
+TEST_P(WorkspaceMerge, DiffNamesWhatTheWorkspaceChanged) {
+    change_feature();
+    std::vector<std::string> changes;
+    for (const auto& entry : quill::diff_project_workspaces(project_, "", "feature")) {
+        changes.push_back(entry.change + " " + entry.path);
+    }
+    EXPECT_EQ(changes, (std::vector<std::string>{"add Assets/added", "delete Assets/deleted", "modify Assets/edited",
+                                                 "move Assets/moved here"}));
+    EXPECT_EQ(failure_of([&] { quill::diff_project_workspaces(project_, "nobody", "main"); }),
+              "workspace branch does not exist");
+}
+
+}  // namespace
+}  // namespace quill_test

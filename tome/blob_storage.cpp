@@ -1,0 +1,132 @@
+#include "tome/blob_storage.h"
+
+#include <array>
+
+#include "content/sha256.h"
+#include "tome/checkout.h"
+#include "tome/directory_remote.h"
+#include "tome/error.h"
+
+namespace tome {
+namespace {
+
+std::filesystem::path store_of(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(config_path(directory), ignored)) {
+        throw Error(ErrorCode::NotFound, "not a checkout: " + directory.string());
+    }
+    const std::filesystem::path store = state_folder(directory) / "objects";
+    ObjectStore::create(store);
+    return store;
+}
+
+[[noreturn]] void refuse_missing(const BlobKey& key) {
+    throw Error(ErrorCode::NotFound, "Not found: blob " + to_hex(key.digest));
+}
+
+}  // namespace
+
+BlobStorage::BlobStorage(const std::filesystem::path& directory, std::optional<RepositoryLocation> remote)
+    : store_(store_of(directory)), location_(std::move(remote)) {}
+
+bool BlobStorage::put(const BlobKey& key, std::string_view bytes, bool local_only, bool verify) {
+    const std::lock_guard lock(mutex_);
+    if (verify && digest_of(bytes) != key.digest) {
+        return false;
+    }
+    if (!store_.contains(ObjectKind::Content, key.digest)) {
+        store_.add_bytes(bytes);
+    }
+    add_blob(store_.database(), key, local_only ? BlobState::Local : BlobState::Unflushed);
+    return true;
+}
+
+Remote* BlobStorage::find_remote() {
+    if (!remote_ && location_) {
+        try {
+            remote_ = DirectoryRemote::open(*location_);
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::NotFound) {
+                throw;
+            }
+        }
+    }
+    return remote_.get();
+}
+
+void BlobStorage::deliver_from(ObjectSource& source, const BlobKey& key,
+                               const std::function<void(std::uint64_t)>& begin,
+                               const std::function<void(std::uint64_t, std::string_view)>& deliver) const {
+    const std::optional<Content> content = source.find_content(key.digest);
+    if (!content) {
+        refuse_missing(key);
+    }
+    begin(content->size);
+    if (!content->in_file()) {
+        deliver(0, content->bytes);
+        return;
+    }
+    quill::Sha256 hash;
+    std::uint64_t offset = 0;
+    read_blocks(content->file.get(), "blob " + to_hex(key.digest), [&](std::string_view block) {
+        hash.update(block.data(), block.size());
+        deliver(offset, block);
+        offset += block.size();
+    });
+    if (Digest{hash.finish()} != key.digest) {
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, store_.directory().string()));
+    }
+}
+
+void BlobStorage::get(const BlobKey& key, const std::function<void(std::uint64_t)>& begin,
+                      const std::function<void(std::uint64_t, std::string_view)>& deliver) {
+    const std::lock_guard lock(mutex_);
+    std::optional<Error> damage;
+    if (has_blob(store_.database(), key)) {
+        try {
+            return deliver_from(store_, key, begin, deliver);
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::Corrupt) {
+                throw;
+            }
+            damage = error;
+        }
+    }
+    Remote* remote = find_remote();
+    if (remote != nullptr && remote->has_blob(key)) {
+        return deliver_from(*remote->objects(), key, begin, deliver);
+    }
+    if (damage) {
+        throw Error(*damage);
+    }
+    refuse_missing(key);
+}
+
+void BlobStorage::flush() {
+    const std::lock_guard lock(mutex_);
+    if (!location_) {
+        return;
+    }
+    const std::vector<BlobKey> keys = unflushed_blobs(store_.database());
+    if (keys.empty()) {
+        return;
+    }
+    if (find_remote() == nullptr) {
+        try {
+            DirectoryRemote::create_repository(*location_);
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::AlreadyExists) {  // Another process may have been faster.
+                throw;
+            }
+        }
+        remote_ = DirectoryRemote::open(*location_);
+    }
+    remote_->add_blobs(store_, keys);
+    Transaction transaction(store_.database());
+    for (const BlobKey& key : keys) {
+        mark_flushed(store_.database(), key);
+    }
+    transaction.commit();
+}
+
+}  // namespace tome

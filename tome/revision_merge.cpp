@@ -1,0 +1,142 @@
+#include "tome/revision_merge.h"
+
+#include <set>
+
+#include "tome/error.h"
+#include "tome/object_sink.h"
+#include "tome/revision_graph.h"
+#include "tome/text_merge.h"
+#include "tome/tree_merge.h"
+
+namespace tome {
+namespace {
+
+// Common ancestors of common ancestors: deeper ones than this are taken as they are.
+constexpr int max_base_depth = 16;
+
+// What two sides are compared with.
+struct Base {
+    Digest tree;
+    std::set<std::string> unsure;  // paths about which the common ancestors do not agree
+};
+
+class Merger {
+  public:
+    Merger(ObjectSource& source, ObjectStore& store) : source_(source), store_(store) {}
+
+    RevisionMerge merge(const Digest& ours, const Digest& theirs) {
+        const Base base = base_of(ours, theirs, 0);
+        const Digest our_tree = tree_of(ours);
+        TreeMerge merge = merge_sides(base, our_tree, tree_of(theirs));
+        if (!merge.conflicts.empty()) {
+            return {{}, std::move(merge.conflicts)};
+        }
+        return {apply(our_tree, merge.changes), {}};
+    }
+
+  private:
+    Digest tree_of(const Digest& revision) { return read_revision(source_, revision).tree; }
+
+    Digest apply(const Digest& tree, const TreeChanges& changes) {
+        ObjectList made;
+        const Digest changed = apply_changes(source_, tree, changes, made);
+        Transaction transaction(store_.database());
+        for (const NewObject& object : made.objects()) {
+            store_.add_object(object.kind, object.bytes);
+        }
+        transaction.commit();
+        return changed;
+    }
+
+    Base base_of(const Digest& ours, const Digest& theirs, int depth) {
+        const std::vector<Digest> ancestors = merge_bases(source_, ours, theirs);
+        Base base;
+        for (const Digest& ancestor : ancestors) {
+            if (base.tree.is_zero()) {
+                base.tree = tree_of(ancestor);
+                continue;
+            }
+            const Base below = depth < max_base_depth ? base_of(ancestors.front(), ancestor, depth + 1) : Base{};
+            const TreeMerge merge = merge_sides(below, base.tree, tree_of(ancestor));
+            base.unsure.insert(merge.conflicts.begin(), merge.conflicts.end());
+            base.tree = apply(base.tree, merge.changes);
+        }
+        return base;
+    }
+
+    TreeMerge merge_sides(const Base& base, const Digest& ours, const Digest& theirs) {
+        TreeMerge merge = merge_trees(source_, base.tree, ours, theirs);
+        std::set<std::string> conflicts;
+        for (const std::string& path : merge.conflicts) {
+            const std::optional<TreeEntry> merged =
+                base.unsure.contains(path) ? std::nullopt : merge_file(base.tree, ours, theirs, path);
+            if (merged) {
+                merge.changes[path] = merged;
+            } else {
+                conflicts.insert(path);
+            }
+        }
+        for (const std::string& path : base.unsure) {
+            const auto mine = find_entry(source_, ours, TreePath::parse(path));
+            const auto other = find_entry(source_, theirs, TreePath::parse(path));
+            if (mine.has_value() != other.has_value() || (mine && !mine->same_state(*other))) {
+                merge.changes.erase(path);
+                conflicts.insert(path);
+            }
+        }
+        merge.conflicts.assign(conflicts.begin(), conflicts.end());
+        return merge;
+    }
+
+    // A text that both sides changed, in different places.
+    std::optional<TreeEntry> merge_file(const Digest& base_tree, const Digest& our_tree, const Digest& their_tree,
+                                        const std::string& path) {
+        const auto base = find_entry(source_, base_tree, TreePath::parse(path));
+        const auto ours = find_entry(source_, our_tree, TreePath::parse(path));
+        const auto theirs = find_entry(source_, their_tree, TreePath::parse(path));
+        const auto old_text = text_of(base);
+        const auto our_text = text_of(ours);
+        const auto their_text = text_of(theirs);
+        if (!old_text || !our_text || !their_text) {
+            return std::nullopt;
+        }
+        const std::optional<std::string> merged = merge_texts(*old_text, *our_text, *their_text);
+        if (!merged) {
+            return std::nullopt;
+        }
+        const StoredFile stored = store_.add_bytes(*merged);
+        TreeEntry entry = *ours;
+        entry.size = stored.size;
+        entry.digest = stored.digest;
+        entry.executable = ours->executable == base->executable ? theirs->executable : ours->executable;
+        return entry;
+    }
+
+    std::optional<std::string> text_of(const std::optional<TreeEntry>& entry) {
+        if (!entry || entry->is_folder() || entry->size > max_merged_text_bytes) {
+            return std::nullopt;
+        }
+        const std::optional<Content> content = source_.find_content(entry->digest);
+        if (!content) {
+            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(entry->digest));
+        }
+        std::string bytes = content->in_file()
+                                ? read_whole(content->file.get(), to_hex(entry->digest), max_merged_text_bytes)
+                                : content->bytes;
+        if (digest_of(bytes) != entry->digest) {
+            throw Error(ErrorCode::Corrupt, corrupt_object_text(entry->digest, store_.directory().string()));
+        }
+        return is_mergeable_text(bytes) ? std::optional(std::move(bytes)) : std::nullopt;
+    }
+
+    ObjectSource& source_;
+    ObjectStore& store_;
+};
+
+}  // namespace
+
+RevisionMerge merge_revisions(ObjectSource& source, ObjectStore& store, const Digest& ours, const Digest& theirs) {
+    return Merger(source, store).merge(ours, theirs);
+}
+
+}  // namespace tome

@@ -1,0 +1,22 @@
+// Three-way merge of texts by lines. The differences are shortest edit scripts (E. W. Myers, "An O(ND) Difference
+// Algorithm and Its Variations", 1986); what both sides changed alike is taken once.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tome {
+
+/// Larger files are merged whole or not at all.
+inline constexpr std::uint64_t max_merged_text_bytes = 16U << 20U;
+
+/// Whether the bytes are to be merged by lines: not too many, and no NUL among them.
+bool is_mergeable_text(std::string_view bytes);
+
+/// `ours` with what changed from `base` to `theirs`; nothing when both sides changed the same lines, or inserted
+/// different ones at the same place, or differ in so much that looking for the lines they share would take too long.
+std::optional<std::string> merge_texts(std::string_view base, std::string_view ours, std::string_view theirs);
+
+}  // namespace tome

@@ -1,0 +1,184 @@
+#include "workspace/workspace_merge.h"
+
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+#include "identity/file_bytes.h"
+#include "identity/visible_files.h"
+#include "project/manifest.h"
+#include "workspace/branch_index_cache.h"
+#include "workspace/commit_lock.h"
+#include "workspace/tome_binding.h"
+#include "workspace/wall_clock.h"
+#include "workspace/workspace_checkout.h"
+#include "workspace/workspace_index_file.h"
+#include "workspace/workspace_lookup.h"
+#include "workspace/workspace_paths.h"
+#include "workspace/workspace_scene.h"
+#include "workspace/workspace_sync.h"
+
+namespace quill {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct MergeRequest {
+    fs::path project;
+    ProjectWorkspace source;
+    ProjectWorkspace target;
+    std::string message;
+    std::string remote_url;
+    fs::path scene;  // of the target
+
+    bool into_main() const { return target.id == "main"; }
+};
+
+MergeRequest make_request(const fs::path& project, const std::string& source, const std::string& target,
+                          const std::string& message) {
+    MergeRequest request;
+    request.project = absolute_normalized(project);
+    request.source = require_fresh_workspace_branch(request.project, source);
+    request.target = require_fresh_workspace_branch(request.project, target);
+    request.remote_url = require_project_tome_remote(request.project);
+    request.scene = resolve_workspace_base_scene(request.project, request.target);
+    request.message =
+        message.empty() ? "Merge Quill workspace " + request.source.id + " into " + request.target.id : message;
+    return request;
+}
+
+// A workspace merges in its own checkout, whose files follow. Main merges in a private one: the package need not be a
+// checkout, and where it is one, its commits were made elsewhere.
+TomeCheckout checkout_to_merge_in(const MergeRequest& request) {
+    if (!request.into_main()) {
+        return {ensure_tome_checkout_for_workspace(request.project, request.target.id, request.scene),
+                request.remote_url};
+    }
+    const fs::path checkout = workspace_main_commit_checkout(request.project);
+    ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
+    return {checkout, request.remote_url};
+}
+
+[[noreturn]] void refuse_conflicts(const std::vector<std::string>& paths) {
+    std::string text = "merge has conflicts";
+    for (const std::string& path : paths) {
+        text += ": " + path;
+    }
+    throw std::runtime_error(text);
+}
+
+// A private checkout of main with the given files of one revision.
+fs::path files_of(const MergeRequest& request, const fs::path& checkout, const std::vector<std::string>& paths,
+                  const std::string& revision) {
+    TomeSync sync;
+    sync.paths = paths;
+    sync.revision = revision;
+    sync.scratch = true;
+    call_tome_revision_sync({checkout, request.remote_url}, sync);
+    return checkout;
+}
+
+bool same_file(const fs::path& a, const fs::path& b) {
+    std::error_code ignored;
+    const fs::file_status first = fs::status(a, ignored);
+    const fs::file_status second = fs::status(b, ignored);
+    if (fs::is_regular_file(first) && fs::is_regular_file(second)) {
+        return equal_file_bytes(a, b);
+    }
+    return !fs::is_regular_file(first) && !fs::is_regular_file(second);
+}
+
+// Before anything is published: what the merge is to replace in the package must be in the history.
+void refuse_uncommitted(const MergeRequest& request, const TomeCheckout& merged, const std::string& before,
+                        const std::string& after, const std::vector<std::string>& paths) {
+    const fs::path old_files = workspace_main_materialize_checkout(request.project);
+    ensure_tome_branch_checkout(request.project, old_files, request.scene, "main");
+    files_of(request, old_files, paths, before);
+    files_of(request, merged.root, paths, after);
+    std::vector<std::string> uncommitted;
+    for (const std::string& path : paths) {
+        if (!same_file(request.project / path, old_files / path) &&
+            !same_file(request.project / path, merged.root / path)) {
+            uncommitted.push_back(path);
+        }
+    }
+    if (!uncommitted.empty()) {
+        throw std::runtime_error(
+            "uncommitted changes would be overwritten: " + uncommitted.front() +
+            (uncommitted.size() == 1 ? std::string() : " and " + std::to_string(uncommitted.size() - 1) + " more"));
+    }
+}
+
+std::vector<std::string> visible_paths(std::vector<std::string> paths) {
+    std::erase_if(paths, [](const std::string& path) { return project_relative_path_is_hidden(path); });
+    return paths;
+}
+
+struct Merged {
+    std::string head;                // empty: the engine reported none
+    std::vector<std::string> paths;  // that main's package is to follow
+};
+
+Merged merge_locally(const MergeRequest& request, const TomeCheckout& checkout) {
+    const std::string before = call_tome_repository_status(checkout, false).identity;
+    const TomeWorkspaceState state = call_tome_branch_merge_into(checkout, request.source.id, request.message);
+    if (!state.changed_paths.empty()) {
+        refuse_conflicts(state.changed_paths);
+    }
+    Merged merged{state.identity, {}};
+    if (request.into_main() && !merged.head.empty() && merged.head != before) {
+        merged.paths = visible_paths(call_tome_revision_diff(checkout, before, merged.head).revision_paths);
+        refuse_uncommitted(request, checkout, before, merged.head, merged.paths);
+    }
+    return merged;
+}
+
+void publish(const MergeRequest& request, const TomeCheckout& checkout, std::string head) {
+    push_tome_branch(checkout.root, request.target.id, request.remote_url, false);
+    invalidate_tome_branch_index_cache(request.project);
+    if (head.empty()) {
+        head = require_fresh_workspace_branch(request.project, request.target.id).headKey;
+    }
+    const std::string now = wall_clock_milliseconds();
+    set_tome_branch_metadata(checkout, request.target.id,
+                             {{"quill.workspace.updatedAt", now}, {"quill.workspace.headKey", head}});
+    push_tome_branch(checkout.root, request.target.id, request.remote_url, false);
+    if (request.into_main()) {
+        return;
+    }
+    update_workspaces_without_main(request.project, [&](std::vector<ProjectWorkspace>& workspaces) {
+        for (ProjectWorkspace& workspace : workspaces) {
+            if (workspace.id == request.target.id) {
+                workspace.headKey = head;
+                workspace.updatedAt = now;
+            }
+        }
+    });
+}
+
+void merge_and_publish(const MergeRequest& request) {
+    const TomeCheckout checkout = checkout_to_merge_in(request);
+    try {
+        const Merged merged = merge_locally(request, checkout);
+        publish(request, checkout, merged.head);
+        sync_project_workspace_files(request.project, "main", {merged.paths.begin(), merged.paths.end()}, false);
+    } catch (...) {
+        if (request.into_main()) {  // It may hold a merge that was not published.
+            std::error_code ignored;
+            fs::remove_all(checkout.root, ignored);
+        }
+        throw;
+    }
+    invalidate_tome_branch_index_cache(request.project);
+}
+
+}  // namespace
+
+void merge_project_workspace_into(const fs::path& project_path, const std::string& source_workspace,
+                                  const std::string& target_workspace, const std::string& message) {
+    const MergeRequest request = make_request(project_path, source_workspace, target_workspace, message);
+    const auto lock = lock_workspace_commits(request.target.id);
+    merge_and_publish(request);
+}
+
+}  // namespace quill
