@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <mutex>
 
+#include "content/content_key.h"
 #include "content/sha256.h"
 #include "tests/support/temporary_folder.h"
 #include "workspace/tome_binding.h"
@@ -142,6 +143,24 @@ void Events::metadata(std::string_view key, std::string_view value) const {
     send(event);
 }
 
+void Events::storage_opened(std::uint64_t handle) const {
+    tome_event_t event = event_of(TOME_EVENT_STORAGE_OPENED);
+    event.as.handle = handle;
+    send(event);
+}
+
+void Events::size(std::uint64_t bytes) const {
+    tome_event_t event = event_of(TOME_EVENT_STORAGE_SIZE);
+    event.as.size = bytes;
+    send(event);
+}
+
+void Events::chunk(std::uint64_t offset, std::string_view bytes) const {
+    tome_event_t event = event_of(TOME_EVENT_STORAGE_CHUNK);
+    event.as.chunk = {offset, bytes.size(), bytes.data()};
+    send(event);
+}
+
 std::int32_t Events::fail(std::int32_t error, std::string_view message) const {
     text(TOME_EVENT_ERROR_TEXT, message);
     code(error);
@@ -176,6 +195,8 @@ std::int32_t do_default(const Call& call, const Events& events) {
         events.status({}, 0, {}, 0);
     } else if (call.operation == "tome_file_info") {
         report_files(call, events);
+    } else if (call.operation == "tome_storage_open") {
+        events.storage_opened(7);
     } else if (call.operation == "tome_revision_commit") {
         const tome_hash_t revision = next_revision(order);
         events.identity(TOME_EVENT_COMMITTED, revision, order);
@@ -233,6 +254,11 @@ std::string text_of(const tome_string_t& text) {
     return quill::tome_string_to_std(text);
 }
 
+std::string text_of(const tome_blob_key_t& key) {
+    return quill::bytes_to_hex(key.partition, sizeof key.partition) + ":" + quill::tome_hash_hex(key.digest) + ":" +
+           quill::bytes_to_hex(key.context, sizeof key.context);
+}
+
 std::vector<std::string> texts_of(const tome_string_array_t& array) {
     std::vector<std::string> texts;
     for (std::uint64_t index = 0; index < array.count; ++index) {
@@ -280,6 +306,8 @@ std::int32_t run(Call& call, std::uint64_t user, tome_callback_t callback) {
 #define TEXT(field) call.values[#field] = text_of(params->field)
 #define FLAG(field) call.values[#field] = flag(params->field)
 #define HASH(field) call.values[#field] = quill::tome_hash_hex(params->field)
+#define NUMBER(field) call.values[#field] = std::to_string(params->field)
+#define KEY(field) call.values[#field] = text_of(params->field)
 #define LIST(field) call.lists[#field] = texts_of(params->field)
 
 extern "C" {
@@ -305,4 +333,10 @@ FAKE_OPERATION(tome_revision_info, HASH(revision))
 FAKE_OPERATION(tome_revision_diff, HASH(from); HASH(to))
 FAKE_OPERATION(tome_revision_restore, HASH(revision); TEXT(message))
 FAKE_OPERATION(tome_shared_store_create, TEXT(path))
+FAKE_OPERATION(tome_storage_open, TEXT(locator))
+FAKE_OPERATION(tome_storage_put, NUMBER(handle); KEY(key); FLAG(local_only);
+               call.values["data"] = text_of({static_cast<const char*>(params->data), params->length}))
+FAKE_OPERATION(tome_storage_get, NUMBER(handle); KEY(key))
+FAKE_OPERATION(tome_storage_flush, NUMBER(handle))
+FAKE_OPERATION(tome_storage_close, NUMBER(handle))
 }

@@ -1,4 +1,4 @@
-// A scripted engine: the 21 functions of tome.h, standing in the test program itself and so found before those of
+// A scripted engine: the functions of tome.h, standing in the test program itself and so found before those of
 // libtome. Every call is recorded; what it does is a handler that a test may replace, for one call or for all.
 //
 // Threads: everything here may be used from any thread; handlers run on the calling thread without a lock held.
@@ -51,6 +51,10 @@ class Events {
                 std::uint64_t remote_order) const;
     void branch(std::string_view name, std::string_view kind, const tome_hash_t& head) const;
     void metadata(std::string_view key, std::string_view value) const;
+
+    void storage_opened(std::uint64_t handle) const;
+    void size(std::uint64_t bytes) const;
+    void chunk(std::uint64_t offset, std::string_view bytes) const;
 
     /// Sends the two error events; returns `code` for the handler to return.
     std::int32_t fail(std::int32_t code, std::string_view text) const;
