@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "content/tome_content_key.h"
 #include "content/tome_mirror_content_store.h"
@@ -122,6 +125,30 @@ TEST_F(TomeContentStores, FetchABlobWhoseLocalCopyIsDamagedFromTheRemote) {
     }
     setenv("QUILL_TOME_BLOCKING_GET_FALLBACK", "1", 1);
     EXPECT_EQ(text_of(store.get(key)), text);
+}
+
+// In a process of its own: the largest memory is counted over a process's life.
+TEST_F(TomeContentStores, HoldNoSecondCopyOfABlobInMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers take memory of their own";
+#endif
+    constexpr std::size_t blob_mebibytes = 256;
+    const pid_t child = fork();
+    if (child == 0) {
+        const std::vector<std::byte> blob(blob_mebibytes << 20U, std::byte{'x'});
+        TomeContentStore(project_, project_, "", "").put(blob);
+        struct rusage usage {};
+        getrusage(RUSAGE_SELF, &usage);
+#if defined(__APPLE__)
+        const auto mebibytes = static_cast<std::size_t>(usage.ru_maxrss) >> 20U;
+#else
+        const auto mebibytes = static_cast<std::size_t>(usage.ru_maxrss) >> 10U;
+#endif
+        _exit(mebibytes < blob_mebibytes + blob_mebibytes / 2 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(TomeContentStores, RefuseAFileInPlaceOfTheRepository) {
