@@ -20,15 +20,10 @@ class MissingObjects {
     MissingObjects(ObjectSource& local, ObjectSource& remote) : local_(local), remote_(remote) {}
 
     void add_history(const Digest& head) {
-        std::vector<Digest> revisions;
-        visit_history(local_, head, [&](const NamedRevision& named) {
-            if (!remote_.contains(ObjectKind::Revision, named.digest)) {
-                revisions.push_back(named.digest);
-            }
-            return true;
-        });
-        std::reverse(revisions.begin(), revisions.end());
-        for (const Digest& revision : revisions) {
+        const auto is_published = [&](const Digest& revision) {
+            return remote_.contains(ObjectKind::Revision, revision);
+        };
+        for (const Digest& revision : unknown_revisions(local_, head, is_published)) {
             add(ObjectKind::Tree, read_revision(local_, revision).tree);
             wanted_.emplace_back(ObjectKind::Revision, revision);
         }

@@ -116,8 +116,11 @@ std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation&
     const std::filesystem::path directory = location.remote / location.name;
     std::error_code error;
     if (!std::filesystem::exists(directory, error)) {
-        if (std::filesystem::exists(location.remote, error) && !is_unused(location.remote) &&
-            !is_remote(location.remote)) {
+        const bool exists = std::filesystem::exists(location.remote, error);
+        if (exists && !std::filesystem::is_directory(location.remote, error)) {
+            throw Error(ErrorCode::Invalid, "the remote is not a directory: " + location.remote.string());
+        }
+        if (exists && !is_unused(location.remote) && !is_remote(location.remote)) {
             throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + location.remote.string());
         }
         if (error && error != std::errc::no_such_file_or_directory) {

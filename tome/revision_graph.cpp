@@ -1,5 +1,6 @@
 #include "tome/revision_graph.h"
 
+#include <algorithm>
 #include <map>
 #include <queue>
 #include <set>
@@ -38,6 +39,10 @@ class Frontier {
         return result;
     }
     std::uint64_t largest_order() const { return queue_.rbegin()->first.first; }
+    bool holds(const std::function<bool(const Digest&)>& wanted) const {
+        return std::any_of(queue_.begin(), queue_.end(),
+                           [&](const auto& queued) { return wanted(queued.first.second); });
+    }
 
   private:
     ObjectSource& source_;
@@ -77,7 +82,8 @@ std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Dig
     frontier.add(a);
     frontier.add(b);
     std::vector<Digest> bases;
-    while (!frontier.empty()) {
+    // What is left when all of it is stale lies below the common ancestors that were found.
+    while (frontier.holds([&](const Digest& digest) { return (marks[digest] & stale) == 0; })) {
         const NamedRevision current = frontier.take();
         unsigned inherited = marks[current.digest];
         if ((inherited & (from_a | from_b)) == (from_a | from_b) && (inherited & stale) == 0) {
@@ -90,6 +96,26 @@ std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Dig
         frontier.add_parents(current);
     }
     return bases;
+}
+
+std::vector<Digest> unknown_revisions(ObjectSource& source, const Digest& head,
+                                      const std::function<bool(const Digest&)>& is_known) {
+    Frontier frontier(source);
+    std::vector<Digest> unknown;
+    const auto add = [&](const Digest& digest) {
+        if (!digest.is_zero() && !is_known(digest)) {
+            frontier.add(digest);
+        }
+    };
+    add(head);
+    while (!frontier.empty()) {
+        const NamedRevision current = frontier.take();
+        unknown.push_back(current.digest);
+        add(current.revision.first_parent);
+        add(current.revision.second_parent);
+    }
+    std::reverse(unknown.begin(), unknown.end());
+    return unknown;
 }
 
 void visit_history(ObjectSource& source, const Digest& head, const std::function<bool(const NamedRevision&)>& visit) {

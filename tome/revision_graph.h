@@ -21,6 +21,11 @@ bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& hea
 /// digest. None when the histories share nothing.
 std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Digest& b);
 
+/// The revisions that `head` reaches without passing one for which `is_known` holds, by order, smallest first. What
+/// lies behind those is not read.
+std::vector<Digest> unknown_revisions(ObjectSource& source, const Digest& head,
+                                      const std::function<bool(const Digest&)>& is_known);
+
 /// Calls `visit` for the revisions that `head` reaches, by order, largest first, until it returns false.
 void visit_history(ObjectSource& source, const Digest& head, const std::function<bool(const NamedRevision&)>& visit);
 

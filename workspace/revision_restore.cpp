@@ -169,20 +169,6 @@ void publish(const RestoreRequest& request, const TomeCheckout& scratch, const s
     push_tome_branch(scratch.root, request.workspace_id, request.remote_url, false);
 }
 
-void update_index(const RestoreRequest& request, const std::string& head, const std::string& now) {
-    if (request.workspace_id == "main") {
-        return;
-    }
-    update_workspaces_without_main(request.project, [&](std::vector<ProjectWorkspace>& workspaces) {
-        for (ProjectWorkspace& workspace : workspaces) {
-            if (workspace.id == request.workspace_id) {
-                workspace.headKey = head;
-                workspace.updatedAt = now;
-            }
-        }
-    });
-}
-
 // The files that the user works on.
 fs::path live_project(const RestoreRequest& request) {
     return request.workspace_id == "main" ? request.project
@@ -232,7 +218,7 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     if (!differing_project_workspace_files(selected.path(), published.path()).empty()) {
         refuse("Tome restore verification failed: the published revision bytes do not match the selected state");
     }
-    update_index(request, head, now);
+    record_workspace_head(request.project, request.workspace_id, head, now);
     ProjectWorkspaceRestoreResult result;
     result.verifiedLiveFileCount = restore_live_files(request, published.path());
     invalidate_tome_branch_index_cache(request.project);

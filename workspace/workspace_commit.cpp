@@ -221,16 +221,7 @@ void publish(const CommitRequest& request, const TomeCheckout& checkout, const s
     // The engine notes the metadata here and publishes it together with the head; the index follows what is published.
     set_tome_branch_metadata(checkout, request.workspace, metadata);
     push_tome_branch(checkout.root, request.workspace, request.remote_url, false);
-    if (request.workspace != "main") {
-        update_workspaces_without_main(request.project, [&](std::vector<ProjectWorkspace>& workspaces) {
-            for (ProjectWorkspace& workspace : workspaces) {
-                if (workspace.id == request.workspace) {
-                    workspace.headKey = revision;
-                    workspace.updatedAt = now;
-                }
-            }
-        });
-    }
+    record_workspace_head(request.project, request.workspace, revision, now);
     invalidate_tome_branch_index_cache(request.project);
 }
 

@@ -141,6 +141,21 @@ void update_workspaces_without_main(const std::filesystem::path& project,
     write_workspaces_without_main(project, workspaces);
 }
 
+void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
+                           const std::string& updated_at) {
+    if (id == "main") {
+        return;
+    }
+    update_workspaces_without_main(project, [&](std::vector<ProjectWorkspace>& workspaces) {
+        for (ProjectWorkspace& workspace : workspaces) {
+            if (workspace.id == id) {
+                workspace.headKey = head;
+                workspace.updatedAt = updated_at;
+            }
+        }
+    });
+}
+
 std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived) {
     std::vector<ProjectWorkspace> workspaces{main_workspace(project)};
     for (ProjectWorkspace& workspace : read_workspaces_without_main(project)) {

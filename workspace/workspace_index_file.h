@@ -23,6 +23,10 @@ void write_workspaces_without_main(const std::filesystem::path& project,
 void update_workspaces_without_main(const std::filesystem::path& project,
                                     const std::function<void(std::vector<ProjectWorkspace>&)>& change);
 
+/// Writes a workspace's new head and the time `updated_at` into its entry; nothing for "main" or an unknown id.
+void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
+                           const std::string& updated_at);
+
 /// The main workspace and the index file's, in picker order.
 std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived);
 

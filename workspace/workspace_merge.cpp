@@ -143,17 +143,7 @@ void publish(const MergeRequest& request, const TomeCheckout& checkout, std::str
     set_tome_branch_metadata(checkout, request.target.id,
                              {{"quill.workspace.updatedAt", now}, {"quill.workspace.headKey", head}});
     push_tome_branch(checkout.root, request.target.id, request.remote_url, false);
-    if (request.into_main()) {
-        return;
-    }
-    update_workspaces_without_main(request.project, [&](std::vector<ProjectWorkspace>& workspaces) {
-        for (ProjectWorkspace& workspace : workspaces) {
-            if (workspace.id == request.target.id) {
-                workspace.headKey = head;
-                workspace.updatedAt = now;
-            }
-        }
-    });
+    record_workspace_head(request.project, request.target.id, head, now);
 }
 
 void merge_and_publish(const MergeRequest& request) {

@@ -70,6 +70,24 @@ TEST_F(RevisionGraph, HistoryIsByOrderAndNamesEachRevisionOnce) {
     EXPECT_EQ(history(root_), Digests{root_});
 }
 
+TEST_F(RevisionGraph, UnknownRevisionsComeAfterTheirParentsAndNothingBehindTheKnownIsRead) {
+    objects_.forget(root_);
+    const auto known = [&](const tome::Digest& digest) { return digest == left_ || digest == right_; };
+    EXPECT_EQ(tome::unknown_revisions(objects_, top_, known), (Digests{merge_, top_}));
+    EXPECT_EQ(tome::unknown_revisions(objects_, left_, known), Digests{});
+    EXPECT_EQ(tome::unknown_revisions(objects_, {}, known), Digests{});
+    EXPECT_EQ(tome::unknown_revisions(objects_, late_right_, known), Digests{late_right_});
+}
+
+TEST_F(RevisionGraph, SearchForCommonAncestorsReadsNothingBelowThem) {
+    const tome::Digest old = objects_.revision({root_}, 2);
+    const tome::Digest base = objects_.revision({old}, 3);
+    const tome::Digest ours = objects_.revision({base}, 4);
+    const tome::Digest theirs = objects_.revision({base}, 4);
+    objects_.forget(root_);
+    EXPECT_EQ(bases(ours, theirs), Digests{base});
+}
+
 TEST_F(RevisionGraph, HistoryThatIsStoppedReadsNoFurther) {
     objects_.forget(left_);
     EXPECT_EQ(history(top_, 2), (Digests{top_, merge_}));
