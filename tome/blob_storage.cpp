@@ -34,9 +34,7 @@ bool BlobStorage::put(const BlobKey& key, std::string_view bytes, bool local_onl
     if (verify && digest_of(bytes) != key.digest) {
         return false;
     }
-    if (!store_.contains(ObjectKind::Content, key.digest)) {
-        store_.add_bytes(bytes);
-    }
+    store_.add_bytes(bytes);  // Also where it is there already: what is there may be damaged.
     add_blob(store_.database(), key, local_only ? BlobState::Local : BlobState::Unflushed);
     return true;
 }
@@ -121,12 +119,21 @@ void BlobStorage::flush() {
         }
         remote_ = DirectoryRemote::open(*location_);
     }
-    remote_->add_blobs(store_, keys);
-    Transaction transaction(store_.database());
+    std::optional<Error> damage;  // of one blob does not hold up the others
     for (const BlobKey& key : keys) {
-        mark_flushed(store_.database(), key);
+        try {
+            remote_->add_blobs(store_, {key});
+            mark_flushed(store_.database(), key);
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::Corrupt) {
+                throw;
+            }
+            damage = error;
+        }
     }
-    transaction.commit();
+    if (damage) {
+        throw Error(*damage);
+    }
 }
 
 }  // namespace tome

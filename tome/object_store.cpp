@@ -199,7 +199,7 @@ std::optional<Content> ObjectStore::find_content(const Digest& digest) {
     content.size = static_cast<std::uint64_t>(query.integer(0));
     if (!query.is_null(1)) {
         content.bytes = query.bytes(1);
-        if (digest_of(content.bytes) != digest) {
+        if (content.size != content.bytes.size() || digest_of(content.bytes) != digest) {
             throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()));
         }
         return content;

@@ -152,14 +152,21 @@ struct Side {
     const Hunk* hunk() const { return next < hunks.size() ? &hunks[next] : nullptr; }
 };
 
+// Neighbouring lines may change on either side. Lines inserted beside changed ones may be the same insertion, or belong
+// to what was changed, so these touch.
 bool lies_before(const Hunk& a, const Hunk& b) {
-    return a.base_end <= b.base_begin && !(a.inserts_only() && b.inserts_only() && a.base_begin == b.base_begin);
+    return a.base_end < b.base_begin || (a.base_end == b.base_begin && !a.inserts_only() && !b.inserts_only());
 }
 
-void append(std::string& text, const Lines& lines, std::size_t begin, std::size_t end) {
+// False when a line would be glued to one that has no line feed.
+bool append(std::string& text, const Lines& lines, std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; ++i) {
+        if (!text.empty() && text.back() != '\n') {
+            return false;
+        }
         text += lines[i];
     }
+    return true;
 }
 
 bool same_change(const Side& a, const Side& b) {
@@ -175,10 +182,11 @@ bool same_change(const Side& a, const Side& b) {
 std::optional<std::string> interleave(const Lines& base, Side& ours, Side& theirs) {
     std::string merged;
     std::size_t done = 0;  // lines of the base
+    bool whole = true;
     const auto take = [&](Side& side) {
         const Hunk& hunk = *side.hunk();
-        append(merged, base, done, hunk.base_begin);
-        append(merged, side.lines, hunk.side_begin, hunk.side_end);
+        whole = whole && append(merged, base, done, hunk.base_begin) &&
+                append(merged, side.lines, hunk.side_begin, hunk.side_end);
         done = hunk.base_end;
         ++side.next;
     };
@@ -196,8 +204,8 @@ std::optional<std::string> interleave(const Lines& base, Side& ours, Side& their
             return std::nullopt;
         }
     }
-    append(merged, base, done, base.size());
-    return merged;
+    whole = whole && append(merged, base, done, base.size());
+    return whole ? std::optional(std::move(merged)) : std::nullopt;
 }
 
 }  // namespace

@@ -15,8 +15,9 @@ inline constexpr std::uint64_t max_merged_text_bytes = 16U << 20U;
 /// Whether the bytes are to be merged by lines: not too many, and no NUL among them.
 bool is_mergeable_text(std::string_view bytes);
 
-/// `ours` with what changed from `base` to `theirs`; nothing when both sides changed the same lines, or inserted
-/// different ones at the same place, or differ in so much that looking for the lines they share would take too long.
+/// `ours` with what changed from `base` to `theirs`; nothing when both sides changed the same lines, or one
+/// inserted lines where the other changed or inserted some, or differ in so much that looking for the lines they share
+/// would take too long.
 std::optional<std::string> merge_texts(std::string_view base, std::string_view ours, std::string_view theirs);
 
 }  // namespace tome

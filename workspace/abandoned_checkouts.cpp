@@ -158,6 +158,15 @@ void hold_checkout(const std::filesystem::path& checkout) {
     }
 }
 
+void release_checkout(const std::filesystem::path& checkout) {
+    HeldCheckouts& held = held_checkouts();
+    const std::lock_guard lock(held.mutex);
+    if (const auto entry = held.descriptors.find(checkout.string()); entry != held.descriptors.end()) {
+        close(entry->second);
+        held.descriptors.erase(entry);
+    }
+}
+
 void remove_abandoned_checkouts(const std::filesystem::path& project) {
     HeldCheckouts& held = held_checkouts();
     const std::filesystem::path base = workspace_checkout_base(project);

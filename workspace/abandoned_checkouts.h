@@ -11,6 +11,9 @@ namespace quill {
 /// a living process is never removed by another on the same machine.
 void hold_checkout(const std::filesystem::path& checkout);
 
+/// Gives a temporary checkout up that this process removed.
+void release_checkout(const std::filesystem::path& checkout);
+
 /// Removes the temporary checkouts and history previews of the project whose process is dead and which nobody holds.
 /// Once per process and project; errors are ignored, the next process tries again.
 void remove_abandoned_checkouts(const std::filesystem::path& project);

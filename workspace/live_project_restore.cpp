@@ -79,6 +79,41 @@ void keep(const fs::path& live, const fs::path& replaced, const fs::path& relati
     }
 }
 
+// Whether anything below the folder is none of the project's own files: it must not go with the folder.
+bool holds_hidden_files(const fs::path& live, const fs::path& folder) {
+    std::error_code error;
+    fs::recursive_directory_iterator entry(live / folder, error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        std::error_code ignored;
+        if (!entry->is_directory(ignored) && project_relative_path_is_hidden(entry->path().lexically_relative(live))) {
+            return true;
+        }
+    }
+    return bool(error);
+}
+
+void check_entry(const fs::path& live, const fs::path& file) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(live / file, ignored);
+    const bool replaceable =
+        is_folder(live / file) ? !holds_hidden_files(live, file) : !fs::exists(status) || fs::is_regular_file(status);
+    if (!replaceable) {
+        throw std::runtime_error("workspace restore encountered an unsupported project entry: " + file.string());
+    }
+}
+
+// Those of complete restores before; what a restore that was cut off had kept may be nowhere else.
+void remove_earlier(const fs::path& replaced, const std::string& name) {
+    std::error_code error;
+    fs::directory_iterator entry(replaced, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        if (entry->path().filename() != name && entry->path().extension() != ".unfinished") {
+            std::error_code ignored;
+            fs::remove_all(entry->path(), ignored);
+        }
+    }
+}
+
 }  // namespace
 
 void check_live_project(const fs::path& live, const fs::path& restored) {
@@ -88,12 +123,13 @@ void check_live_project(const fs::path& live, const fs::path& restored) {
             throw std::runtime_error(
                 "could not create restored workspace folder: a symbolic link stands in the way of " + file.string());
         }
+        check_entry(live, file);
     }
 }
 
-std::uint64_t restore_live_project(const fs::path& live, const fs::path& restored, const fs::path& replaced) {
-    std::error_code error;
-    fs::remove_all(replaced, error);
+std::uint64_t restore_live_project(const fs::path& live, const fs::path& restored, const fs::path& replaced_folder,
+                                   const std::string& name) {
+    const fs::path replaced = replaced_folder / (name + ".unfinished");
     for (const fs::path& entry : entries_of_another_kind(live, restored)) {
         move_away(live, replaced, entry);
     }
@@ -106,6 +142,9 @@ std::uint64_t restore_live_project(const fs::path& live, const fs::path& restore
         throw std::runtime_error(
             "restore verification failed: the live project does not match the selected historical state");
     }
+    std::error_code ignored;
+    fs::rename(replaced, replaced_folder / name, ignored);
+    remove_earlier(replaced_folder, name);
     return static_cast<std::uint64_t>(count);
 }
 

@@ -57,6 +57,7 @@ class RestoreCheckoutCleanup {
     void remove() {
         std::error_code ignored;
         fs::remove_all(path_, ignored);
+        release_checkout(path_);
     }
     fs::path path_;
 };
@@ -175,12 +176,20 @@ fs::path live_project(const RestoreRequest& request) {
                                           : checkout_root_for_workspace_id(request.project, request.workspace_id);
 }
 
-std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& published) {
+std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& published, const std::string& head) {
     if (request.workspace_id != "main") {
         ensure_tome_checkout_for_workspace(request.project, request.workspace_id, request.scene);
     }
-    return restore_live_project(live_project(request), published,
-                                workspace_replaced_files(request.project, request.workspace_id));
+    const std::uint64_t count = restore_live_project(
+        live_project(request), published, workspace_replaced_files(request.project, request.workspace_id), head);
+    if (request.workspace_id != "main") {
+        try {  // The checkout learns that its files are those of the new head.
+            call_tome_revision_sync({live_project(request), request.remote_url}, {});
+        } catch (const std::runtime_error&) {
+            // The next sync tells.
+        }
+    }
+    return count;
 }
 
 }  // namespace
@@ -202,6 +211,9 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     const RestoreCheckoutCleanup selected(scratch.path().string() + "-selected-tree");
     const RestoreCheckoutCleanup published(scratch.path().string() + "-published-head");
     const TomeCheckout checkout = check_out_revision(request, scratch.path(), request.target, "tome_revision_sync");
+    if (call_tome_repository_status(checkout, false).identity != request.current_head) {
+        refuse("workspace changed since history was opened; refresh history and try again");
+    }
     if (read_project(scratch.path()).manifest.id != request.project_id) {
         refuse("restore refused because the historical repository belongs to a different Keel project");
     }
@@ -220,7 +232,7 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     }
     record_workspace_head(request.project, request.workspace_id, head, now);
     ProjectWorkspaceRestoreResult result;
-    result.verifiedLiveFileCount = restore_live_files(request, published.path());
+    result.verifiedLiveFileCount = restore_live_files(request, published.path(), head);
     invalidate_tome_branch_index_cache(request.project);
     result.workspaceId = request.workspace_id;
     result.targetRevision = request.target;

@@ -265,6 +265,22 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     return result;
 }
 
+// The workspace's own checkout learns of what was committed for it elsewhere: what it holds now, and from which head.
+void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMutationResult& result) {
+    if (!request.sparse_source || result.files.empty()) {
+        return;
+    }
+    TomeSync sync;
+    for (const ProjectWorkspaceFileMutation& file : result.files) {
+        sync.paths.push_back(file.path);
+    }
+    try {
+        call_tome_revision_sync({request.source, request.remote_url}, sync);
+    } catch (const std::runtime_error&) {
+        // Other edits stand in the way of what else came in; the commit is published, and the next sync names them.
+    }
+}
+
 ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const CommitPlace& place) {
     if (place.in_place) {
         return commit_and_publish(request, place);
@@ -276,7 +292,9 @@ ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const C
             ensure_tome_branch_checkout(request.project, place.checkout, request.scene, request.workspace);
         }
         mirror_files(request, place.checkout);
-        return commit_and_publish(request, place);
+        ProjectWorkspaceMutationResult result = commit_and_publish(request, place);
+        bring_source_along(request, result);
+        return result;
     } catch (...) {
         // It may hold a state that nobody wants, such as a commit that was not published.
         std::error_code ignored;

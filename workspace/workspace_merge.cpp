@@ -88,36 +88,63 @@ bool same_file(const fs::path& a, const fs::path& b) {
     return !fs::is_regular_file(first) && !fs::is_regular_file(second);
 }
 
-// Before anything is published: what the merge is to replace in the package must be in the history.
-void refuse_uncommitted(const MergeRequest& request, const TomeCheckout& merged, const std::string& before,
-                        const std::string& after, const std::vector<std::string>& paths) {
-    const fs::path old_files = workspace_main_materialize_checkout(request.project);
-    ensure_tome_branch_checkout(request.project, old_files, request.scene, "main");
-    files_of(request, old_files, paths, before);
-    files_of(request, merged.root, paths, after);
-    std::vector<std::string> uncommitted;
-    for (const std::string& path : paths) {
-        if (!same_file(request.project / path, old_files / path) &&
-            !same_file(request.project / path, merged.root / path)) {
-            uncommitted.push_back(path);
-        }
-    }
-    if (!uncommitted.empty()) {
-        throw std::runtime_error(
-            "uncommitted changes would be overwritten: " + uncommitted.front() +
-            (uncommitted.size() == 1 ? std::string() : " and " + std::to_string(uncommitted.size() - 1) + " more"));
-    }
-}
-
 std::vector<std::string> visible_paths(std::vector<std::string> paths) {
     std::erase_if(paths, [](const std::string& path) { return project_relative_path_is_hidden(path); });
     return paths;
 }
 
+// What the package cannot take is refused before anything is published.
+void check_way(const fs::path& project, const std::string& path) {
+    if (passes_symbolic_link(project, path)) {
+        throw std::runtime_error("could not create merged project folder: a symbolic link stands in the way of " +
+                                 path);
+    }
+    std::error_code ignored;
+    const fs::file_status status = fs::symlink_status(project / path, ignored);
+    if (fs::exists(status) && !fs::is_regular_file(fs::status(project / path, ignored)) && !fs::is_directory(status)) {
+        throw std::runtime_error("could not materialize merged project file: " + path);
+    }
+}
+
+// The paths among those that the merge changed which the package is to take over. What it holds there must be in the
+// history: other bytes are uncommitted, and refused unless the merge was published before and is only to be completed.
+std::vector<std::string> paths_to_bring(const MergeRequest& request, const TomeCheckout& merged,
+                                        const std::string& before, const std::string& after, bool published) {
+    const std::vector<std::string> paths = visible_paths(call_tome_revision_diff(merged, before, after).revision_paths);
+    const fs::path old_files = workspace_main_materialize_checkout(request.project);
+    ensure_tome_branch_checkout(request.project, old_files, request.scene, "main");
+    files_of(request, old_files, paths, before);
+    files_of(request, merged.root, paths, after);
+    std::vector<std::string> brought;
+    std::vector<std::string> uncommitted;
+    for (const std::string& path : paths) {
+        if (same_file(request.project / path, merged.root / path)) {
+            continue;
+        }
+        check_way(request.project, path);
+        (same_file(request.project / path, old_files / path) ? brought : uncommitted).push_back(path);
+    }
+    if (!uncommitted.empty() && !published) {
+        throw std::runtime_error(
+            "uncommitted changes would be overwritten: " + uncommitted.front() +
+            (uncommitted.size() == 1 ? std::string() : " and " + std::to_string(uncommitted.size() - 1) + " more"));
+    }
+    return brought;
+}
+
 struct Merged {
     std::string head;                // empty: the engine reported none
-    std::vector<std::string> paths;  // that main's package is to follow
+    std::vector<std::string> paths;  // that main's package is to take over
 };
+
+// The first parent of main's newest revision when that is a merge: one whose files a failure may have kept from the
+// package. Empty otherwise.
+std::string merged_into(const TomeCheckout& checkout) {
+    const TomeWorkspaceState history = call_tome_revision_history(checkout, "main", 1);
+    return history.revisions.empty() || history.revisions.front().linkedHash2.empty()
+               ? std::string()
+               : history.revisions.front().linkedHash1;
+}
 
 Merged merge_locally(const MergeRequest& request, const TomeCheckout& checkout) {
     const std::string before = call_tome_repository_status(checkout, false).identity;
@@ -126,22 +153,32 @@ Merged merge_locally(const MergeRequest& request, const TomeCheckout& checkout) 
         refuse_conflicts(state.changed_paths);
     }
     Merged merged{state.identity, {}};
-    if (request.into_main() && !merged.head.empty() && merged.head != before) {
-        merged.paths = visible_paths(call_tome_revision_diff(checkout, before, merged.head).revision_paths);
-        refuse_uncommitted(request, checkout, before, merged.head, merged.paths);
+    if (!request.into_main() || merged.head.empty()) {
+        return merged;
+    }
+    const bool published = merged.head == before;
+    const std::string old_head = published ? merged_into(checkout) : before;
+    if (!old_head.empty()) {
+        merged.paths = paths_to_bring(request, checkout, old_head, merged.head, published);
     }
     return merged;
 }
 
 void publish(const MergeRequest& request, const TomeCheckout& checkout, std::string head) {
+    const std::string now = wall_clock_milliseconds();
+    const auto note_head = [&] {
+        set_tome_branch_metadata(checkout, request.target.id,
+                                 {{"quill.workspace.updatedAt", now}, {"quill.workspace.headKey", head}});
+    };
+    if (!head.empty()) {  // Published with the head itself, so that it never names an older one than the branch has.
+        note_head();
+    }
     push_tome_branch(checkout.root, request.target.id, request.remote_url, false);
     invalidate_tome_branch_index_cache(request.project);
     if (head.empty()) {
         head = require_fresh_workspace_branch(request.project, request.target.id).headKey;
+        note_head();
     }
-    const std::string now = wall_clock_milliseconds();
-    set_tome_branch_metadata(checkout, request.target.id,
-                             {{"quill.workspace.updatedAt", now}, {"quill.workspace.headKey", head}});
     push_tome_branch(checkout.root, request.target.id, request.remote_url, false);
     record_workspace_head(request.project, request.target.id, head, now);
 }

@@ -15,6 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr int max_walks = 5;
 constexpr std::string_view nothing_staged = "Nothing staged for commit";
 
 bool same_file(const fs::path& a, const fs::path& b) {
@@ -114,14 +115,35 @@ void remove_selected(const fs::path& checkout, const fs::path& relative, const f
     }
 }
 
+// The walk of the source ends where a folder vanishes under it, so a file that it did not list is gone only when it is
+// not there either.
+std::vector<std::string> files_to_mirror(const fs::path& source, const std::vector<std::string>& present,
+                                         std::vector<std::string>& stale) {
+    for (int walk = 1;; ++walk) {
+        std::vector<std::string> wanted = visible_project_files(source);
+        std::erase_if(wanted, is_restore_staging_file);
+        stale.clear();
+        std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));
+        const auto missed = std::find_if(stale.begin(), stale.end(), [&](const std::string& file) {
+            std::error_code error;
+            const fs::file_type type = fs::status(source / file, error).type();
+            return type == fs::file_type::regular || type == fs::file_type::none;
+        });
+        if (missed == stale.end()) {
+            return wanted;
+        }
+        if (walk == max_walks) {
+            throw std::runtime_error("could not snapshot main workspace file: " + *missed);
+        }
+    }
+}
+
 }  // namespace
 
 std::vector<std::string> mirror_visible_project_files(const fs::path& source, const fs::path& checkout) {
-    std::vector<std::string> wanted = visible_project_files(source);
-    std::erase_if(wanted, is_restore_staging_file);
     const std::vector<std::string> present = visible_project_files(checkout);
     std::vector<std::string> stale;
-    std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));
+    const std::vector<std::string> wanted = files_to_mirror(source, present, stale);
     for (const std::string& file : stale) {
         std::error_code error;
         fs::remove(checkout / file, error);

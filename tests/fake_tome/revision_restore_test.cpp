@@ -38,7 +38,8 @@ class RevisionRestore : public quill_test::FakeProject {
             return 0;
         });
         fake_tome::on("tome_revision_sync", [this](const Call& call, const Events& events) {
-            const Tree& tree = call.value("revision").empty() ? remote_files_ : target_tree_;
+            const bool restored_already = count_calls("tome_revision_restore") > 0;
+            const Tree& tree = call.value("revision").empty() && !restored_already ? remote_files_ : target_tree_;
             for (const auto& [path, bytes] : tree) {
                 write_file(fs::path(call.checkout) / path, bytes);
             }

@@ -259,6 +259,23 @@ TEST_F(StorageOperations, DamagedBlobIsFetchedFromTheRemoteOrNamed) {
     EXPECT_TRUE(here.get(large).bytes == large);
 }
 
+TEST_F(StorageOperations, DamagedBlobHoldsUpNoOtherAndIsMadeGoodWhenItIsPutAgain) {
+    const Storage here(folder_ / "here", url_);
+    here.put(large);
+    here.put("small");
+    for (const auto& entry : fs::recursive_directory_iterator(here.checkout() / ".tome/objects/content")) {
+        if (entry.is_regular_file()) {
+            std::fstream(entry.path(), std::ios::in | std::ios::out) << "damage";
+        }
+    }
+    EXPECT_NE(here.flush().code, 0);
+    const Storage there(folder_ / "there", url_);
+    EXPECT_EQ(there.get("small").bytes, "small");
+    here.put(large);
+    EXPECT_EQ(here.flush().error, "");
+    EXPECT_TRUE(there.get(large).bytes == large);
+}
+
 TEST_F(StorageOperations, HandlesThatAreNotOpenAreRefused) {
     std::uint64_t closed = 0;
     {

@@ -38,13 +38,12 @@ TEST(TextMerge, TakesChangesOfBothSides) {
         {"a\nb\nc\n", "a\nc\n", "a\nb\nc\nd\n", "a\nc\nd\n"},
         {"a\nb\nc\n", "0\na\nb\nc\n", "a\nb\nc\nd\n", "0\na\nb\nc\nd\n"},
         {"a\nb\nc\nd\n", "a\nX\nY\nb\nc\nd\n", "a\nb\nd\n", "a\nX\nY\nb\nd\n"},
+        {"a\nb\nc", "a\nb\nc\nd", "A\nb\nc", "A\nb\nc\nd"},
         {"a\nb\n", "a\nb\n", "", ""},
         {"", "", "a\n", "a\n"},
         {"a\nb\nc", "A\nb\nc", "a\nb\nc\nd\n", "A\nb\nc\nd\n"},
-        // Neighbouring lines, and lines inserted beside changed ones, are different lines.
+        // Neighbouring lines are different lines.
         {"a\nb\n", "A\nb\n", "a\nB\n", "A\nB\n"},
-        {"a\nb\n", "a\nX\nb\n", "a\nB\n", "a\nX\nB\n"},
-        {"a\nb\n", "A\nb\n", "a\nX\nb\n", "A\nX\nb\n"},
         // What both changed alike is taken once.
         {"a\nb\nc\n", "a\nB\nc\n", "a\nB\nc\n", "a\nB\nc\n"},
         {"a\nb\n", "a\nX\nb\n", "a\nX\nb\n", "a\nX\nb\n"},
@@ -70,6 +69,13 @@ TEST(TextMerge, RefusesChangesOfTheSameLines) {
         {"a\nb\nc\n", "X\nY\nc\n", "a\nZ\nc\n"},
         {"a\nb\nc\n", "", "a\nB\nc\n"},
         {"a", "a\n", "b"},
+        // Lines inserted beside changed ones may be the same insertion.
+        {"a\nb\nc\n", "a\nX\nb\nc\n", "a\nX\nB\nc\n"},
+        {"a\nb\nc\n", "a\nb\nX\nc\n", "a\nB\nX\nc\n"},
+        {"a\nb\n", "a\nX\nb\n", "a\nB\n"},
+        // No line is glued to one that lost its line feed.
+        {"a\nc\n", "a\nc", "a\nc\nd\n"},
+        {"a\nb\nc\n", "a\nb\nc", "a\nb\nc\nd\n"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(merge_texts(c.base, c.ours, c.theirs), std::nullopt) << c.base << "|" << c.ours << "|" << c.theirs;

@@ -5,6 +5,7 @@
 #include <quill/quill.h>
 
 #include "tests/workspace/history_project.h"
+#include "workspace/live_project_restore.h"
 #include "workspace/workspace_index_file.h"
 #include "workspace/workspace_paths.h"
 
@@ -149,12 +150,48 @@ TEST(RevisionRestore, KeepsWhatItReplacedThatWasNeverCommitted) {
     project.commit("second");
     write_file(project.scene(), "an edit");
     write_file(project.package() / "Assets/new.txt", "a new file");
-    restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
+    const auto result =
+        restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
     EXPECT_EQ(read_file(project.scene()), "first");
     EXPECT_FALSE(std::filesystem::exists(project.package() / "Assets/new.txt"));
-    const auto replaced = workspace_replaced_files(project.package(), "main");
+    const auto replaced = workspace_replaced_files(project.package(), "main") / result.restoredHead;
     EXPECT_EQ(read_file(replaced / "Scenes/Main.usda"), "an edit");
     EXPECT_EQ(read_file(replaced / "Assets/new.txt"), "a new file");
+}
+
+TEST(RevisionRestore, ForgetsWhatEarlierOnesReplacedButNotWhatOneThatWasCutOffDid) {
+    const HistoryProject project;
+    const std::string first = project.commit("first");
+    project.commit("second");
+    const auto replaced = workspace_replaced_files(project.package(), "main");
+    write_file(replaced / "earlier/Assets/a.txt", "replaced earlier");
+    write_file(replaced / "cut off.unfinished/Assets/a.txt", "kept nowhere else");
+    restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
+    EXPECT_FALSE(std::filesystem::exists(replaced / "earlier"));
+    EXPECT_EQ(read_file(replaced / "cut off.unfinished/Assets/a.txt"), "kept nowhere else");
+}
+
+TEST(RevisionRestore, RefusesAFolderInTheWayThatHoldsOtherThanTheProjectsFiles) {
+    const quill_test::TemporaryFolder folder;
+    write_file(folder / "restored/Workspaces", "a file of that name");
+    write_file(folder / "live/Workspaces/workspaces.json", "{}");
+    EXPECT_EQ(failure_of([&] { check_live_project(folder / "live", folder / "restored"); }),
+              "workspace restore encountered an unsupported project entry: Workspaces");
+}
+
+TEST(RevisionRestore, OfABranchLeavesACheckoutThatKnowsItsFiles) {
+    const HistoryProject project;
+    project.commit("one", "Assets/a.txt");
+    create_project_workspace(project.package(), project.scene(), "main", "Feature", "ben");
+    const auto root = resolve_project_workspace_scene(project.package(), {}, "feature").checkoutRoot;
+    const std::string first = list_project_workspace_revisions(project.package(), "feature", 1).at(0).id;
+    write_file(root / "Scenes/Main.usda", "changed");
+    update_project_workspace_head(project.package(), "feature", root, {"Scenes/Main.usda"}, "ben", "change");
+    restore_project_workspace_revision(project.package(), "feature", first, "", "ben", "", project.id(), {});
+    std::filesystem::remove(root / "Assets/a.txt");
+    const auto result = update_project_workspace_head(project.package(), "feature", root, {"Assets/a.txt"}, "ben", "");
+    ASSERT_EQ(result.files.size(), 1U);
+    EXPECT_EQ(result.files[0].change, "delete");
 }
 
 TEST(RevisionRestore, IsRefusedBeforeAnythingIsPublishedWhenALinkStandsInTheWay) {

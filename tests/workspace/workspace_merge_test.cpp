@@ -196,6 +196,49 @@ TEST_P(WorkspaceMerge, OfCrissCrossHistoriesKeepsTheChangesOfBoth) {
     EXPECT_EQ(read_file(project_ / "Assets/added"), "by the workspace, then by main\n");
 }
 
+TEST_P(WorkspaceMerge, FileThatAWorkspaceMadeAndDeletedAgainIsDeletedThere) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    write_file(feature() / "Assets/new", "new");
+    commit_feature({"Assets/new"});
+    fs::remove(feature() / "Assets/new");
+    const auto result = quill::update_project_workspace_head(project_, "feature", feature(), {"Assets/new"}, "ana", "");
+    ASSERT_EQ(result.files.size(), 1U);
+    EXPECT_EQ(result.files[0].change, "delete");
+}
+
+TEST_P(WorkspaceMerge, IntoAWorkspaceMergesLinesOfAFileThatItCommitted) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    write_file(feature() / "Assets/lines", "ONE\ntwo\nthree\nfour\nfive\n");
+    commit_feature({"Assets/lines"});
+    write_file(project_ / "Assets/lines", "one\ntwo\nthree\nfour\nFIVE\n");
+    commit_package({"Assets/lines"});
+    EXPECT_EQ(merge_failure("main", "feature"), "no failure");
+    EXPECT_EQ(read_file(feature() / "Assets/lines"), "ONE\ntwo\nthree\nfour\nFIVE\n");
+}
+
+TEST_P(WorkspaceMerge, ThatIsPublishedAlreadyIsCompletedInThePackage) {
+    change_feature();
+    const auto before = folder_ / "before";
+    fs::copy(project_ / "Assets", before, fs::copy_options::recursive);
+    merge_project_workspace_into(project_, "feature", "main", "");
+    fs::remove_all(project_ / "Assets");
+    fs::copy(before, project_ / "Assets", fs::copy_options::recursive);
+    write_file(project_ / "Assets/edited", "edited since\n");
+    merge_project_workspace_into(project_, "feature", "main", "");
+    EXPECT_EQ(read_file(project_ / "Assets/added"), "added\n");
+    EXPECT_FALSE(fs::exists(project_ / "Assets/deleted"));
+    EXPECT_EQ(read_file(project_ / "Assets/edited"), "edited since\n");
+}
+
+TEST_P(WorkspaceMerge, IsRefusedBeforeItIsPublishedWhenALinkStandsInTheWay) {
+    change_feature();
+    const std::string head = head_of("main");
+    fs::rename(project_ / "Assets", project_ / ".moved");
+    fs::create_directory_symlink(".moved", project_ / "Assets");
+    EXPECT_NE(merge_failure("feature", "main"), "no failure");
+    EXPECT_EQ(head_of("main"), head);
+}
+
 TEST_P(WorkspaceMerge, OfUnknownWorkspacesIsRefused) {
     EXPECT_EQ(merge_failure("nobody", "main"), "workspace branch does not exist");
     EXPECT_EQ(merge_failure("feature", "nobody"), "workspace branch does not exist");
