@@ -21,6 +21,19 @@ std::string_view skip_white_space(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
 }
 
+// The quote that ends the string whose text begins at `start`, escapes observed; npos without one.
+std::size_t end_of_string(std::string_view text, std::size_t start) {
+    while (start < text.size() && text[start] != '"') {
+        start += text[start] == '\\' ? 2 : 1;
+    }
+    return start < text.size() ? start : std::string_view::npos;
+}
+
+// The value of a member that `json_written_member` found.
+std::string_view written_value(std::string_view member, std::string_view key) {
+    return member.empty() ? member : skip_white_space(member.substr(member.find(':', key.size() + 2) + 1));
+}
+
 }  // namespace
 
 std::optional<std::string> json_array_text(std::string_view text, std::string_view key) {
@@ -117,6 +130,72 @@ std::optional<std::array<double, 3>> json_vector3(std::string_view text, std::st
     return in && first == ',' && second == ',' ? std::optional(vector) : std::nullopt;
 }
 
+std::string_view json_written_member(std::string_view text, std::string_view key) {
+    const std::string quoted = '"' + std::string(key) + '"';
+    for (std::size_t at = text.find(quoted); at != text.npos; at = text.find(quoted, at + 1)) {
+        if (skip_white_space(text.substr(at + quoted.size())).starts_with(':')) {
+            return text.substr(at);
+        }
+    }
+    return {};
+}
+
+std::string json_written_string(std::string_view text, std::string_view key) {
+    const std::string_view value = written_value(json_written_member(text, key), key);
+    if (!value.starts_with('"')) {
+        return json_string(text, key);
+    }
+    const std::size_t end = end_of_string(value, 1);
+    return end == value.npos ? std::string() : json_unescape(value.substr(1, end - 1));
+}
+
+std::string_view json_written_array(std::string_view text, std::string_view key) {
+    const std::string_view value = written_value(json_written_member(text, key), key);
+    if (!value.starts_with('[')) {
+        return {};
+    }
+    std::size_t depth = 0;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        if (value[i] == '"') {
+            i = std::min(end_of_string(value, i + 1), value.size() - 1);
+        } else if (value[i] == '[') {
+            ++depth;
+        } else if (value[i] == ']' && --depth == 0) {
+            return value.substr(1, i - 1);
+        }
+    }
+    return {};
+}
+
+std::vector<std::string_view> json_written_objects(std::string_view text) {
+    std::vector<std::string_view> objects;
+    std::size_t start = 0;
+    std::size_t depth = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') {
+            i = std::min(end_of_string(text, i + 1), text.size() - 1);
+        } else if (text[i] == '{') {
+            start = depth++ == 0 ? i : start;
+        } else if (text[i] == '}' && depth > 0 && --depth == 0) {
+            objects.push_back(text.substr(start, i - start + 1));
+        }
+    }
+    return objects;
+}
+
+std::vector<std::string> json_written_strings(std::string_view text) {
+    std::vector<std::string> strings;
+    for (std::size_t open = text.find('"'); open != text.npos;) {
+        const std::size_t close = end_of_string(text, open + 1);
+        if (close == text.npos) {
+            break;
+        }
+        strings.push_back(json_unescape(text.substr(open + 1, close - open - 1)));
+        open = text.find('"', close + 1);
+    }
+    return strings;
+}
+
 std::string json_unescape(std::string_view text) {
     std::string result;
     result.reserve(text.size());
@@ -145,6 +224,14 @@ std::string json_escape(std::string_view text) {
         result += c;
     }
     return result;
+}
+
+std::string json_quoted(std::string_view text) {
+    return '"' + json_escape(text) + '"';
+}
+
+std::string json_text_member(std::string_view key, std::string_view value) {
+    return '"' + std::string(key) + "\":" + json_quoted(value);
 }
 
 std::string json_number(double value) {

@@ -38,12 +38,53 @@ std::uint64_t json_u64(std::string_view text, std::string_view key, std::uint64_
 /// The three numbers that the next brackets begin with, separated by commas; nothing when they do not.
 std::optional<std::array<double, 3>> json_vector3(std::string_view text, std::string_view key);
 
+// Readers of what the writers below wrote. They are exact whatever the strings hold, be it escaped quotes, brackets, a
+// backslash at the end or the name of a member, where the scanners above go astray.
+
+/// The text from the member's key on: from the first quoted `key` with a colon after it, white space between the two
+/// allowed. No string that was written holds such a text. Empty without the member. Made to be searched by the scanners
+/// above: `json_bool(json_written_member(text, key), key, false)`.
+std::string_view json_written_member(std::string_view text, std::string_view key);
+
+/// The member's string, unescaped. What `json_string` gives when the member is missing or no string.
+std::string json_written_string(std::string_view text, std::string_view key);
+
+/// What stands between the brackets of the member's array; empty when the member is missing, no array or does not end.
+std::string_view json_written_array(std::string_view text, std::string_view key);
+
+/// The objects outside of any other object, each with its braces, in order.
+std::vector<std::string_view> json_written_objects(std::string_view text);
+
+/// The strings in the text, unescaped, in order; one that does not end is passed over.
+std::vector<std::string> json_written_strings(std::string_view text);
+
+// Writers.
+
 /// Undoes `json_escape`: backslash and "n" is a line feed, a backslash before any other character is dropped. One at
 /// the end stays.
 std::string json_unescape(std::string_view text);
 
 /// `text` for use between quotes: the quote, the backslash and the line feed escaped, every other byte unchanged.
 std::string json_escape(std::string_view text);
+
+/// `text` escaped and between quotes.
+std::string json_quoted(std::string_view text);
+
+/// A member that is a string: the quoted key, a colon, the quoted value.
+std::string json_text_member(std::string_view key, std::string_view value);
+
+/// What `text_of` gives for each item, with `separator` between two of them.
+template <typename Items, typename TextOf>
+std::string json_joined(const Items& items, std::string_view separator, TextOf text_of) {
+    std::string text;
+    std::string_view before;
+    for (const auto& item : items) {
+        text += before;
+        text += text_of(item);
+        before = separator;
+    }
+    return text;
+}
 
 /// `value` in general notation with 17 significant digits, from which the same value is read back.
 std::string json_number(double value);

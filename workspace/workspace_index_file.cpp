@@ -7,6 +7,7 @@
 #include "project/folder_lock.h"
 #include "project/text_file.h"
 #include "review/json_records.h"
+#include "review/record_folder.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/workspace_id.h"
 #include "workspace/workspace_paths.h"
@@ -15,61 +16,17 @@
 namespace quill {
 namespace {
 
-void make_folder(const std::filesystem::path& folder) {
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        throw std::runtime_error("could not create workspace folder: " + error.message());
-    }
-}
-
-// The objects of an array's text; braces in strings, with backslash escapes, do not count.
-std::vector<std::string_view> objects_in(std::string_view text) {
-    std::vector<std::string_view> objects;
-    std::size_t start = 0;
-    int depth = 0;
-    bool in_string = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (in_string && c == '\\') {
-            ++i;
-        } else if (c == '"') {
-            in_string = !in_string;
-        } else if (!in_string && c == '{') {
-            start = depth++ == 0 ? i : start;
-        } else if (!in_string && c == '}' && depth > 0 && --depth == 0) {
-            objects.push_back(text.substr(start, i - start + 1));
-        }
-    }
-    return objects;
-}
-
-// The value of a member whose text is escaped throughout, so that a value may end in a backslash.
-std::string member(std::string_view object, const std::string& key) {
-    const std::string opening = "\"" + key + "\":\"";
-    const std::size_t found = object.find(opening);
-    if (found == std::string_view::npos) {
-        return json_string(object, key);
-    }
-    const std::size_t start = found + opening.size();
-    std::size_t end = start;
-    while (end < object.size() && object[end] != '"') {
-        end += object[end] == '\\' ? 2 : 1;
-    }
-    return end < object.size() ? json_unescape(object.substr(start, end - start)) : std::string();
-}
-
 ProjectWorkspace workspace_from(std::string_view object) {
     ProjectWorkspace workspace;
-    workspace.id = member(object, "id");
-    workspace.name = member(object, "name");
-    workspace.parentId = member(object, "parentId");
-    workspace.baseScene = member(object, "baseScene");
-    workspace.headKey = member(object, "headKey");
-    workspace.archived = json_bool(object, "archived", false);
-    workspace.createdAt = member(object, "createdAt");
-    workspace.updatedAt = member(object, "updatedAt");
-    workspace.author = member(object, "author");
+    workspace.id = json_written_string(object, "id");
+    workspace.name = json_written_string(object, "name");
+    workspace.parentId = json_written_string(object, "parentId");
+    workspace.baseScene = json_written_string(object, "baseScene");
+    workspace.headKey = json_written_string(object, "headKey");
+    workspace.archived = json_bool(json_written_member(object, "archived"), "archived", false);
+    workspace.createdAt = json_written_string(object, "createdAt");
+    workspace.updatedAt = json_written_string(object, "updatedAt");
+    workspace.author = json_written_string(object, "author");
     if (workspace.baseScene.empty()) {
         workspace.baseScene = "Scenes/Main.usda";
     }
@@ -77,14 +34,13 @@ ProjectWorkspace workspace_from(std::string_view object) {
 }
 
 std::string line_of(const ProjectWorkspace& workspace) {
-    const auto text = [](const char* key, const std::string& value) {
-        return std::string("\"") + key + "\":\"" + json_escape(value) + "\"";
-    };
-    return "    {" + text("id", workspace.id) + "," + text("name", workspace.name) + "," +
-           text("parentId", workspace.parentId) + "," + text("baseScene", workspace.baseScene) + "," +
-           text("headKey", workspace.headKey) + ",\"archived\":" + (workspace.archived ? "true" : "false") + "," +
-           text("createdAt", workspace.createdAt) + "," + text("updatedAt", workspace.updatedAt) + "," +
-           text("author", workspace.author) + "}";
+    return "    {" + json_text_member("id", workspace.id) + "," + json_text_member("name", workspace.name) + "," +
+           json_text_member("parentId", workspace.parentId) + "," + json_text_member("baseScene", workspace.baseScene) +
+           "," + json_text_member("headKey", workspace.headKey) +
+           ",\"archived\":" + (workspace.archived ? "true" : "false") + "," +
+           json_text_member("createdAt", workspace.createdAt) + "," +
+           json_text_member("updatedAt", workspace.updatedAt) + "," + json_text_member("author", workspace.author) +
+           "}";
 }
 
 std::string first_non_empty(const std::string& a, const std::string& b) {
@@ -94,9 +50,7 @@ std::string first_non_empty(const std::string& a, const std::string& b) {
 }  // namespace
 
 std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem::path& project) {
-    const std::filesystem::path path = project_workspaces_index_path(project);
-    std::error_code ignored;
-    const std::string text = std::filesystem::exists(path, ignored) ? read_text_file(path) : std::string();
+    const std::string text = read_record_file(project_workspaces_index_path(project));
     const std::size_t key = text.find("\"workspaces\"");
     const std::size_t open = key == std::string::npos ? key : text.find('[', key);
     const std::size_t close = text.rfind(']');
@@ -104,7 +58,8 @@ std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem
     if (open == std::string::npos || close == std::string::npos || close < open) {
         return workspaces;
     }
-    for (const std::string_view object : objects_in(std::string_view(text).substr(open + 1, close - open - 1))) {
+    for (const std::string_view object :
+         json_written_objects(std::string_view(text).substr(open + 1, close - open - 1))) {
         ProjectWorkspace workspace = workspace_from(object);
         if (is_valid_workspace_id(workspace.id) && workspace.id != "main") {
             workspaces.push_back(std::move(workspace));
@@ -116,12 +71,9 @@ std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem
 void write_workspaces_without_main(const std::filesystem::path& project,
                                    const std::vector<ProjectWorkspace>& workspaces) {
     const std::filesystem::path path = project_workspaces_index_path(project);
-    make_folder(path.parent_path());
+    make_record_folder(path.parent_path());
     std::string text = "{\n  \"version\": 1,\n  \"default\": \"main\",\n  \"workspaces\": [\n";
-    for (std::size_t i = 0; i < workspaces.size(); ++i) {
-        text += (i == 0 ? "" : ",\n") + line_of(workspaces[i]);
-    }
-    text += "\n  ]\n}\n";
+    text += json_joined(workspaces, ",\n", line_of) + "\n  ]\n}\n";
     try {
         write_text_file_atomically(path, text);
     } catch (const std::runtime_error& error) {
@@ -134,7 +86,7 @@ void write_workspaces_without_main(const std::filesystem::path& project,
 void update_workspaces_without_main(const std::filesystem::path& project,
                                     const std::function<void(std::vector<ProjectWorkspace>&)>& change) {
     const std::filesystem::path folder = project_workspaces_index_path(project).parent_path();
-    make_folder(folder);
+    make_record_folder(folder);
     const FolderLock lock(folder);
     std::vector<ProjectWorkspace> workspaces = read_workspaces_without_main(project);
     change(workspaces);

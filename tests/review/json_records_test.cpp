@@ -3,31 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <locale>
 #include <string>
+
+#include "tests/review/comma_locale.h"
 
 namespace {
 
 using Vector = std::array<double, 3>;
-
-// A locale with a decimal comma and grouped thousands.
-class CommaNumbers : public std::numpunct<char> {
-  protected:
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-class WithCommaLocale {
-  public:
-    WithCommaLocale() : before_(std::locale::global(std::locale(std::locale(), new CommaNumbers))) {}
-    ~WithCommaLocale() { std::locale::global(before_); }
-    WithCommaLocale(const WithCommaLocale&) = delete;
-    WithCommaLocale& operator=(const WithCommaLocale&) = delete;
-
-  private:
-    std::locale before_;
-};
 
 TEST(JsonRecords, FindsAnArraysText) {
     EXPECT_EQ(quill::json_array_text(R"({"v":1,"list":["a","b"],"z":[]})", "list"), R"("a","b")");
@@ -217,6 +199,86 @@ TEST(JsonRecords, WhatIsNoVectorIsMissing) {
     EXPECT_EQ(quill::json_vector3(R"({"p")", "p"), std::nullopt);
 }
 
+// ---- What was written is read exactly
+
+// Everything that leads the scanners astray: quotes, brackets, members, a backslash at the end.
+const std::string awkward = "\",\"id\":\"no\"}],[{ \"list\":[\\\" \n\t\\";
+
+TEST(JsonRecords, WrittenStringsComeBackWhateverTheyHold) {
+    const std::string text = "{" + quill::json_text_member("first", awkward) + "," +
+                             quill::json_text_member("second", "id") + "," + quill::json_text_member("id", awkward) +
+                             "," + quill::json_text_member("last", "") + "}";
+    EXPECT_EQ(quill::json_written_string(text, "first"), awkward);
+    EXPECT_EQ(quill::json_written_string(text, "second"), "id");
+    EXPECT_EQ(quill::json_written_string(text, "id"), awkward);
+    EXPECT_EQ(quill::json_written_string(text, "last"), "");
+}
+
+TEST(JsonRecords, WrittenStringMayStandApartFromItsKey) {
+    EXPECT_EQ(quill::json_written_string("{ \"id\" :\n\t\"a\\\\\" , \"z\": \"q\" }", "id"), "a\\");
+}
+
+TEST(JsonRecords, WhatIsNoWrittenStringIsReadByTheScanner) {
+    EXPECT_EQ(quill::json_written_string(R"({"name":5,"z":"q"})", "name"), "z");
+    EXPECT_EQ(quill::json_written_string(R"({"name" x: "q"})", "name"), "q");
+    EXPECT_EQ(quill::json_written_string("{}", "name"), "");
+}
+
+TEST(JsonRecords, WrittenStringThatDoesNotEndIsEmpty) {
+    EXPECT_EQ(quill::json_written_string(R"({"name":"open)", "name"), "");
+    EXPECT_EQ(quill::json_written_string(R"({"name":"open\)", "name"), "");
+    EXPECT_EQ(quill::json_written_string(R"({"name":")", "name"), "");
+    EXPECT_EQ(quill::json_written_string(R"({"name":)", "name"), "");
+}
+
+TEST(JsonRecords, WrittenMemberIsNoStringOfThatText) {
+    const std::string text = R"({"a":"done","b":["done"],"done":true,"z":"done"})";
+    EXPECT_EQ(quill::json_written_member(text, "done"), R"("done":true,"z":"done"})");
+    EXPECT_TRUE(quill::json_bool(quill::json_written_member(text, "done"), "done", false));
+    EXPECT_EQ(quill::json_written_member(R"({"a":"done"})", "done"), "");
+    EXPECT_EQ(quill::json_written_member("", "done"), "");
+}
+
+TEST(JsonRecords, WrittenArrayReachesToItsBracketWhateverItsStringsHold) {
+    const std::string content = quill::json_quoted(awkward) + ",[" + quill::json_quoted("]\\") + "]";
+    EXPECT_EQ(quill::json_written_array("{\"x\":\"list\",\"list\": [" + content + "],\"z\":[]}", "list"), content);
+    EXPECT_EQ(quill::json_written_array(R"({"list":[]})", "list"), "");
+}
+
+TEST(JsonRecords, WhatIsNoWrittenArrayIsEmpty) {
+    for (const std::string value : {"null,\"z\":[4]", "[1", "[\"]", "[[1]", "[\"\\", "[", ""}) {
+        EXPECT_EQ(quill::json_written_array("{\"list\":" + value, "list"), "") << value;
+    }
+}
+
+TEST(JsonRecords, WrittenObjectsAreSplitWhateverTheirStringsHold) {
+    const std::string first = "{" + quill::json_text_member("a", awkward) + ",\"b\":[{\"c\":{}}]}";
+    const std::string second = "{" + quill::json_text_member("a", "}\\") + "}";
+    EXPECT_EQ(quill::json_written_objects("\n" + first + ",\n " + second + ",\"{\""),
+              (std::vector<std::string_view>{first, second}));
+    EXPECT_TRUE(quill::json_written_objects("").empty());
+}
+
+TEST(JsonRecords, WrittenObjectsThatDoNotEndAreSkipped) {
+    EXPECT_EQ(quill::json_written_objects(R"(}{"a":1},{"b":2)"), std::vector<std::string_view>{R"({"a":1})"});
+    EXPECT_TRUE(quill::json_written_objects(R"({"a":"})").empty());
+    EXPECT_TRUE(quill::json_written_objects("{\"a\\").empty());
+}
+
+TEST(JsonRecords, WrittenStringsAreListed) {
+    const std::string text =
+        quill::json_quoted(awkward) + "," + quill::json_quoted("") + ", " + quill::json_quoted("b");
+    EXPECT_EQ(quill::json_written_strings(text), (std::vector<std::string>{awkward, "", "b"}));
+    EXPECT_EQ(quill::json_written_strings(R"("a","open)"), std::vector<std::string>{"a"});
+    EXPECT_TRUE(quill::json_written_strings(" 1 ").empty());
+}
+
+TEST(JsonRecords, JoinsTexts) {
+    EXPECT_EQ(quill::json_joined(std::vector<std::string>{"a", "", "b\""}, ",", quill::json_quoted), R"("a","","b\"")");
+    EXPECT_EQ(quill::json_joined(std::vector<std::string>{"x"}, ",", quill::json_quoted), R"("x")");
+    EXPECT_EQ(quill::json_joined(std::vector<std::string>(), ",", quill::json_quoted), "");
+}
+
 TEST(JsonRecords, WritesNumbersWith17SignificantDigits) {
     EXPECT_EQ(quill::json_number(0.1), "0.10000000000000001");
     EXPECT_EQ(quill::json_number(1), "1");
@@ -236,7 +298,7 @@ TEST(JsonRecords, NumbersComeBackExactly) {
 }
 
 TEST(JsonRecords, NumbersDoNotDependOnTheLocale) {
-    const WithCommaLocale comma;
+    const quill_test::CommaLocale comma;
     EXPECT_EQ(quill::json_number(1234.5), "1234.5");
     EXPECT_EQ(quill::json_vector3(R"({"p":[1234.5,2,3]})", "p"), (Vector{1234.5, 2, 3}));
 }

@@ -1,0 +1,193 @@
+#include "review/comments.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <stdexcept>
+
+#include "project/manifest.h"
+#include "review/comments_file.h"
+#include "review/reviews_file.h"
+#include "workspace/wall_clock.h"
+#include "workspace/workspace_id.h"
+#include "workspace/workspace_lookup.h"
+
+namespace quill {
+namespace {
+
+using Comments = std::vector<ProjectReviewComment>;
+using Buckets = std::vector<WorkspaceCommentBucket>;
+
+bool holds(const Comments& comments, std::string ProjectReviewComment::*field, const std::string& value) {
+    return std::any_of(comments.begin(), comments.end(),
+                       [&](const ProjectReviewComment& comment) { return comment.*field == value; });
+}
+
+// False when it was stored before.
+bool add_comment(Comments& comments, ProjectReviewComment comment, const std::string& now) {
+    if (!comment.clientMutationId.empty() &&
+        holds(comments, &ProjectReviewComment::clientMutationId, comment.clientMutationId)) {
+        return false;
+    }
+    const bool needs_id = comment.id.empty();
+    // After a deletion within the same millisecond the next number may be taken.
+    for (std::size_t n = comments.size() + 1;
+         needs_id && (comment.id.empty() || holds(comments, &ProjectReviewComment::id, comment.id)); ++n) {
+        comment.id = "comment-" + now + "-" + std::to_string(n);
+    }
+    comment.anchorKind = comment.anchorKind.empty() ? "summary" : comment.anchorKind;
+    comment.createdAt = comment.createdAt.empty() ? now : comment.createdAt;
+    comments.push_back(std::move(comment));
+    return true;
+}
+
+// `kind` is "review" or "workspace".
+void resolve_comment(Comments& comments, const std::string& id, const std::string& resolved_by, bool resolved,
+                     const std::string& now, const std::string& kind) {
+    const auto found = std::find_if(comments.begin(), comments.end(),
+                                    [&](const ProjectReviewComment& comment) { return comment.id == id; });
+    if (found == comments.end()) {
+        throw std::runtime_error(kind + " comment does not exist: " + id);
+    }
+    found->resolved = resolved;
+    found->resolvedBy = resolved ? resolved_by : "";
+    found->resolvedAt = resolved ? now : "";
+}
+
+void delete_comment(Comments& comments, const std::string& id, const std::string& kind) {
+    if (std::erase_if(comments, [&](const ProjectReviewComment& comment) { return comment.id == id; }) == 0) {
+        throw std::runtime_error(kind + " comment does not exist: " + id);
+    }
+}
+
+// `change` gets the review and the time, and says whether there is anything to write.
+ProjectReview update_review(const std::filesystem::path& project_path, const std::string& review_id,
+                            const std::function<bool(ProjectReview&, const std::string&)>& change) {
+    const std::filesystem::path project = absolute_normalized(project_path);
+    const std::lock_guard lock(project_comment_index_mutex(project));
+    ProjectReview updated;
+    update_project_reviews(project, [&](std::vector<ProjectReview>& reviews) {
+        const auto review = std::find_if(reviews.begin(), reviews.end(),
+                                         [&](const ProjectReview& entry) { return entry.id == review_id; });
+        if (review == reviews.end()) {
+            throw std::runtime_error("review does not exist: " + review_id);
+        }
+        const bool changed = change(*review, wall_clock_milliseconds());
+        updated = *review;
+        return changed;
+    });
+    return updated;
+}
+
+// The workspace that an id means.
+std::string commented_workspace(const std::string& id) {
+    return id.empty() ? "main" : is_valid_workspace_id(id) ? id : normalize_workspace_id(id);
+}
+
+Buckets::iterator bucket_of(Buckets& buckets, const std::string& workspace) {
+    return std::find_if(buckets.begin(), buckets.end(),
+                        [&](const WorkspaceCommentBucket& bucket) { return bucket.workspace == workspace; });
+}
+
+// `change` gets the comments of a workspace that has some, or an empty list, and the time.
+Comments change_workspace_comments(const std::filesystem::path& project_path, const std::string& workspace_id,
+                                   const std::function<void(Comments&, const std::string&)>& change) {
+    const std::filesystem::path project = absolute_normalized(project_path);
+    const std::lock_guard lock(project_comment_index_mutex(project));
+    Comments result;
+    update_workspace_comments(project, [&](Buckets& buckets) {
+        Comments none;
+        const auto bucket = bucket_of(buckets, commented_workspace(workspace_id));
+        Comments& comments = bucket != buckets.end() ? bucket->comments : none;
+        change(comments, wall_clock_milliseconds());
+        result = comments;
+        return true;
+    });
+    return result;
+}
+
+}  // namespace
+
+ProjectReview add_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
+                                         const ProjectReviewComment& comment) {
+    return update_review(project, review_id, [&](ProjectReview& review, const std::string& now) {
+        const bool added = add_comment(review.comments, comment, now);
+        review.updatedAt = added ? now : review.updatedAt;
+        return added;
+    });
+}
+
+ProjectReview resolve_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
+                                             const std::string& comment_id, const std::string& resolved_by,
+                                             bool resolved) {
+    return update_review(project, review_id, [&](ProjectReview& review, const std::string& now) {
+        resolve_comment(review.comments, comment_id, resolved_by, resolved, now, "review");
+        review.updatedAt = now;
+        return true;
+    });
+}
+
+ProjectReview delete_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
+                                            const std::string& comment_id) {
+    return update_review(project, review_id, [&](ProjectReview& review, const std::string&) {
+        delete_comment(review.comments, comment_id, "review");
+        return true;
+    });
+}
+
+std::vector<ProjectReviewComment> list_project_workspace_comments(const std::filesystem::path& project,
+                                                                  const std::string& workspace_id) {
+    Buckets buckets = read_workspace_comments(absolute_normalized(project));
+    const auto bucket = bucket_of(buckets, commented_workspace(workspace_id));
+    return bucket != buckets.end() ? std::move(bucket->comments) : Comments();
+}
+
+std::vector<ProjectReviewComment> add_project_workspace_comment(const std::filesystem::path& project_path,
+                                                                const std::string& workspace_id,
+                                                                const ProjectReviewComment& comment) {
+    const std::filesystem::path project = absolute_normalized(project_path);
+    const std::lock_guard lock(project_comment_index_mutex(project));
+    const std::string workspace = commented_workspace(workspace_id);
+    // Looked up before the folder is locked: the workspace index waits for the same lock.
+    if (workspace != "main" && !find_project_workspace_fresh(project, workspace, false)) {
+        throw std::runtime_error("workspace not found: " + workspace);
+    }
+    Comments result;
+    update_workspace_comments(project, [&](Buckets& buckets) {
+        auto bucket = bucket_of(buckets, workspace);
+        if (bucket == buckets.end()) {
+            bucket = buckets.insert(buckets.end(), WorkspaceCommentBucket{workspace, {}});
+        }
+        const bool added = add_comment(bucket->comments, comment, wall_clock_milliseconds());
+        result = bucket->comments;
+        return added;
+    });
+    return result;
+}
+
+std::vector<ProjectReviewComment> resolve_project_workspace_comment(const std::filesystem::path& project,
+                                                                    const std::string& workspace_id,
+                                                                    const std::string& comment_id,
+                                                                    const std::string& resolved_by, bool resolved) {
+    return change_workspace_comments(project, workspace_id, [&](Comments& comments, const std::string& now) {
+        resolve_comment(comments, comment_id, resolved_by, resolved, now, "workspace");
+    });
+}
+
+std::vector<ProjectReviewComment> delete_project_workspace_comment(const std::filesystem::path& project,
+                                                                   const std::string& workspace_id,
+                                                                   const std::string& comment_id) {
+    return change_workspace_comments(project, workspace_id, [&](Comments& comments, const std::string&) {
+        delete_comment(comments, comment_id, "workspace");
+    });
+}
+
+std::mutex& project_comment_index_mutex(const std::filesystem::path& project) {
+    // Never destroyed: background threads may outlive main. A map's mutexes stay where they are.
+    static auto* table_mutex = new std::mutex;
+    static auto* mutexes = new std::map<std::string, std::mutex>;
+    const std::lock_guard lock(*table_mutex);
+    return (*mutexes)[absolute_normalized(project).string()];
+}
+
+}  // namespace quill

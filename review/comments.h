@@ -1,0 +1,53 @@
+// Comments on reviews, kept in the review's record, and on workspaces, kept in comments.json (docs/formats.md).
+// Failures are std::runtime_error with the texts given, or those of replacing the file, which then stands as it was.
+// Any thread, and several processes at once: none loses another's change. Every change holds the project's
+// `project_comment_index_mutex`; different projects do not wait for each other.
+//
+// Adding fills in what the comment leaves empty: `id` ("comment-" + now + "-" + its number in the list), `anchorKind`
+// ("summary"), `createdAt` (now). A comment whose `clientMutationId` the list holds is stored already: nothing changes.
+// Resolving sets `resolvedBy` and `resolvedAt`, taking it back empties them. Deleting keeps the replies as they are.
+#pragma once
+
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "review/review_record.h"
+
+namespace quill {
+
+/// The three give back the review after the change. They throw "review does not exist: " + review id and, but for the
+/// first, "review comment does not exist: " + comment id.
+ProjectReview add_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
+                                         const ProjectReviewComment& comment);
+ProjectReview resolve_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
+                                             const std::string& comment_id, const std::string& resolved_by,
+                                             bool resolved);
+ProjectReview delete_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
+                                            const std::string& comment_id);
+
+/// The workspace's comments in the order in which they were added. Here and below a workspace id may be empty, which
+/// means "main", and one that could be no workspace's is normalised.
+std::vector<ProjectReviewComment> list_project_workspace_comments(const std::filesystem::path& project,
+                                                                  const std::string& workspace_id);
+
+/// The three give back the workspace's comments after the change. Adding throws "workspace not found: " + id, and what
+/// the engine reports when the remote is asked about a workspace that is not known; the others throw "workspace comment
+/// does not exist: " + comment id.
+std::vector<ProjectReviewComment> add_project_workspace_comment(const std::filesystem::path& project,
+                                                                const std::string& workspace_id,
+                                                                const ProjectReviewComment& comment);
+std::vector<ProjectReviewComment> resolve_project_workspace_comment(const std::filesystem::path& project,
+                                                                    const std::string& workspace_id,
+                                                                    const std::string& comment_id,
+                                                                    const std::string& resolved_by, bool resolved);
+std::vector<ProjectReviewComment> delete_project_workspace_comment(const std::filesystem::path& project,
+                                                                   const std::string& workspace_id,
+                                                                   const std::string& comment_id);
+
+/// The lock of all comment changes of one project in this process, by its absolute, normalised path; it lives as long
+/// as the process. Not recursive: none of the functions above may be called by its holder but the list.
+std::mutex& project_comment_index_mutex(const std::filesystem::path& project);
+
+}  // namespace quill

@@ -1,0 +1,90 @@
+#include "review/reviews_file.h"
+
+#include "project/text_file.h"
+#include "review/comment_text.h"
+#include "review/json_records.h"
+#include "review/record_folder.h"
+#include "review/unique_strings.h"
+#include "workspace/workspace_paths.h"
+
+namespace quill {
+namespace {
+
+std::string or_default(const std::string& text, const char* empty) {
+    return text.empty() ? empty : text;
+}
+
+std::string reviewer_json(const ProjectReviewReviewer& reviewer) {
+    return "{" + json_text_member("profileId", reviewer.profileId) + "," +
+           json_text_member("state", or_default(reviewer.state, "pending")) + "," +
+           json_text_member("updatedAt", reviewer.updatedAt) + "}";
+}
+
+std::string line_of(const ProjectReview& review) {
+    return "    {" + json_text_member("id", review.id) + "," + json_text_member("title", review.title) + "," +
+           json_text_member("description", review.description) + "," +
+           json_text_member("sourceWorkspace", review.sourceWorkspace) + "," +
+           json_text_member("targetWorkspace", or_default(review.targetWorkspace, "main")) + "," +
+           json_text_member("baseHeadKey", review.baseHeadKey) + "," +
+           json_text_member("sourceHeadKey", review.sourceHeadKey) + "," +
+           json_text_member("status", or_default(review.status, "open")) + "," +
+           json_text_member("author", review.author) + "," + json_text_member("createdAt", review.createdAt) + "," +
+           json_text_member("updatedAt", review.updatedAt) + ",\"reviewerIds\":[" +
+           json_joined(review.reviewerIds, ",", json_quoted) + "],\"reviewers\":[" +
+           json_joined(review.reviewers, ",", reviewer_json) + "],\"comments\":[" +
+           project_comments_json(review.comments) + "]}";
+}
+
+ProjectReviewReviewer reviewer_from(std::string_view object) {
+    return {json_written_string(object, "profileId"), json_written_string(object, "state"),
+            json_written_string(object, "updatedAt")};
+}
+
+ProjectReview review_from(std::string_view object) {
+    ProjectReview review;
+    review.id = json_written_string(object, "id");
+    review.title = json_written_string(object, "title");
+    review.description = json_written_string(object, "description");
+    review.sourceWorkspace = json_written_string(object, "sourceWorkspace");
+    review.targetWorkspace = json_written_string(object, "targetWorkspace");
+    review.baseHeadKey = json_written_string(object, "baseHeadKey");
+    review.sourceHeadKey = json_written_string(object, "sourceHeadKey");
+    review.status = json_written_string(object, "status");
+    review.author = json_written_string(object, "author");
+    review.createdAt = json_written_string(object, "createdAt");
+    review.updatedAt = json_written_string(object, "updatedAt");
+    review.reviewerIds = unique_non_empty_strings(json_written_strings(json_written_array(object, "reviewerIds")));
+    for (const std::string_view reviewer : json_written_objects(json_written_array(object, "reviewers"))) {
+        review.reviewers.push_back(reviewer_from(reviewer));
+    }
+    review.comments = project_comments_from_json(json_written_array(object, "comments"));
+    return review;
+}
+
+}  // namespace
+
+std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& project) {
+    const std::string text = read_record_file(project_reviews_index_path(project));
+    std::vector<ProjectReview> reviews;
+    for (const std::string_view object : json_written_objects(json_written_array(text, "reviews"))) {
+        reviews.push_back(review_from(object));
+    }
+    return reviews;
+}
+
+void write_project_reviews(const std::filesystem::path& project, const std::vector<ProjectReview>& reviews) {
+    write_text_file_atomically(
+        project_reviews_index_path(project),
+        "{\n  \"version\": 1,\n  \"reviews\": [\n" + json_joined(reviews, ",\n", line_of) + "\n  ]\n}\n");
+}
+
+void update_project_reviews(const std::filesystem::path& project,
+                            const std::function<bool(std::vector<ProjectReview>&)>& change) {
+    const RecordFolderLock lock(project);
+    std::vector<ProjectReview> reviews = read_project_reviews(project);
+    if (change(reviews)) {
+        write_project_reviews(project, reviews);
+    }
+}
+
+}  // namespace quill

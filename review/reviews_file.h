@@ -1,0 +1,25 @@
+// The reviews index, Workspaces/reviews.json (format: docs/formats.md). For the review and comment operations.
+// Failures are std::runtime_error.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+#include "review/review_record.h"
+
+namespace quill {
+
+/// The reviews in file order; none when the file is missing or empty. Throws "Could not open " + path.
+std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& project);
+
+/// Replaces the file; its folder must exist. Throws what write_text_file_atomically throws; the old file then stands.
+void write_project_reviews(const std::filesystem::path& project, const std::vector<ProjectReview>& reviews);
+
+/// Reads the file, and writes it when `change` returns true, under the lock on its folder (RecordFolderLock): neither
+/// another thread nor another process loses a change. `change` must not call workspace operations; what it throws
+/// leaves the file as it is. Throws besides what reading, locking and writing throw.
+void update_project_reviews(const std::filesystem::path& project,
+                            const std::function<bool(std::vector<ProjectReview>&)>& change);
+
+}  // namespace quill
