@@ -26,7 +26,8 @@ TEST(WorkspaceSnapshot, FileThatAnIncompleteWalkDidNotListIsNotTakenForDeleted) 
     }
     const pid_t child = fork();
     if (child == 0) {
-        const rlimit few{40, 40};
+        const auto next = static_cast<rlim_t>(dup(0));  // the lowest that is free
+        const rlimit few{next + 40, next + 40};
         setrlimit(RLIMIT_NOFILE, &few);
         try {
             quill::mirror_visible_project_files(folder / "source", folder / "checkout");
