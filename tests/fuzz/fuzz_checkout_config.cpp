@@ -1,0 +1,66 @@
+// A checkout's configuration: whatever the file holds is read or refused as an engine error; what is written is read
+// back. The input is the file's text and, cut into values, a configuration.
+#include <fstream>
+
+#include "tests/fuzz/fuzz_input.h"
+#include "tests/support/temporary_folder.h"
+#include "tome/checkout_config.h"
+#include "tome/error.h"
+
+namespace {
+
+using quill_test::FuzzInput;
+using quill_test::require;
+using tome::CheckoutConfig;
+
+CheckoutConfig read_text(std::string_view text) {
+    static const quill_test::TemporaryFolder folder;
+    std::ofstream(folder / "config.toml", std::ios::binary | std::ios::trunc) << text;
+    return tome::read_config(folder / "config.toml");
+}
+
+void check_written(const CheckoutConfig& config) {
+    std::string text;
+    try {
+        text = tome::config_text(config);
+    } catch (const tome::Error& error) {
+        require(error.code() == tome::ErrorCode::Invalid, "a configuration that is not written is invalid");
+        return;
+    }
+    const CheckoutConfig read = read_text(text);
+    require(read.remote_url == config.remote_url && read.repository_url == config.repository_url &&
+                read.description == config.description && read.use_shared_store == config.use_shared_store,
+            "a written configuration is read back");
+    // A path that is not used is not written.
+    require(!config.use_shared_store || read.shared_store == config.shared_store, "the store's path is read back");
+}
+
+void check_text(std::string_view text) {
+    CheckoutConfig config;
+    try {
+        config = read_text(text);
+    } catch (const tome::Error& error) {
+        require(error.code() == tome::ErrorCode::Corrupt || error.code() == tome::ErrorCode::Io,
+                "a configuration that is not read is damaged");
+        return;
+    }
+    check_written(config);
+}
+
+CheckoutConfig config_in(FuzzInput input) {
+    CheckoutConfig config;
+    config.use_shared_store = (input.byte() & 1U) != 0;
+    config.remote_url = input.text();
+    config.repository_url = input.text();
+    config.shared_store = input.text();
+    config.description = input.text();
+    return config;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    check_text(quill_test::whole_text(data, size));
+    check_written(config_in(FuzzInput(data, size)));
+    return 0;
+}
