@@ -22,8 +22,8 @@ void copy_file(const std::filesystem::path& from, const std::filesystem::path& t
 /// readers see the old bytes or the new. On failure `error` is set and the old file stands.
 void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
 
-/// Makes the names of the files at `paths` below `root`, there or removed, survive a power cut; each folder on the way is
-/// synced once. A folder that does not exist any more is passed over, as is one that cannot be synced.
+/// Makes the names of the files at `paths` below `root`, there or removed, survive a power cut; each folder on the way
+/// is synced once. A folder that does not exist any more is passed over, as is one that cannot be synced.
 void sync_folders(const std::filesystem::path& root, const std::vector<std::filesystem::path>& paths);
 
 /// Whether a parent folder of `relative` below `root` is a symbolic link, through which a write would leave `root`.

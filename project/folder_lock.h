@@ -1,5 +1,5 @@
-// An advisory lock on a folder's own descriptor, which needs no file: around every read-change-write of the record files
-// in it, so that neither another thread nor another process loses a change.
+// An advisory lock on a folder's own descriptor, which needs no file: around every read-change-write of the record
+// files in it, so that neither another thread nor another process loses a change.
 #pragma once
 
 #include <filesystem>
