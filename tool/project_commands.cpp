@@ -21,13 +21,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* default_author = "project-tool";
 
-fs::path project_of(const Arguments& arguments) {
-    return arguments[2];
-}
+fs::path project_of(const Arguments& arguments) { return arguments[2]; }
 
-std::string displayed(const fs::path& path) {
-    return fs::absolute(path).lexically_normal().string();
-}
+std::string displayed(const fs::path& path) { return fs::absolute(path).lexically_normal().string(); }
 
 std::vector<fs::path> paths_from(const Arguments& arguments, std::size_t first) {
     return {arguments.begin() + static_cast<std::ptrdiff_t>(first), arguments.end()};

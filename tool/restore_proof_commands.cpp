@@ -94,12 +94,12 @@ quill::ProjectWorkspaceRestoreResult restore_state_a(const ProofStates& proof) {
 
 void check_restore(const ProofStates& proof, const quill::ProjectWorkspaceRestoreResult& result) {
     require(result.liveVerified && result.verifiedLiveFileCount != 0, "restore did not verify the live checkout");
-    require(
-        !result.restoredHead.empty() && result.restoredHead != proof.state_a && result.restoredHead != proof.state_b,
-        "restore did not create a distinct new revision");
+    require(!result.restoredHead.empty() && result.restoredHead != proof.state_a &&
+                result.restoredHead != proof.state_b,
+            "restore did not create a distinct new revision");
     require(read_file(proof.scene) == proof.state_a_bytes, "live scene bytes do not equal restored state A");
-    const quill::ProjectWorkspaceResolution head =
-        quill::resolve_project_workspace_revision_scene(proof.package, proof.scene, "main", result.restoredHead);
+    const quill::ProjectWorkspaceResolution head = quill::resolve_project_workspace_revision_scene(
+        proof.package, proof.scene, "main", result.restoredHead);
     require(read_file(head.absoluteScene) == proof.state_a_bytes, "restored Tome head bytes do not equal state A");
 }
 
