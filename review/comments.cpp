@@ -65,23 +65,14 @@ ProjectReview update_review(const std::filesystem::path& project_path, const std
                             const std::function<bool(ProjectReview&, const std::string&)>& change) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::lock_guard lock(project_comment_index_mutex(project));
-    ProjectReview updated;
-    update_project_reviews(project, [&](std::vector<ProjectReview>& reviews) {
-        const auto review = std::find_if(reviews.begin(), reviews.end(),
-                                         [&](const ProjectReview& entry) { return entry.id == review_id; });
-        if (review == reviews.end()) {
-            throw std::runtime_error("review does not exist: " + review_id);
-        }
-        const bool changed = change(*review, wall_clock_milliseconds());
-        updated = *review;
-        return changed;
-    });
-    return updated;
+    return update_stored_review(project, review_id,
+                                [&](ProjectReview& review) { return change(review, wall_clock_milliseconds()); });
 }
 
 // The workspace that an id means.
 std::string commented_workspace(const std::string& id) {
-    return id.empty() ? "main" : is_valid_workspace_id(id) ? id : normalize_workspace_id(id);
+    const std::string workspace = workspace_id_or_main(id);
+    return is_valid_workspace_id(workspace) ? workspace : normalize_workspace_id(workspace);
 }
 
 Buckets::iterator bucket_of(Buckets& buckets, const std::string& workspace) {

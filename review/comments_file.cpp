@@ -4,22 +4,19 @@
 #include "review/comment_text.h"
 #include "review/json_records.h"
 #include "review/record_folder.h"
+#include "workspace/workspace_id.h"
 #include "workspace/workspace_paths.h"
 
 namespace quill {
 namespace {
 
-std::string workspace_or_main(const std::string& workspace) {
-    return workspace.empty() ? "main" : workspace;
-}
-
 std::string line_of(const WorkspaceCommentBucket& bucket) {
-    return "    {" + json_text_member("workspace", workspace_or_main(bucket.workspace)) + ",\"comments\":[" +
+    return "    {" + json_text_member("workspace", workspace_id_or_main(bucket.workspace)) + ",\"comments\":[" +
            project_comments_json(bucket.comments) + "]}";
 }
 
 WorkspaceCommentBucket bucket_from(std::string_view object) {
-    return {workspace_or_main(json_written_string(object, "workspace")),
+    return {workspace_id_or_main(json_written_string(object, "workspace")),
             project_comments_from_json(json_written_array(object, "comments"))};
 }
 

@@ -28,14 +28,6 @@ auto with_id(std::vector<Record>& records, std::string_view id) {
     return std::find_if(records.begin(), records.end(), [&](const Record& record) { return record.id == id; });
 }
 
-ProjectReview& require_review(std::vector<ProjectReview>& reviews, const std::string& id) {
-    const auto found = with_id(reviews, id);
-    if (found == reviews.end()) {
-        throw std::runtime_error("review does not exist: " + id);
-    }
-    return *found;
-}
-
 const ProjectWorkspace& require_workspace(std::vector<ProjectWorkspace>& workspaces, const std::string& id,
                                           const char* role) {
     const auto found = with_id(workspaces, id);
@@ -43,10 +35,6 @@ const ProjectWorkspace& require_workspace(std::vector<ProjectWorkspace>& workspa
         throw std::runtime_error(std::string(role) + " workspace does not exist: " + id);
     }
     return *found;
-}
-
-std::string or_main(const std::string& workspace) {
-    return workspace.empty() ? "main" : workspace;
 }
 
 std::string free_review_id(std::vector<ProjectReview>& reviews, const std::string& base) {
@@ -87,18 +75,13 @@ std::string status_by_verdicts(const ProjectReview& review) {
     return all && !review.reviewerIds.empty() ? "approved" : "open";
 }
 
-// Reads, changes and rewrites the review with this id; gives it back as it was written.
 template <typename Change>
 ProjectReview update_review(const std::filesystem::path& project, const std::string& id, Change change) {
-    ProjectReview updated;
-    update_project_reviews(project, [&](std::vector<ProjectReview>& reviews) {
-        ProjectReview& review = require_review(reviews, id);
+    return update_stored_review(project, id, [&](ProjectReview& review) {
         review.updatedAt = wall_clock_milliseconds();
         change(review);
-        updated = review;
         return true;
     });
-    return updated;
 }
 
 }  // namespace
@@ -120,13 +103,13 @@ ProjectReview create_project_review(const std::filesystem::path& project_path, c
                                     const std::string& title, const std::string& description, const std::string& author,
                                     const std::vector<std::string>& reviewer_ids) {
     const std::filesystem::path project = absolute_normalized(project_path);
-    if (or_main(source_workspace) == "main") {
+    if (workspace_id_or_main(source_workspace) == "main") {
         throw std::runtime_error("main workspace cannot be reviewed");
     }
     // One answer of the remote for both, before the folder is locked: the workspace index waits for the same lock.
     std::vector<ProjectWorkspace> workspaces = refresh_project_workspaces(project, true);
     const ProjectWorkspace& source = require_workspace(workspaces, source_workspace, "source");
-    const ProjectWorkspace& target = require_workspace(workspaces, or_main(source.parentId), "target");
+    const ProjectWorkspace& target = require_workspace(workspaces, workspace_id_or_main(source.parentId), "target");
 
     ProjectReview review;
     review.title = title.empty() ? source.name : title;
@@ -159,13 +142,14 @@ ProjectReview update_project_review_status(const std::filesystem::path& project_
     const std::filesystem::path project = absolute_normalized(project_path);
     std::vector<ProjectWorkspace> workspaces;
     if (status == "merged") {
-        std::vector<ProjectReview> reviews = read_project_reviews(project);
-        require_review(reviews, review_id);  // Before the remote is asked.
+        if (!find_project_review(project, review_id)) {  // Before the remote is asked.
+            throw std::runtime_error("review does not exist: " + review_id);
+        }
         workspaces = refresh_project_workspaces(project, true);
     }
     return update_review(project, review_id, [&](ProjectReview& review) {
         review.status = status;
-        const auto target = with_id(workspaces, or_main(review.targetWorkspace));
+        const auto target = with_id(workspaces, workspace_id_or_main(review.targetWorkspace));
         const auto source = with_id(workspaces, review.sourceWorkspace);
         review.baseHeadKey = target != workspaces.end() ? target->headKey : review.baseHeadKey;
         review.sourceHeadKey = source != workspaces.end() ? source->headKey : review.sourceHeadKey;

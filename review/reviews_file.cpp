@@ -1,10 +1,14 @@
 #include "review/reviews_file.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 #include "project/text_file.h"
 #include "review/comment_text.h"
 #include "review/json_records.h"
 #include "review/record_folder.h"
 #include "review/unique_strings.h"
+#include "workspace/workspace_id.h"
 #include "workspace/workspace_paths.h"
 
 namespace quill {
@@ -24,7 +28,7 @@ std::string line_of(const ProjectReview& review) {
     return "    {" + json_text_member("id", review.id) + "," + json_text_member("title", review.title) + "," +
            json_text_member("description", review.description) + "," +
            json_text_member("sourceWorkspace", review.sourceWorkspace) + "," +
-           json_text_member("targetWorkspace", or_default(review.targetWorkspace, "main")) + "," +
+           json_text_member("targetWorkspace", workspace_id_or_main(review.targetWorkspace)) + "," +
            json_text_member("baseHeadKey", review.baseHeadKey) + "," +
            json_text_member("sourceHeadKey", review.sourceHeadKey) + "," +
            json_text_member("status", or_default(review.status, "open")) + "," +
@@ -85,6 +89,22 @@ void update_project_reviews(const std::filesystem::path& project,
     if (change(reviews)) {
         write_project_reviews(project, reviews);
     }
+}
+
+ProjectReview update_stored_review(const std::filesystem::path& project, const std::string& id,
+                                   const std::function<bool(ProjectReview&)>& change) {
+    ProjectReview updated;
+    update_project_reviews(project, [&](std::vector<ProjectReview>& reviews) {
+        const auto found =
+            std::find_if(reviews.begin(), reviews.end(), [&](const ProjectReview& review) { return review.id == id; });
+        if (found == reviews.end()) {
+            throw std::runtime_error("review does not exist: " + id);
+        }
+        const bool changed = change(*found);
+        updated = *found;
+        return changed;
+    });
+    return updated;
 }
 
 }  // namespace quill

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "review/review_record.h"
@@ -21,5 +22,10 @@ void write_project_reviews(const std::filesystem::path& project, const std::vect
 /// leaves the file as it is. Throws besides what reading, locking and writing throw.
 void update_project_reviews(const std::filesystem::path& project,
                             const std::function<bool(std::vector<ProjectReview>&)>& change);
+
+/// The same for the review with this id, which it gives back as `change` left it. Throws besides "review does not
+/// exist: " + id.
+ProjectReview update_stored_review(const std::filesystem::path& project, const std::string& id,
+                                   const std::function<bool(ProjectReview&)>& change);
 
 }  // namespace quill

@@ -29,12 +29,12 @@ std::filesystem::path store_of(const std::filesystem::path& directory) {
 BlobStorage::BlobStorage(const std::filesystem::path& directory, std::optional<RepositoryLocation> remote)
     : store_(store_of(directory)), location_(std::move(remote)) {}
 
-bool BlobStorage::put(const BlobKey& key, std::string_view bytes, bool local_only, bool verify) {
+bool BlobStorage::put(const BlobKey& key, std::string_view bytes, bool local_only) {
     const std::lock_guard lock(mutex_);
-    if (verify && digest_of(bytes) != key.digest) {
+    if (digest_of(bytes) != key.digest) {
         return false;
     }
-    store_.add_bytes(bytes);  // Also where it is there already: what is there may be damaged.
+    store_.add_bytes(key.digest, bytes);  // Also where it is there already: what is there may be damaged.
     add_blob(store_.database(), key, local_only ? BlobState::Local : BlobState::Unflushed);
     return true;
 }

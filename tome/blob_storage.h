@@ -22,9 +22,9 @@ class BlobStorage {
     /// "not a checkout: DIRECTORY".
     BlobStorage(const std::filesystem::path& directory, std::optional<RepositoryLocation> remote);
 
-    /// Stores the bytes, of which no copy is made. False, and nothing is stored, when `verify` finds that they do not
-    /// hash to the key's digest.
-    bool put(const BlobKey& key, std::string_view bytes, bool local_only, bool verify);
+    /// Stores the bytes, of which no copy is made. False, and nothing is stored, when they do not hash to the key's
+    /// digest.
+    bool put(const BlobKey& key, std::string_view bytes, bool local_only);
 
     /// Hands on first the size and then all bytes, from the start on; what was handed on counts when this returns, for
     /// the bytes are checked on the way. After damage in one place `begin` is called again and all bytes come from

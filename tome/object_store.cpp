@@ -224,7 +224,8 @@ bool ObjectStore::contains(ObjectKind kind, const Digest& digest) {
            (kind == ObjectKind::Content || query.integer(0) == static_cast<int>(kind));
 }
 
-void ObjectStore::add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, const std::string* bytes) {
+void ObjectStore::add_row(const Digest& digest, ObjectKind kind, std::uint64_t size,
+                          std::optional<std::string_view> bytes) {
     // The bytes of a tree may be here already as the content of a file: as a tree they promise more. Bytes that differ
     // are damaged, for these were just hashed.
     Statement insert = database_.prepare(
@@ -234,14 +235,13 @@ void ObjectStore::add_row(const Digest& digest, ObjectKind kind, std::uint64_t s
         " WHERE (excluded.kind <> 1 AND kind <> excluded.kind) OR size <> excluded.size"
         " OR (excluded.bytes IS NOT NULL AND bytes IS NOT excluded.bytes)");
     insert.bind_blob(1, digest.view()).bind(2, static_cast<int>(kind)).bind(3, static_cast<std::int64_t>(size));
-    bytes != nullptr ? insert.bind_blob(4, *bytes) : insert.bind_null(4);
+    bytes ? insert.bind_blob(4, *bytes) : insert.bind_null(4);
     insert.run();
 }
 
 Digest ObjectStore::add_object(ObjectKind kind, std::string_view bytes) {
     const Digest digest = digest_of(bytes);
-    const std::string copy(bytes);
-    add_row(digest, kind, copy.size(), &copy);
+    add_row(digest, kind, bytes.size(), bytes);
     return digest;
 }
 
@@ -255,7 +255,7 @@ StoredFile ObjectStore::add_file(int file, const std::string& name) {
     }
     const std::string bytes = read_whole(file, name, max_inline_bytes);
     const StoredFile stored{digest_of(bytes), bytes.size()};
-    add_row(stored.digest, ObjectKind::Content, stored.size, &bytes);
+    add_bytes(stored.digest, bytes);
     return stored;
 }
 
@@ -269,28 +269,23 @@ StoredFile ObjectStore::add_large_file(int file, const std::string& name) {
         write_all(copy.file(), block, copy.path().string());
     });
     stored.digest = Digest{hash.finish()};
-    sync_descriptor(copy.file(), copy.path().string());
-    install_content_file(copy.path(), stored.digest);
-    add_row(stored.digest, ObjectKind::Content, stored.size, nullptr);
+    install_content_file(copy.file(), copy.path(), stored.digest);
+    add_row(stored.digest, ObjectKind::Content, stored.size, std::nullopt);
     return stored;
 }
 
-StoredFile ObjectStore::add_bytes(std::string_view bytes) {
-    const StoredFile stored{digest_of(bytes), bytes.size()};
+void ObjectStore::add_bytes(const Digest& digest, std::string_view bytes) {
     if (bytes.size() <= max_inline_bytes) {
-        const std::string copy(bytes);
-        add_row(stored.digest, ObjectKind::Content, stored.size, &copy);
-        return stored;
+        return add_row(digest, ObjectKind::Content, bytes.size(), bytes);
     }
-    const TemporaryContent file(content_folder());
-    write_all(file.file(), bytes, file.path().string());
-    sync_descriptor(file.file(), file.path().string());
-    install_content_file(file.path(), stored.digest);
-    add_row(stored.digest, ObjectKind::Content, stored.size, nullptr);
-    return stored;
+    const TemporaryContent copy(content_folder());
+    write_all(copy.file(), bytes, copy.path().string());
+    install_content_file(copy.file(), copy.path(), digest);
+    add_row(digest, ObjectKind::Content, bytes.size(), std::nullopt);
 }
 
-void ObjectStore::install_content_file(const std::filesystem::path& temporary, const Digest& digest) {
+void ObjectStore::install_content_file(int file, const std::filesystem::path& temporary, const Digest& digest) {
+    sync_descriptor(file, temporary.string());
     const std::filesystem::path path = content_path(digest);
     const bool made = mkdir(path.parent_path().c_str(), 0777) == 0;
     if (!made && errno != EEXIST) {
@@ -312,12 +307,12 @@ void ObjectStore::prepare_content(const Digest& digest, const Content& content) 
     }
     const TemporaryContent copy(content_folder());
     copy_content(digest, content, copy.file(), copy.path().string());
-    sync_descriptor(copy.file(), copy.path().string());
-    install_content_file(copy.path(), digest);
+    install_content_file(copy.file(), copy.path(), digest);
 }
 
 void ObjectStore::add_content(const Digest& digest, const Content& content) {
-    add_row(digest, ObjectKind::Content, content.size, content.in_file() ? nullptr : &content.bytes);
+    add_row(digest, ObjectKind::Content, content.size,
+            content.in_file() ? std::nullopt : std::optional<std::string_view>(content.bytes));
 }
 
 }  // namespace tome

@@ -7,7 +7,9 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "tome/database.h"
 #include "tome/object_source.h"
@@ -41,8 +43,8 @@ class ObjectStore final : public ObjectSource {
     /// Adds the bytes of an open file from its start on, reading them once. Durable with the transaction around it.
     StoredFile add_file(int file, const std::string& name);
 
-    /// The same for bytes in memory, of which no copy is made when they are many.
-    StoredFile add_bytes(std::string_view bytes);
+    /// The same for bytes in memory, whose digest the caller has taken. No copy is made of them.
+    void add_bytes(const Digest& digest, std::string_view bytes);
 
     /// Makes large content durable in its file ahead of add_content, outside any transaction, so that a long copy
     /// keeps nobody waiting. Does nothing for small content.
@@ -55,8 +57,8 @@ class ObjectStore final : public ObjectSource {
     const std::filesystem::path& directory() const { return directory_; }
 
   private:
-    void add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, const std::string* bytes);
-    void install_content_file(const std::filesystem::path& temporary, const Digest& digest);
+    void add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, std::optional<std::string_view> bytes);
+    void install_content_file(int file, const std::filesystem::path& temporary, const Digest& digest);
     std::filesystem::path content_path(const Digest& digest) const;
     std::filesystem::path content_folder();  ///< where content is written; swept once of what killed writers left
     StoredFile add_large_file(int file, const std::string& name);

@@ -104,7 +104,8 @@ class Merger {
         if (!merged) {
             return std::nullopt;
         }
-        const StoredFile stored = store_.add_bytes(*merged);
+        const StoredFile stored{digest_of(*merged), merged->size()};
+        store_.add_bytes(stored.digest, *merged);
         TreeEntry entry = *ours;
         entry.size = stored.size;
         entry.digest = stored.digest;

@@ -62,7 +62,7 @@ void put_blob(const tome_storage_put_params_t& params, const Events& events) {
     }
     const std::string_view bytes(static_cast<const char*>(params.data), static_cast<std::size_t>(params.length));
     const bool stored =
-        storage_of(params.handle)->put(to_key(params.key), bytes, params.local_only != 0, params.options.verify != 0);
+        storage_of(params.handle)->put(to_key(params.key), bytes, params.local_only != 0);
     tome_event_t event{};
     event.kind = TOME_EVENT_STORAGE_ITEM;
     event.as.item.digest = params.key.digest;

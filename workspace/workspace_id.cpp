@@ -41,4 +41,8 @@ std::string normalize_workspace_id(std::string_view name) {
     return id.empty() ? "workspace" : id;
 }
 
+std::string workspace_id_or_main(const std::string& id) {
+    return id.empty() ? "main" : id;
+}
+
 }  // namespace quill

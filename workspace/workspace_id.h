@@ -13,4 +13,7 @@ bool is_valid_workspace_id(std::string_view id);
 /// "workspace" when nothing is left.
 std::string normalize_workspace_id(std::string_view name);
 
+/// The id itself; "main" for an empty one.
+std::string workspace_id_or_main(const std::string& id);
+
 }  // namespace quill

@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "project/folder_lock.h"
 #include "project/text_file.h"
 #include "review/json_records.h"
 #include "review/record_folder.h"
@@ -85,9 +84,7 @@ void write_workspaces_without_main(const std::filesystem::path& project,
 
 void update_workspaces_without_main(const std::filesystem::path& project,
                                     const std::function<void(std::vector<ProjectWorkspace>&)>& change) {
-    const std::filesystem::path folder = project_workspaces_index_path(project).parent_path();
-    make_record_folder(folder);
-    const FolderLock lock(folder);
+    const RecordFolderLock lock(project);
     std::vector<ProjectWorkspace> workspaces = read_workspaces_without_main(project);
     change(workspaces);
     write_workspaces_without_main(project, workspaces);

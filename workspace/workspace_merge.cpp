@@ -67,15 +67,14 @@ TomeCheckout checkout_to_merge_in(const MergeRequest& request) {
     throw std::runtime_error(text);
 }
 
-// A private checkout of main with the given files of one revision.
-fs::path files_of(const MergeRequest& request, const fs::path& checkout, const std::vector<std::string>& paths,
-                  const std::string& revision) {
+// Brings the given files of one revision, at least one, into a private checkout of main.
+void bring_files(const MergeRequest& request, const fs::path& checkout, const std::vector<std::string>& paths,
+                 const std::string& revision) {
     TomeSync sync;
     sync.paths = paths;
     sync.revision = revision;
     sync.scratch = true;
     call_tome_revision_sync({checkout, request.remote_url}, sync);
-    return checkout;
 }
 
 bool same_file(const fs::path& a, const fs::path& b) {
@@ -111,10 +110,13 @@ void check_way(const fs::path& project, const std::string& path) {
 std::vector<std::string> paths_to_bring(const MergeRequest& request, const TomeCheckout& merged,
                                         const std::string& before, const std::string& after, bool published) {
     const std::vector<std::string> paths = visible_paths(call_tome_revision_diff(merged, before, after).revision_paths);
+    if (paths.empty()) {
+        return {};
+    }
     const fs::path old_files = workspace_main_materialize_checkout(request.project);
     ensure_tome_branch_checkout(request.project, old_files, request.scene, "main");
-    files_of(request, old_files, paths, before);
-    files_of(request, merged.root, paths, after);
+    bring_files(request, old_files, paths, before);
+    bring_files(request, merged.root, paths, after);
     std::vector<std::string> brought;
     std::vector<std::string> uncommitted;
     for (const std::string& path : paths) {

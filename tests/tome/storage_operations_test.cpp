@@ -182,7 +182,6 @@ TEST_F(StorageOperations, RefuseBytesOfAnotherDigestWithoutFailing) {
     params.key = key_of("abc");
     params.data = bytes.data();
     params.length = bytes.size();
-    params.options.verify = 1;
     const Reply reply = storage.call(tome_storage_put, params);
     EXPECT_EQ(reply.code, 0);
     EXPECT_EQ(reply.kinds, (std::vector<std::int32_t>{TOME_EVENT_STORAGE_ITEM, TOME_EVENT_STORAGE_FAILED}));

@@ -436,7 +436,7 @@ typedef struct tome_blob_key {
 } tome_blob_key_t;
 
 typedef struct tome_storage_options {
-    uint32_t verify;          /* put: hash the bytes and refuse others than those of the digest */
+    uint32_t verify;          /* put: refuse bytes that do not hash to the digest; this engine always does */
     uint32_t wait_seconds;    /* for locks of other processes; this library waits a minute always */
     uint32_t chunk_kibibytes; /* get: largest chunk; 0: 1024 */
 } tome_storage_options_t;
@@ -451,9 +451,9 @@ typedef struct tome_storage_open_params {
 TOME_API int32_t tome_storage_open(const tome_globals_t* globals, const tome_storage_open_params_t* params,
                                    uint64_t user, tome_callback_t callback);
 
-/* Stores a blob durably in the checkout's store; one that is there already is left. With `local_only` a flush passes it
- * over. A blob that is refused is no failure of the call: TOME_EVENT_STORAGE_ITEM says so and TOME_EVENT_STORAGE_FAILED
- * follows. The bytes are not copied. */
+/* Stores a blob durably in the checkout's store; bytes there that are damaged are made good. With `local_only` a flush
+ * passes it over, unless it was stored without before. A blob that is refused is no failure of the call:
+ * TOME_EVENT_STORAGE_ITEM says so and TOME_EVENT_STORAGE_FAILED follows. The bytes are not copied. */
 typedef struct tome_storage_put_params {
     uint64_t handle;
     tome_blob_key_t key;
