@@ -1,4 +1,4 @@
-# Warnings, sanitizers and symbol visibility, the same for every target.
+# Warnings, sanitizers, precompiled headers and symbol visibility, the same for every target.
 
 function(quill_compiler_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
@@ -12,6 +12,14 @@ function(quill_compiler_options target)
     if(QUILL_SANITIZE MATCHES "undefined")
       target_compile_options(${target} PRIVATE -fno-sanitize-recover=undefined)
     endif()
+  endif()
+endfunction()
+
+# The standard headers that most modules of a large target include.
+function(quill_precompile_headers target)
+  if(QUILL_PRECOMPILE_HEADERS)
+    target_precompile_headers(${target} PRIVATE <algorithm> <array> <cstdint> <filesystem> <functional> <map> <memory>
+      <mutex> <optional> <set> <stdexcept> <string> <string_view> <unordered_map> <vector>)
   endif()
 endfunction()
 
