@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <set>
 
 #include <quill/quill.h>
 
@@ -254,6 +256,93 @@ TEST_P(WorkspaceMerge, DiffNamesWhatTheWorkspaceChanged) {
                                                  "move Assets/moved here"}));
     EXPECT_EQ(failure_of([&] { quill::diff_project_workspaces(project_, "nobody", "main"); }),
               "workspace branch does not exist");
+}
+
+class LargeWorkspaceMerge : public RealProject {
+  protected:
+    static constexpr int files = 10'000;
+
+    /// 100 files in each of 100 folders.
+    static std::string name_of(int n) { return "Assets/" + std::to_string(n / 100) + "/" + std::to_string(n); }
+    static std::string bytes_of(int n) { return "file " + std::to_string(n) + "\n"; }
+
+    LargeWorkspaceMerge() {
+        make_project_with_remote();
+        for (int n = 0; n < files; ++n) {
+            write_file(project_ / name_of(n), bytes_of(n));
+        }
+        quill::initialize_project_tome_repository(project_);
+    }
+
+    /// A workspace that edits 80 of every hundredth file from `first` on, deletes 10 and moves 10, and a new one.
+    void make_workspace(const std::string& id, int first) {
+        quill::create_project_workspace(project_, project_ / scene, "main", id, "ana");
+        quill::resolve_project_workspace_scene(project_, {}, id);
+        const fs::path root = quill::project_workspace_checkout_root(project_, id);
+        quill::TomeSync sync;
+        for (int n = first; n < files; n += 100) {
+            sync.paths.push_back(name_of(n));
+        }
+        quill::call_tome_revision_sync({root, remote_}, sync);
+        std::vector<fs::path> paths{"Assets/new in " + id};
+        write_file(root / paths.back(), "new\n");
+        expected_[paths.back().string()] = "new\n";
+        for (int n = first; n < files; n += 100) {
+            change(root, id, n, paths);
+        }
+        quill::update_project_workspace_head(project_, id, root, paths, "ana", "");
+    }
+
+    /// The files below Assets that a checkout or package is to hold after both merges.
+    std::map<std::string, std::string> expected() const {
+        std::map<std::string, std::string> result = expected_;
+        for (int n = 0; n < files; ++n) {
+            if (!gone_.contains(n)) {
+                result.try_emplace(name_of(n), bytes_of(n));
+            }
+        }
+        return result;
+    }
+
+    static std::map<std::string, std::string> assets_of(const fs::path& root) {
+        std::map<std::string, std::string> result;
+        for (const std::string& path : visible_files(root)) {
+            if (path.starts_with("Assets/")) {
+                result[path] = read_file(root / path);
+            }
+        }
+        return result;
+    }
+
+  private:
+    void change(const fs::path& root, const std::string& id, int n, std::vector<fs::path>& paths) {
+        const int folder = n / 100;
+        paths.emplace_back(name_of(n));
+        if (folder < 80) {
+            expected_[name_of(n)] = "edited in " + id + "\n";
+            return write_file(root / name_of(n), "edited in " + id + "\n");
+        }
+        gone_.insert(n);
+        if (folder < 90) {
+            fs::remove(root / name_of(n));
+            return;
+        }
+        paths.emplace_back(name_of(n) + " moved");
+        fs::rename(root / name_of(n), root / paths.back());
+        expected_[paths.back().string()] = bytes_of(n);
+    }
+
+    std::map<std::string, std::string> expected_;
+    std::set<int> gone_;
+};
+
+TEST_F(LargeWorkspaceMerge, OfTwoWorkspacesWithAHundredChangesEachKeepsThemAll) {
+    make_workspace("first", 7);
+    make_workspace("second", 42);
+    merge_project_workspace_into(project_, "first", "second", "");
+    merge_project_workspace_into(project_, "second", "main", "");
+    EXPECT_TRUE(assets_of(project_) == expected());
+    EXPECT_TRUE(assets_of(clone_of_main()) == expected());
 }
 
 }  // namespace
