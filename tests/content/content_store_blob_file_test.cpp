@@ -7,14 +7,15 @@
 
 #include <csignal>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
+#include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
+using quill_test::failure_of;
 using quill_test::read_file;
 using quill_test::TemporaryFolder;
 using quill_test::write_file;
@@ -22,15 +23,6 @@ using std::filesystem::path;
 
 void write_blob(const path& blob, const std::string& text) {
     quill::write_binary_file_atomically(blob, std::as_bytes(std::span(text)));
-}
-
-std::string error_of(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "no error";
 }
 
 // As long as it lives, no write succeeds, as on a full disk.
@@ -60,7 +52,7 @@ std::string temporary_prefix(const path& blob) {
 // What a write to `blob` fails with on a full disk; it ends with the temporary path.
 std::string error_on_full_disk(const path& blob) {
     const FullDisk full;
-    return error_of([&] { write_blob(blob, "bytes"); });
+    return failure_of([&] { write_blob(blob, "bytes"); });
 }
 
 // The temporary path that this thread's next write to `blob` takes.
@@ -99,7 +91,7 @@ TEST(ContentStoreBlobFile, WritesAnEmptyFile) {
 TEST(ContentStoreBlobFile, WriteRefusesAFileInPlaceOfAFolder) {
     const TemporaryFolder folder;
     write_file(folder / "file", "");
-    EXPECT_EQ(error_of([&] { write_blob(folder / "file/x.blob", "bytes"); }),
+    EXPECT_EQ(failure_of([&] { write_blob(folder / "file/x.blob", "bytes"); }),
               "could not create content store directory: Not a directory");
 }
 
@@ -107,7 +99,7 @@ TEST(ContentStoreBlobFile, WriteNamesTheTemporaryFileThatItCannotOpen) {
     const TemporaryFolder folder;
     const path temporary = next_temporary(folder / "x.blob");
     std::filesystem::create_directory(temporary);
-    EXPECT_EQ(error_of([&] { write_blob(folder / "x.blob", "bytes"); }),
+    EXPECT_EQ(failure_of([&] { write_blob(folder / "x.blob", "bytes"); }),
               "could not write content blob: " + temporary.string());
 }
 
@@ -137,7 +129,7 @@ TEST(ContentStoreBlobFile, WriteLeavesAnotherProcessesTemporaryFileAlone) {
 TEST(ContentStoreBlobFile, WriteThatCannotBeInstalledLeavesNothing) {
     const TemporaryFolder folder;
     std::filesystem::create_directories(folder / "x.blob/inner");
-    EXPECT_EQ(error_of([&] { write_blob(folder / "x.blob", "bytes"); }),
+    EXPECT_EQ(failure_of([&] { write_blob(folder / "x.blob", "bytes"); }),
               "could not install content blob: Is a directory");
     EXPECT_EQ(entry_count(folder.path()), 1U);
 }
@@ -151,7 +143,7 @@ TEST(ContentStoreBlobFile, LostRaceIsSuccess) {
 
 TEST(ContentStoreBlobFile, FailedRenameWithNoBlobInPlaceIsAnError) {
     const TemporaryFolder folder;
-    EXPECT_EQ(error_of([&] { quill::install_content_blob(folder / "gone", folder / "x.blob"); }),
+    EXPECT_EQ(failure_of([&] { quill::install_content_blob(folder / "gone", folder / "x.blob"); }),
               "could not install content blob: No such file or directory");
 }
 

@@ -6,10 +6,10 @@
 
 #include <filesystem>
 #include <map>
-#include <stdexcept>
 #include <string>
 
 #include "tests/fake_tome/fake_tome.h"
+#include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quill_test {
@@ -24,17 +24,6 @@ class FakeProject : public testing::Test {
     /// A package with a manifest and one scene; the remote's head holds an older text of the scene.
     FakeProject();
     ~FakeProject() override { fake_tome::reset(); }
-
-    /// What `action` threw as std::runtime_error, or "no failure".
-    template <typename Action>
-    static std::string failure_of(Action action) {
-        try {
-            action();
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "no failure";
-    }
 
     static std::size_t count_calls(const std::string& operation) { return fake_tome::calls(operation).size(); }
 

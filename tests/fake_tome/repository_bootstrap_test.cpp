@@ -11,6 +11,7 @@ namespace fs = std::filesystem;
 using fake_tome::Call;
 using fake_tome::Events;
 using fake_tome::make_hash;
+using quill_test::failure_of;
 using quill_test::scene;
 using quill_test::write_file;
 using Texts = std::vector<std::string>;

@@ -15,6 +15,7 @@ using fake_tome::Events;
 using fake_tome::make_hash;
 using fake_tome::make_hash_hex;
 using quill::ProjectWorkspaceRestoreResult;
+using quill_test::failure_of;
 using quill_test::read_file;
 using quill_test::scene;
 using quill_test::write_file;

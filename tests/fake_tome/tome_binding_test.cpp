@@ -4,10 +4,10 @@
 #include <tome/tome.h>
 
 #include <limits>
-#include <stdexcept>
 #include <thread>
 
 #include "tests/fake_tome/fake_tome.h"
+#include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -18,6 +18,7 @@ using fake_tome::make_hash;
 using fake_tome::make_hash_hex;
 using quill::TomeCheckout;
 using quill::TomeWorkspaceState;
+using quill_test::failure_of;
 using Texts = std::vector<std::string>;
 
 const std::string remote = "file:///remote";
@@ -51,16 +52,6 @@ class TomeBinding : public testing::Test {
         const std::vector<Call> calls = fake_tome::calls();
         EXPECT_EQ(calls.size(), 1u);
         return calls.at(0);
-    }
-
-    template <typename Action>
-    static std::string failure_of(Action action) {
-        try {
-            action();
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "no failure";
     }
 
     quill_test::TemporaryFolder folder_;

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 using fake_tome::Call;
 using fake_tome::Events;
 using quill::TomeContentStore;
+using quill_test::failure_of;
 using Texts = std::vector<std::string>;
 
 const std::string digest_of_abc = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";

@@ -13,6 +13,7 @@ using fake_tome::Call;
 using fake_tome::Events;
 using fake_tome::make_hash_hex;
 using quill::ProjectWorkspaceMutationResult;
+using quill_test::failure_of;
 using quill_test::scene;
 using quill_test::write_file;
 using Texts = std::vector<std::string>;

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 using fake_tome::Call;
 using fake_tome::Events;
 using quill::ProjectWorkspace;
+using quill_test::failure_of;
 using quill_test::scene;
 using Texts = std::vector<std::string>;
 

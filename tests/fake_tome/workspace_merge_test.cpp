@@ -10,6 +10,7 @@ using fake_tome::Call;
 using fake_tome::Events;
 using fake_tome::make_hash;
 using fake_tome::make_hash_hex;
+using quill_test::failure_of;
 using quill_test::scene;
 using Texts = std::vector<std::string>;
 

@@ -7,6 +7,7 @@ namespace {
 using fake_tome::Call;
 using fake_tome::Events;
 using fake_tome::make_hash_hex;
+using quill_test::failure_of;
 using quill_test::fake_remote;
 using Texts = std::vector<std::string>;
 

@@ -11,6 +11,7 @@ namespace {
 namespace fs = std::filesystem;
 using fake_tome::Call;
 using fake_tome::Events;
+using quill_test::failure_of;
 using quill_test::read_file;
 using quill_test::scene;
 using quill_test::write_file;

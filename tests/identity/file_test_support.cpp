@@ -126,15 +126,6 @@ std::vector<std::string> names_in(const std::filesystem::path& folder) {
     return names;
 }
 
-std::string error_of(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "no error";
-}
-
 std::string system_message(int number) {
     return std::generic_category().message(number);
 }

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/failure.h"
+
 namespace quill_test {
 
 /// A file name with a quote, a backslash, a line feed, a tab, spaces and letters beyond ASCII.
@@ -21,9 +23,6 @@ std::string bytes_of_size(std::size_t size);
 
 /// The names in `folder`, in byte order.
 std::vector<std::string> names_in(const std::filesystem::path& folder);
-
-/// What the std::runtime_error says that `action` throws, or "no error".
-std::string error_of(const std::function<void()>& action);
 
 /// What the system says of the errno `number`.
 std::string system_message(int number);

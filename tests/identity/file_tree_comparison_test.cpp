@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using quill_test::bytes_of_size;
-using quill_test::error_of;
+using quill_test::failure_of;
 using quill_test::odd_name;
 using quill_test::read_file;
 using quill_test::system_message;
@@ -46,7 +46,7 @@ class DifferingFiles : public testing::Test {
     Paths differing() const { return quill::differing_project_workspace_files(folder_ / "live", folder_ / "old"); }
 
     std::string failure() const {
-        return error_of([&] { differing(); });
+        return failure_of([&] { differing(); });
     }
 
     quill_test::TemporaryFolder folder_;
@@ -273,7 +273,7 @@ class MaterializedFiles : public testing::Test {
     }
 
     std::string failure(const Paths& paths) const {
-        return error_of([&] { materialize(paths); });
+        return failure_of([&] { materialize(paths); });
     }
 
     // Everything below the target: a folder with a slash, a link with an arrow, a file with its bytes.
@@ -548,7 +548,7 @@ TEST_F(MaterializedFiles, AreVerifiedByTheirBytes) {
         GTEST_SKIP() << "no such file here";
     }
     EXPECT_EQ(
-        error_of([&] { quill::materialize_project_workspace_files_checked(random, folder_ / "target", {"uuid"}); }),
+        failure_of([&] { quill::materialize_project_workspace_files_checked(random, folder_ / "target", {"uuid"}); }),
         "restore verification failed for live file: uuid");
 }
 
@@ -577,7 +577,7 @@ TEST_F(MaterializedFiles, MayBeMadeByManyThreadsAtOnce) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(messages, std::vector<std::string>(4, "no error"));
+    EXPECT_EQ(messages, std::vector<std::string>(4, "no failure"));
     EXPECT_EQ(std::distance(fs::directory_iterator(target("sub")), {}), 8);
 }
 
@@ -703,7 +703,7 @@ TEST_F(MaterializedFiles, NeverReachThroughALinkedFolder) {
     write_file(source("a/changed"), "new");
     fs::create_directories(source("a/folder"));
     for (const char* path : {"a/changed", "a/folder", "a/kept"}) {
-        EXPECT_NE(failure({path}), "no error") << path;
+        EXPECT_NE(failure({path}), "no failure") << path;
     }
     EXPECT_EQ(read_file(folder_ / "elsewhere/changed") + read_file(folder_ / "elsewhere/kept"), "oldold");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "elsewhere"), {}), 2);

@@ -6,11 +6,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quill_test {
@@ -47,17 +47,6 @@ class CurrentFolder {
   private:
     std::filesystem::path before_;
 };
-
-/// What `action` threw as std::runtime_error, or "no failure".
-template <typename Action>
-std::string failure_of(Action action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "no failure";
-}
 
 /// The names in a folder, sorted.
 inline std::vector<std::string> names_in(const std::filesystem::path& folder) {

@@ -5,13 +5,13 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "identity/visible_files.h"
 #include "project/project_creation.h"
 #include "project/repository_configuration.h"
+#include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
 #include "workspace/tome_binding.h"
 #include "workspace/workspace_checkout.h"
@@ -50,17 +50,6 @@ class RealProject : public testing::Test {
 
     static std::vector<std::string> visible_files(const std::filesystem::path& root) {
         return quill::visible_project_files(root);
-    }
-
-    /// What `action` threw as std::runtime_error, or "no failure".
-    template <typename Action>
-    static std::string failure_of(Action action) {
-        try {
-            action();
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "no failure";
     }
 
     TemporaryFolder folder_;

@@ -8,6 +8,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using quill_test::failure_of;
 using quill_test::read_file;
 using quill_test::scene;
 using quill_test::write_file;

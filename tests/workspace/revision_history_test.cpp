@@ -4,23 +4,16 @@
 
 #include <quill/quill.h>
 
+#include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
 
 namespace quill {
 namespace {
 
+using quill_test::failure_of;
 using quill_test::HistoryProject;
 using quill_test::read_file;
 using quill_test::write_file;
-
-std::string failure_of(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "(no failure)";
-}
 
 TEST(RevisionHistory, ListsNewestFirstWithWhatTheCommitSaid) {
     const HistoryProject project;

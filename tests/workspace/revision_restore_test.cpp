@@ -4,6 +4,7 @@
 
 #include <quill/quill.h>
 
+#include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
 #include "workspace/live_project_restore.h"
 #include "workspace/workspace_index_file.h"
@@ -12,18 +13,10 @@
 namespace quill {
 namespace {
 
+using quill_test::failure_of;
 using quill_test::HistoryProject;
 using quill_test::read_file;
 using quill_test::write_file;
-
-std::string failure_of(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "(no failure)";
-}
 
 bool has_scratch_folders(const HistoryProject& project) {
     for (const auto& entry : std::filesystem::directory_iterator(workspace_checkout_base(project.package()))) {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
 #include "workspace/branch_index_cache.h"
 
@@ -48,12 +49,7 @@ class WorkspaceIndexFile : public testing::Test {
     }
 
     std::string failure_of_write() const {
-        try {
-            quill::write_workspaces_without_main(project_, {workspace("b")});
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "no failure";
+        return quill_test::failure_of([&] { quill::write_workspaces_without_main(project_, {workspace("b")}); });
     }
 
     quill_test::TemporaryFolder folder_;
