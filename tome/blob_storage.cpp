@@ -39,17 +39,15 @@ bool BlobStorage::put(const BlobKey& key, std::string_view bytes, bool local_onl
     return true;
 }
 
-Remote* BlobStorage::find_remote() {
-    if (!remote_ && location_) {
-        try {
-            remote_ = DirectoryRemote::open(*location_);
-        } catch (const Error& error) {
-            if (error.code() != ErrorCode::NotFound) {
-                throw;
-            }
+std::unique_ptr<Remote> BlobStorage::find_remote() const {
+    try {
+        return location_ ? DirectoryRemote::open(*location_) : nullptr;
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::NotFound) {
+            throw;
         }
+        return nullptr;
     }
-    return remote_.get();
 }
 
 void BlobStorage::deliver_from(ObjectSource& source, const BlobKey& key,
@@ -90,8 +88,8 @@ void BlobStorage::get(const BlobKey& key, const std::function<void(std::uint64_t
             damage = error;
         }
     }
-    Remote* remote = find_remote();
-    if (remote != nullptr && remote->has_blob(key)) {
+    const std::unique_ptr<Remote> remote = find_remote();
+    if (remote && remote->has_blob(key)) {
         return deliver_from(*remote->objects(), key, begin, deliver);
     }
     if (damage) {
@@ -109,7 +107,8 @@ void BlobStorage::flush() {
     if (keys.empty()) {
         return;
     }
-    if (find_remote() == nullptr) {
+    std::unique_ptr<Remote> remote = find_remote();
+    if (!remote) {
         try {
             DirectoryRemote::create_repository(*location_);
         } catch (const Error& error) {
@@ -117,12 +116,12 @@ void BlobStorage::flush() {
                 throw;
             }
         }
-        remote_ = DirectoryRemote::open(*location_);
+        remote = DirectoryRemote::open(*location_);
     }
     std::optional<Error> damage;  // of one blob does not hold up the others
     for (const BlobKey& key : keys) {
         try {
-            remote_->add_blobs(store_, {key});
+            remote->add_blobs(store_, {key});
             mark_flushed(store_.database(), key);
         } catch (const Error& error) {
             if (error.code() != ErrorCode::Corrupt) {

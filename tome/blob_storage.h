@@ -36,14 +36,13 @@ class BlobStorage {
     void flush();
 
   private:
-    Remote* find_remote();
+    std::unique_ptr<Remote> find_remote() const;  ///< opened anew each time: it may be replaced meanwhile
     void deliver_from(ObjectSource& source, const BlobKey& key, const std::function<void(std::uint64_t)>& begin,
                       const std::function<void(std::uint64_t, std::string_view)>& deliver) const;
 
     std::mutex mutex_;
     ObjectStore store_;
     std::optional<RepositoryLocation> location_;
-    std::unique_ptr<Remote> remote_;
 };
 
 }  // namespace tome

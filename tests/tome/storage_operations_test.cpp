@@ -227,6 +227,19 @@ TEST_F(StorageOperations, FlushAgainDoesNothingAndWithoutARemoteNeither) {
     EXPECT_EQ(alone.flush().code, 0);
 }
 
+TEST_F(StorageOperations, FollowARemoteThatIsReplacedWhileTheyAreOpen) {
+    const Storage here(folder_ / "here", url_);
+    const Storage there(folder_ / "there", url_);
+    here.put("abc");
+    EXPECT_EQ(here.flush().error, "");
+    EXPECT_EQ(there.get("abc").bytes, "abc");
+    fs::remove_all(folder_ / "remote");
+    here.put("def");
+    EXPECT_EQ(here.flush().error, "");
+    EXPECT_EQ(there.get("def").bytes, "def");
+    EXPECT_EQ(Storage(folder_ / "new", url_).get("def").bytes, "def");
+}
+
 TEST_F(StorageOperations, FlushToARemoteThatIsAFileIsRefusedAndMayBeRepeated) {
     quill_test::write_file(folder_ / "remote", "");
     const Storage here(folder_ / "here", url_);
