@@ -24,6 +24,17 @@ std::filesystem::path store_of(const std::filesystem::path& directory) {
     throw Error(ErrorCode::NotFound, "Not found: blob " + to_hex(key.digest));
 }
 
+std::unique_ptr<Remote> make_remote(const RepositoryLocation& location) {
+    try {
+        DirectoryRemote::create_repository(location);
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::AlreadyExists) {  // Another process may have been faster.
+            throw;
+        }
+    }
+    return DirectoryRemote::open(location);
+}
+
 }  // namespace
 
 BlobStorage::BlobStorage(const std::filesystem::path& directory, std::optional<RepositoryLocation> remote)
@@ -103,20 +114,16 @@ void BlobStorage::flush() {
     if (!location_) {
         return;
     }
+    std::unique_ptr<Remote> remote = find_remote();
+    if (!remote) {  // What was flushed is on another remote, or on one that is gone.
+        mark_all_unflushed(store_.database());
+    }
     const std::vector<BlobKey> keys = unflushed_blobs(store_.database());
     if (keys.empty()) {
         return;
     }
-    std::unique_ptr<Remote> remote = find_remote();
     if (!remote) {
-        try {
-            DirectoryRemote::create_repository(*location_);
-        } catch (const Error& error) {
-            if (error.code() != ErrorCode::AlreadyExists) {  // Another process may have been faster.
-                throw;
-            }
-        }
-        remote = DirectoryRemote::open(*location_);
+        remote = make_remote(*location_);
     }
     std::optional<Error> damage;  // of one blob does not hold up the others
     for (const BlobKey& key : keys) {

@@ -59,4 +59,10 @@ void mark_flushed(Database& database, const BlobKey& key) {
     update.bind(4, static_cast<std::int64_t>(BlobState::Flushed)).run();
 }
 
+void mark_all_unflushed(Database& database) {
+    Statement update = database.prepare("UPDATE blob SET state = ?1 WHERE state = ?2");
+    update.bind(1, static_cast<std::int64_t>(BlobState::Unflushed));
+    update.bind(2, static_cast<std::int64_t>(BlobState::Flushed)).run();
+}
+
 }  // namespace tome

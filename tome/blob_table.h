@@ -30,4 +30,7 @@ std::vector<BlobKey> unflushed_blobs(Database& database);
 
 void mark_flushed(Database& database, const BlobKey& key);
 
+/// Makes every flushed blob an unflushed one: the remote turned out to have none.
+void mark_all_unflushed(Database& database);
+
 }  // namespace tome

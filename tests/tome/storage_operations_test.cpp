@@ -240,6 +240,17 @@ TEST_F(StorageOperations, FollowARemoteThatIsReplacedWhileTheyAreOpen) {
     EXPECT_EQ(Storage(folder_ / "new", url_).get("def").bytes, "def");
 }
 
+TEST_F(StorageOperations, FlushToAnotherRemoteBringsWhatTheFirstHasToo) {
+    {
+        const Storage here(folder_ / "here", url_);
+        here.put("abc");
+        EXPECT_EQ(here.flush().error, "");
+    }
+    const std::string other = "file://" + (folder_ / "other").string() + "/blobs";
+    EXPECT_EQ(Storage(folder_ / "here", other).flush().error, "");
+    EXPECT_EQ(Storage(folder_ / "there", other).get("abc").bytes, "abc");
+}
+
 TEST_F(StorageOperations, FlushToARemoteThatIsAFileIsRefusedAndMayBeRepeated) {
     quill_test::write_file(folder_ / "remote", "");
     const Storage here(folder_ / "here", url_);
