@@ -85,7 +85,7 @@ std::string folded(std::string_view name) {
 
 bool looks_like_state_folder(std::string_view name) {
     const std::string plain = folded(name);
-    if (plain == ".tome") {
+    if (is_state_folder(plain)) {
         return true;
     }
     // Short names of the form TOME~1.
@@ -94,6 +94,12 @@ bool looks_like_state_folder(std::string_view name) {
 }
 
 }  // namespace
+
+bool is_state_folder(std::string_view name) {
+    constexpr std::string_view making = ".tome-";
+    return name == ".tome" || (name.size() == making.size() + 16 && name.starts_with(making) &&
+                               name.find_first_not_of("0123456789abcdef", making.size()) == std::string_view::npos);
+}
 
 void check_entry_name(std::string_view name) {
     const bool malformed = name.empty() || name == "." || name == ".." || name.size() > 255 ||

@@ -13,9 +13,14 @@ namespace tome {
 inline constexpr std::size_t max_path_bytes = 3000;
 inline constexpr std::size_t max_path_depth = 255;
 
+/// Whether a file of this name belongs to the checkout itself: ".tome", or ".tome-" and 16 hexadecimal digits, which is
+/// a ".tome" that is being made.
+bool is_state_folder(std::string_view name);
+
 /// Throws Error(Invalid) "invalid name in a tree: NAME" unless `name` may stand in a tree. Refused are "", ".", "..",
 /// names over 255 bytes, names with "/", NUL or "\", and every name that a file system which folds case, drops
-/// ignorable code points, trailing dots or spaces, or knows short names and streams, would take for ".tome".
+/// ignorable code points, trailing dots or spaces, or knows short names and streams, would take for that of a state
+/// folder.
 void check_entry_name(std::string_view name);
 
 /// The names in a checked path; views into it.

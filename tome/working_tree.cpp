@@ -44,7 +44,7 @@ std::vector<std::string> names_in(const FileDescriptor& folder, const std::strin
     std::vector<std::string> names;
     while (const dirent* entry = readdir(stream.get())) {
         const std::string_view text = entry->d_name;
-        if (text != "." && text != ".." && text != ".tome") {
+        if (text != "." && text != ".." && !is_state_folder(text)) {
             names.emplace_back(text);
         }
     }

@@ -240,8 +240,10 @@ TEST_F(ConcurrentProcesses, CloningIntoOneFolderAllGetTheWholeOfIt) {
         const DamageCheckout together = checkout("together" + std::to_string(round));
         run_at_once(2, [&](int) {
             DamageCheckout::require(together.clone());
-            if (!DamageCheckout::require(together.status()).paths.empty() ||
-                read_file(together / "Assets/large.bin") != large_bytes) {
+            for (const std::string& path : DamageCheckout::require(together.status()).paths) {
+                throw std::runtime_error("differs from the clone: " + path);
+            }
+            if (read_file(together / "Assets/large.bin") != large_bytes) {
                 throw std::runtime_error("not the whole clone");
             }
         });

@@ -72,6 +72,13 @@ TEST_F(StagingAndCommit, StageOfAFolderTakesAllItHolds) {
     EXPECT_EQ(paths, (Paths{"+in/deep/b", "+in/new/c", "-in/a"}));
 }
 
+TEST_F(StagingAndCommit, StateThatAnotherProcessIsMakingIsNoFileOfTheTree) {
+    const EngineClient client = new_repository({{"a", "1"}});
+    client.write(".tome-0123456789abcdef/index.db", "half-made");
+    client.write("b", "2");
+    EXPECT_EQ(must(client.status()).paths, Paths{"b"});
+}
+
 TEST_F(StagingAndCommit, StageWithoutAdditionsOrDeletionsPassesThemOver) {
     const EngineClient client = new_repository({{"edited", "1"}, {"gone", "2"}});
     client.write("edited", "X");

@@ -129,6 +129,15 @@ TEST(TreePath, RefusesShortNamesOfTheStateFolder) {
     }
 }
 
+TEST(TreePath, RefusesTheStateFolderThatIsBeingMade) {
+    for (const char* name : {".tome-0123456789abcdef", ".TOME-FEDCBA9876543210", ".tome-0000000000000000. "}) {
+        expect_refused(name);
+    }
+    for (const char* name : {".tome-", ".tome-0123456789abcde", ".tome-0123456789abcdef0", ".tome-0123456789abcdeg"}) {
+        EXPECT_EQ(TreePath::parse(name).text(), name);
+    }
+}
+
 TEST(TreePath, RefusesTheStateFolderWithCodePointsThatMacSystemsIgnore) {
     for (char32_t point = 0x200c; point <= 0x200f; ++point) {
         expect_refused_with(point);
