@@ -144,7 +144,7 @@ TEST_F(TomeContentStores, HoldNoSecondCopyOfABlobInMemory) {
 #else
         const auto mebibytes = static_cast<std::size_t>(usage.ru_maxrss) >> 10U;
 #endif
-        _exit(mebibytes < blob_mebibytes + blob_mebibytes / 2 ? 0 : 1);
+        _exit(mebibytes < blob_mebibytes + 64 ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
