@@ -29,6 +29,9 @@ constexpr const char* default_scene =
     "}\n";
 
 void require_directory_or_nothing(const std::filesystem::path& path) {
+    if (path.empty()) {
+        throw std::runtime_error("Project path is empty");
+    }
     std::error_code ignored;
     const std::filesystem::file_type type = std::filesystem::status(path, ignored).type();
     const bool nothing = type == std::filesystem::file_type::none || type == std::filesystem::file_type::not_found;

@@ -81,8 +81,11 @@ int make_temporary(const std::filesystem::path& path) {
 
 std::string read_text_file(const std::filesystem::path& path) {
     std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored)) {  // To open a named pipe would be to wait for its writer.
+        throw std::runtime_error("Could not open " + path.string());
+    }
     std::ifstream in(path, std::ios::binary);
-    if (!in || std::filesystem::is_directory(path, ignored)) {
+    if (!in) {
         throw std::runtime_error("Could not open " + path.string());
     }
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

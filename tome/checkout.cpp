@@ -36,6 +36,11 @@ void clear_temporary_files(const std::filesystem::path& directory) {
     }
 }
 
+bool is_store(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    return std::filesystem::exists(directory / "store.db", ignored);
+}
+
 std::filesystem::path own_store(const std::filesystem::path& directory) {
     return state_folder(directory) / "objects";
 }
@@ -80,17 +85,18 @@ Checkout::Checkout(const std::filesystem::path& directory, Access access, bool o
 }
 
 void Checkout::add_store(const std::filesystem::path& directory) {
-    std::error_code ignored;
-    if (std::filesystem::exists(directory / "store.db", ignored)) {
+    if (is_store(directory)) {
         store_ = std::make_shared<ObjectStore>(directory);
         sources_.add(store_);
     }
 }
 
 ObjectStore& Checkout::store() {
-    const std::filesystem::path wanted = config_.use_shared_store ? config_.shared_store : own_store(directory_);
+    // A shared store that is gone was moved or removed with the folder around it; the remote has what it held.
+    const bool shared = config_.use_shared_store && is_store(config_.shared_store);
+    const std::filesystem::path wanted = shared ? config_.shared_store : own_store(directory_);
     if (!store_ || store_->directory() != wanted) {
-        if (!config_.use_shared_store) {
+        if (!shared) {
             ObjectStore::create(wanted);
         }
         store_ = std::make_shared<ObjectStore>(wanted);

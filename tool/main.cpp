@@ -3,6 +3,7 @@
 #include <array>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,10 +33,11 @@ constexpr std::array<Command, 10> commands{{
     {"commit-workspace", 5, quill_tool::run_commit_workspace},
 }};
 
-// One line, whatever a path in it holds.
+// One line, and nothing that a terminal obeys, whatever a path in it holds.
 std::string one_line(std::string text) {
     for (char& c : text) {
-        if (c == '\n' || c == '\r') {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f) {
             c = ' ';
         }
     }
@@ -60,7 +62,9 @@ int run(const std::vector<std::string>& arguments) {
 int main(int argc, char** argv) {
     try {
         const int status = run({argv, argv + argc});
-        std::cout.flush();
+        if (!std::cout.flush()) {
+            throw std::runtime_error("could not write to standard output");
+        }
         return status;
     } catch (const std::exception& error) {
         std::cerr << "quill_project_tool: " << one_line(error.what()) << '\n';

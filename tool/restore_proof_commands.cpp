@@ -31,8 +31,12 @@ constexpr const char* state_b_addition =
     "}\n";
 
 std::string read_file(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    std::error_code ignored;
+    std::ifstream in;
+    if (fs::is_regular_file(path, ignored)) {  // A named pipe would be waited for.
+        in.open(path, std::ios::binary);
+    }
+    if (!in.is_open()) {
         throw std::runtime_error("could not read " + path.string());
     }
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
@@ -44,6 +48,11 @@ void write_file(const fs::path& path, const std::string& bytes) {
         throw std::runtime_error("could not write " + path.string());
     }
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+bool is_inside(const fs::path& path, const fs::path& folder) {
+    const fs::path relative = quill::absolute_normalized(path).lexically_relative(quill::absolute_normalized(folder));
+    return !relative.empty() && relative != "." && *relative.begin() != "..";
 }
 
 struct ProofStates {
@@ -60,6 +69,9 @@ ProofStates author_state_b(const fs::path& package) {
     proof.package = package;
     proof.project = quill::read_project(package);
     proof.scene = quill::resolve_project_scene_path(package);
+    if (!is_inside(proof.scene, package)) {
+        throw std::runtime_error("scene lies outside the project: " + proof.scene.string());
+    }
     proof.state_a_bytes = read_file(proof.scene);
     const auto before = quill::list_project_workspace_revisions(package, "main", listed_revisions);
     if (before.empty()) {
@@ -94,12 +106,12 @@ quill::ProjectWorkspaceRestoreResult restore_state_a(const ProofStates& proof) {
 
 void check_restore(const ProofStates& proof, const quill::ProjectWorkspaceRestoreResult& result) {
     require(result.liveVerified && result.verifiedLiveFileCount != 0, "restore did not verify the live checkout");
-    require(!result.restoredHead.empty() && result.restoredHead != proof.state_a &&
-                result.restoredHead != proof.state_b,
-            "restore did not create a distinct new revision");
+    require(
+        !result.restoredHead.empty() && result.restoredHead != proof.state_a && result.restoredHead != proof.state_b,
+        "restore did not create a distinct new revision");
     require(read_file(proof.scene) == proof.state_a_bytes, "live scene bytes do not equal restored state A");
-    const quill::ProjectWorkspaceResolution head = quill::resolve_project_workspace_revision_scene(
-        proof.package, proof.scene, "main", result.restoredHead);
+    const quill::ProjectWorkspaceResolution head =
+        quill::resolve_project_workspace_revision_scene(proof.package, proof.scene, "main", result.restoredHead);
     require(read_file(head.absoluteScene) == proof.state_a_bytes, "restored Tome head bytes do not equal state A");
 }
 

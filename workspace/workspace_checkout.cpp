@@ -29,6 +29,10 @@ fs::path project_id_path(const fs::path& checkout) {
     return checkout / ".keel-project-id";
 }
 
+fs::path repository_path(const fs::path& checkout) {
+    return checkout / ".keel-repository";
+}
+
 std::string text_or_nothing(const fs::path& path) {
     try {
         return read_text_file(path);
@@ -65,10 +69,28 @@ void remove_checkout(const fs::path& checkout) {
     fs::remove_all(checkout, ignored);
 }
 
-// What a failed clone left behind; never a finished checkout, which another process may just have made.
-void remove_failed_clone(const fs::path& checkout) {
+// A private checkout says which repository it is of; the package may have got another one since.
+bool is_of_another_repository(const fs::path& project, const fs::path& checkout) {
+    const std::string repository = is_tome_checkout(checkout) ? text_or_nothing(repository_path(checkout)) : "";
+    return !repository.empty() && repository != project_tome_repository_url(project) + "\n";
+}
+
+bool holds_files(const fs::path& folder) {
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (entry->path().filename() != ".tome" && entry->path().filename() != ".derived") {
+            return true;
+        }
+    }
+    return static_cast<bool>(error) && fs::exists(folder, error);
+}
+
+// What an interrupted or failed clone left behind; never a finished checkout, which another process may just have made.
+// The files of a folder that somebody works in stay: those of the clone are there in the next one, too.
+void remove_unfinished_checkout(const fs::path& checkout, bool worked_in) {
     if (!is_tome_checkout(checkout)) {
-        remove_checkout(checkout);
+        remove_checkout(worked_in && holds_files(checkout) ? checkout / ".tome" : checkout);
     }
 }
 
@@ -116,14 +138,17 @@ bool is_tome_checkout(const fs::path& checkout) {
 
 void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& checkout, const std::string& branch,
                                    const std::vector<std::string>& paths, bool use_shared_store, bool metadata_only) {
+    if (!use_shared_store && is_of_another_repository(project, checkout)) {
+        remove_checkout(checkout);
+    }
     if (is_tome_checkout(checkout)) {
         return;
     }
     remove_abandoned_checkouts(project);
     std::error_code ignored;
     // In this order: another process may finish its clone in between, which puts both there at once.
-    if (fs::exists(checkout / ".tome", ignored) && !is_tome_checkout(checkout)) {
-        remove_checkout(checkout);
+    if (fs::exists(fs::symlink_status(checkout / ".tome", ignored))) {
+        remove_unfinished_checkout(checkout, use_shared_store);
     }
     TomeClone clone;
     clone.repository_url = project_tome_repository_url(project);
@@ -141,14 +166,17 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
             return clone_once(project, checkout, clone);
         } catch (const std::runtime_error&) {
             // The clone does not need the store; what else is wrong shows without it.
-            remove_failed_clone(checkout);
+            remove_unfinished_checkout(checkout, true);
             clone.use_shared_store = false;
         }
     }
     try {
         clone_once(project, checkout, clone);
+        if (!use_shared_store) {
+            write_text_file(repository_path(checkout), clone.repository_url + "\n");
+        }
     } catch (const std::runtime_error& error) {
-        remove_failed_clone(checkout);
+        remove_unfinished_checkout(checkout, use_shared_store);
         const std::string text = error.what();
         throw std::runtime_error(text.empty() ? "tome_repository_clone failed" : text);
     }
@@ -182,6 +210,16 @@ void ensure_tome_branch_checkout(const fs::path& project, const fs::path& checko
     }
     const std::string name = branch.empty() ? "main" : branch;
     const std::vector<std::string> paths = scene_to_fetch(project, scene);
+    const bool reused = is_tome_checkout(checkout);
+    clone_tome_checkout_if_needed(project, checkout, name, paths, false, false);
+    try {
+        return bring_to_branch(project, checkout, name, paths);
+    } catch (const std::runtime_error&) {
+        if (!reused) {
+            throw;
+        }
+        remove_checkout(checkout);  // A repository made anew on the remote lacks what this one stands on.
+    }
     clone_tome_checkout_if_needed(project, checkout, name, paths, false, false);
     bring_to_branch(project, checkout, name, paths);
 }

@@ -31,6 +31,9 @@ namespace fs = std::filesystem;
 // Each lost attempt lost to a commit that landed, so many processes at once still all get through.
 constexpr int max_attempts = 40;
 
+// How far back a checkout's base is looked for in the history of its branch.
+constexpr std::uint64_t searched_revisions = 10'000;
+
 struct CommitRequest {
     fs::path project;
     std::string workspace;
@@ -225,10 +228,21 @@ void publish(const CommitRequest& request, const TomeCheckout& checkout, const s
     invalidate_tome_branch_index_cache(request.project);
 }
 
-// A workspace's own checkout may hold a commit whose publication was cut off: nothing differs, and nobody else has it.
+// Whether the branch on the remote holds the checkout's base.
+bool is_published(const CommitRequest& request, const TomeCheckout& checkout, const TomeWorkspaceState& status) {
+    if (status.identity.empty() || status.identity == status.second_identity) {
+        return true;
+    }
+    const auto revisions = call_tome_revision_history(checkout, request.workspace, searched_revisions).revisions;
+    return std::any_of(revisions.begin(), revisions.end(),
+                       [&](const auto& revision) { return revision.id == status.identity; });
+}
+
+// A workspace's own checkout may hold a commit that was not published: nothing differs, and nobody else has it. Where
+// another was published first the push says so, each time.
 void publish_cut_off_commit(const CommitRequest& request, const CommitPlace& place, const TomeWorkspaceState& status) {
-    if (place.in_place && status.identity_number > status.identity_extra) {
-        const TomeCheckout checkout{place.checkout, request.remote_url};
+    const TomeCheckout checkout{place.checkout, request.remote_url};
+    if (place.in_place && !is_published(request, checkout, status)) {
         const std::size_t files = call_tome_revision_info(checkout, status.identity).event_count;
         publish(request, checkout, status.identity, commit_message(request, files), files);
     }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -60,6 +61,55 @@ TEST(CommandLine, MissingPackageIsOneErrorLine) {
 TEST(CommandLine, LineFeedInAPathStaysOneErrorLine) {
     expect_failure(ToolFolder().run_without_remote({"id", "P\n.quillproject"}),
                    "Project is not a directory: P .quillproject");
+}
+
+TEST(CommandLine, ControlCharactersOfAPathDoNotReachTheTerminal) {
+    expect_failure(ToolFolder().run_without_remote({"id", "P\x1b[2J\r\a\x7f.quillproject"}),
+                   "Project is not a directory: P [2J   .quillproject");
+}
+
+TEST(CommandLine, CreateWithoutAPathTouchesNothing) {
+    const ToolFolder folder;
+    folder.write("project.json", "mine");
+    expect_failure(folder.run_without_remote({"create", "", "--name", "x"}), "Project path is empty");
+    EXPECT_EQ(folder.text("project.json"), "mine");
+    EXPECT_FALSE(std::filesystem::exists(folder / "Scenes"));
+}
+
+TEST(CommandLine, OutputThatCannotBeWrittenIsAFailure) {
+    if (!std::filesystem::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full here";
+    }
+    const ToolFolder folder;
+    folder.run_without_remote({"create", "P.quillproject"});
+    const ProcessResult result =
+        run_process({"/bin/sh", "-c", "\"$0\" id P.quillproject > /dev/full", QUILL_TOOL}, {}, folder / "");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "quill_project_tool: could not write to standard output\n");
+}
+
+TEST(CommandLine, NamedPipesInPlaceOfFilesAreNotWaitedFor) {
+    const ToolFolder folder;
+    folder.must({"create", "P.quillproject"});
+    std::filesystem::remove(folder / "P.quillproject/Scenes/Main.usda");
+    ASSERT_EQ(mkfifo((folder / "P.quillproject/Scenes/Main.usda").c_str(), 0600), 0);
+    expect_failure(folder.run({"restore-proof", "P.quillproject"}),
+                   "could not read " + (folder / "P.quillproject/Scenes/Main.usda").string());
+    std::filesystem::remove(folder / "P.quillproject/project.json");
+    ASSERT_EQ(mkfifo((folder / "P.quillproject/project.json").c_str(), 0600), 0);
+    expect_failure(folder.run({"id", "P.quillproject"}), "Could not open P.quillproject/project.json");
+}
+
+TEST(CommandLine, ProofOfASceneOutsideThePackageTouchesNothing) {
+    const ToolFolder folder;
+    folder.must({"create", "P.quillproject"});
+    folder.write("victim.txt", "mine");
+    std::string manifest = folder.text("P.quillproject/project.json");
+    manifest.replace(manifest.find("Scenes/Main.usda"), 16, "../victim.txt");
+    folder.write("P.quillproject/project.json", manifest);
+    expect_failure(folder.run({"restore-proof", "P.quillproject"}),
+                   "scene lies outside the project: " + (folder / "victim.txt").string());
+    EXPECT_EQ(folder.text("victim.txt"), "mine");
 }
 
 TEST(CommandLine, CreatePrintsTheAbsoluteNormalisedPath) {

@@ -178,6 +178,73 @@ TEST_F(WorkspaceCommands, InterruptedCloneIsReplaced) {
     EXPECT_TRUE(std::filesystem::exists(folder / (feature + ".tome/config.toml")));
 }
 
+TEST_F(WorkspaceCommands, EditsInAWorkspaceFolderOutliveTheLossOfItsState) {
+    for (const char* lost : {".tome", ".tome/config.toml"}) {
+        folder.must({"create-workspace", project, "main", "Other"});
+        const std::string id = lost == std::string(".tome") ? "other" : "other-2";
+        const std::string checkout = project + "/.derived/tome-workspaces/" + id + "/";
+        folder.must({"sync-workspace", project, id, scene});
+        folder.write(checkout + scene, "edited");
+        folder.write(checkout + "new.txt", "new");
+        std::filesystem::remove_all(folder / (checkout + lost));
+        for (const char* command : {"commit-workspace", "sync-workspace"}) {
+            const ProcessResult result = folder.run({command, project, id, scene});
+            EXPECT_EQ(result.status, 1) << lost;
+            EXPECT_EQ(
+                result.err,
+                "quill_project_tool: tome_repository_clone: uncommitted changes would be overwritten: " + scene + "\n");
+            EXPECT_EQ(folder.text(checkout + scene), "edited");
+            EXPECT_EQ(folder.text(checkout + "new.txt"), "new");
+        }
+    }
+}
+
+TEST_F(WorkspaceCommands, FilesPutIntoAWorkspaceFolderBeforeItsFirstUseAreCommitted) {
+    folder.must({"create-workspace", project, "main", "Other"});
+    const std::string checkout = project + "/.derived/tome-workspaces/other/";
+    folder.write(checkout + "new.txt", "new");
+    folder.must({"commit-workspace", project, "other", "new.txt"});
+    std::filesystem::remove_all(folder / checkout);
+    folder.must({"sync-workspace", project, "other", "new.txt"});
+    EXPECT_EQ(folder.text(project + "/new.txt"), "new");
+}
+
+TEST_F(WorkspaceCommands, CommitThatLostToAnotherIsNeverSaidToBePublished) {
+    std::filesystem::copy(folder / project, folder / "Copy.quillproject", std::filesystem::copy_options::recursive);
+    folder.write(feature + scene, "#usda 1.0\n# first\n");
+    folder.must({"commit-workspace", project, "feature", scene});
+    folder.write("Copy.quillproject/.derived/tome-workspaces/feature/" + scene, "#usda 1.0\n# second\n");
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        const ProcessResult result = folder.run({"commit-workspace", "Copy.quillproject", "feature", scene});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err, "quill_project_tool: tome_branch_push: branch has moved on the remote: feature\n");
+    }
+    EXPECT_EQ(folder.text("Copy.quillproject/.derived/tome-workspaces/feature/" + scene), "#usda 1.0\n# second\n");
+}
+
+TEST_F(WorkspaceCommands, WorkspaceOfAMovedPackageGoesOn) {
+    std::filesystem::rename(folder / project, folder / "Moved.quillproject");
+    const std::string checkout = "Moved.quillproject/.derived/tome-workspaces/feature/";
+    folder.write(checkout + scene, "#usda 1.0\n# moved\n");
+    folder.must({"commit-workspace", "Moved.quillproject", "feature", scene});
+    folder.must({"sync-workspace", "Moved.quillproject", "feature", scene});
+    EXPECT_EQ(folder.text("Moved.quillproject/" + scene), "#usda 1.0\n# moved\n");
+    EXPECT_EQ(folder.must({"create-workspace", "Moved.quillproject", "feature", "Child"}), "child\n");
+}
+
+TEST_F(WorkspaceCommands, WorkspacesOfAPackageMadeAnewGoToItsNewRepository) {
+    folder.must({"create", project});  // a new ID
+    folder.must({"create-workspace", project, "main", "Second"});
+    folder.must({"sync-workspace", project, "second", scene});
+}
+
+TEST_F(WorkspaceCommands, RemoteThatWasMadeAnewTakesNewWorkspaces) {
+    std::filesystem::remove_all(folder / "remote");
+    folder.must({"initialize-history", project});
+    folder.must({"create-workspace", project, "main", "Second"});
+    folder.must({"sync-workspace", project, "second", scene});
+}
+
 TEST_F(WorkspaceCommands, CheckoutsOfDeadProcessesAreRemoved) {
     folder.write(project + "/" + scene, "#usda 1.0\n# 2\n");
     folder.must({"commit-workspace", project, "main", scene});
