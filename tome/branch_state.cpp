@@ -99,7 +99,7 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch) {
     if (is_ancestor(checkout.sources(), record->head, *local)) {
         return {*local, *local};
     }
-    const std::vector<Digest> bases = merge_bases(checkout.sources(), *local, record->head);
+    const std::vector<Digest> bases = merge_bases(checkout.sources(), {*local}, record->head);
     return {record->head, bases.empty() ? Digest{} : bases.front(), true};
 }
 

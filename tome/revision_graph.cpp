@@ -72,21 +72,23 @@ bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& hea
     return false;
 }
 
-std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Digest& b) {
-    // Bits: reached from a, reached from b, below a common ancestor that was already found.
-    enum : unsigned { from_a = 1, from_b = 2, stale = 4 };
+std::vector<Digest> merge_bases(ObjectSource& source, const std::vector<Digest>& ours, const Digest& theirs) {
+    // Bits: reached from ours, reached from theirs, below a common ancestor that was already found.
+    enum : unsigned { from_ours = 1, from_theirs = 2, stale = 4 };
     std::map<Digest, unsigned> marks;
-    marks[a] |= from_a;
-    marks[b] |= from_b;
     Frontier frontier(source);
-    frontier.add(a);
-    frontier.add(b);
+    for (const Digest& head : ours) {
+        marks[head] |= from_ours;
+        frontier.add(head);
+    }
+    marks[theirs] |= from_theirs;
+    frontier.add(theirs);
     std::vector<Digest> bases;
     // What is left when all of it is stale lies below the common ancestors that were found.
     while (frontier.holds([&](const Digest& digest) { return (marks[digest] & stale) == 0; })) {
         const NamedRevision current = frontier.take();
         unsigned inherited = marks[current.digest];
-        if ((inherited & (from_a | from_b)) == (from_a | from_b) && (inherited & stale) == 0) {
+        if ((inherited & (from_ours | from_theirs)) == (from_ours | from_theirs) && (inherited & stale) == 0) {
             bases.push_back(current.digest);
             inherited |= stale;
         }

@@ -17,9 +17,9 @@ struct NamedRevision {
 /// Whether `ancestor` is `head` or reachable from it; zero is everyone's ancestor.
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head);
 
-/// The common ancestors of `a` and `b` that no other common ancestor descends from, by order, largest first; then by
-/// digest. None when the histories share nothing.
-std::vector<Digest> merge_bases(ObjectSource& source, const Digest& a, const Digest& b);
+/// The common ancestors of a merge of `ours`, one revision or several, and of `theirs` that no other common ancestor
+/// descends from, by order, largest first; then by digest. None when the histories share nothing.
+std::vector<Digest> merge_bases(ObjectSource& source, const std::vector<Digest>& ours, const Digest& theirs);
 
 /// The revisions that `head` reaches without passing one for which `is_known` holds, by order, smallest first. What
 /// lies behind those is not read.

@@ -1,18 +1,22 @@
 #include "tome/revision_merge.h"
 
+#include <map>
 #include <set>
+#include <vector>
 
 #include "tome/error.h"
 #include "tome/object_sink.h"
 #include "tome/revision_graph.h"
 #include "tome/text_merge.h"
+#include "tome/tree_diff.h"
 #include "tome/tree_merge.h"
 
 namespace tome {
 namespace {
 
-// Common ancestors of common ancestors: deeper ones than this are taken as they are.
+// Common ancestors of common ancestors: of deeper ones than this, and of more, what they do not agree about is unsure.
 constexpr int max_base_depth = 16;
+constexpr int max_ancestor_merges = 200;
 
 // What two sides are compared with.
 struct Base {
@@ -25,7 +29,7 @@ class Merger {
     Merger(ObjectSource& source, ObjectStore& store) : source_(source), store_(store) {}
 
     RevisionMerge merge(const Digest& ours, const Digest& theirs) {
-        const Base base = base_of(ours, theirs, 0);
+        const Base base = base_of({ours}, theirs, 0);
         const Digest our_tree = tree_of(ours);
         TreeMerge merge = merge_sides(base, our_tree, tree_of(theirs));
         if (!merge.conflicts.empty()) {
@@ -48,20 +52,44 @@ class Merger {
         return changed;
     }
 
-    Base base_of(const Digest& ours, const Digest& theirs, int depth) {
+    // What a merge of `ours`, one revision or several, with `theirs` is compared with.
+    Base base_of(const std::vector<Digest>& ours, const Digest& theirs, int depth) {
         const std::vector<Digest> ancestors = merge_bases(source_, ours, theirs);
+        const auto known = bases_.find(ancestors);
+        return known != bases_.end() ? known->second
+                                     : bases_.emplace(ancestors, merge_of(ancestors, depth)).first->second;
+    }
+
+    // Several common ancestors, one after the other merged into those before.
+    Base merge_of(const std::vector<Digest>& ancestors, int depth) {
         Base base;
+        std::vector<Digest> merged;
         for (const Digest& ancestor : ancestors) {
-            if (base.tree.is_zero()) {
+            if (merged.empty()) {
                 base.tree = tree_of(ancestor);
-                continue;
+            } else if (depth < max_base_depth && ancestor_merges_++ < max_ancestor_merges) {
+                add_ancestor(base, base_of(merged, ancestor, depth + 1), tree_of(ancestor));
+            } else {
+                distrust(base, tree_of(ancestor));
             }
-            const Base below = depth < max_base_depth ? base_of(ancestors.front(), ancestor, depth + 1) : Base{};
-            const TreeMerge merge = merge_sides(below, base.tree, tree_of(ancestor));
-            base.unsure.insert(merge.conflicts.begin(), merge.conflicts.end());
-            base.tree = apply(base.tree, merge.changes);
+            merged.push_back(ancestor);
         }
         return base;
+    }
+
+    void add_ancestor(Base& base, const Base& below, const Digest& tree) {
+        TreeMerge merge = merge_sides(below, base.tree, tree);
+        for (const std::string& path : merge.conflicts) {
+            merge.changes.erase(path);
+            base.unsure.insert(path);
+        }
+        base.tree = apply(base.tree, merge.changes);
+    }
+
+    void distrust(Base& base, const Digest& tree) {
+        for (const FileDifference& difference : diff_trees(source_, base.tree, tree)) {
+            base.unsure.insert(difference.path);
+        }
     }
 
     TreeMerge merge_sides(const Base& base, const Digest& ours, const Digest& theirs) {
@@ -132,6 +160,8 @@ class Merger {
 
     ObjectSource& source_;
     ObjectStore& store_;
+    std::map<std::vector<Digest>, Base> bases_;  // by the common ancestors that were merged
+    int ancestor_merges_ = 0;
 };
 
 }  // namespace

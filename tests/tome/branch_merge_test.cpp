@@ -15,25 +15,26 @@ using Paths = std::vector<std::string>;
 using Files = std::map<std::string, std::string>;
 using Edits = std::map<std::string, std::optional<std::string>>;
 
+// Writes the files, removes those without content, and stages and commits all that.
+std::string commit(const EngineClient& client, const Edits& edits) {
+    Paths paths;
+    for (const auto& [path, bytes] : edits) {
+        std::filesystem::remove_all(client / path);
+    }
+    for (const auto& [path, bytes] : edits) {
+        if (bytes) {
+            client.write(path, *bytes);
+        }
+        paths.push_back(path);
+    }
+    return client.commit_paths(paths);
+}
+
 // A checkout of main and one of side, which both start at the same revision.
 class BranchMerge : public EngineOperations {
   protected:
     BranchMerge() { must(main_.create_branch("side")); }
 
-    // Writes the files, removes those without content, and stages and commits all that.
-    static std::string commit(const EngineClient& client, const Edits& edits) {
-        Paths paths;
-        for (const auto& [path, bytes] : edits) {
-            std::filesystem::remove_all(client / path);
-        }
-        for (const auto& [path, bytes] : edits) {
-            if (bytes) {
-                client.write(path, *bytes);
-            }
-            paths.push_back(path);
-        }
-        return client.commit_paths(paths);
-    }
     std::string on_main(const Edits& edits) const {
         const std::string revision = commit(main_, edits);
         must(main_.push("main"));
@@ -310,6 +311,100 @@ TEST_F(BranchMerge, OfCrissCrossHistoriesIsAConflictWhereTheCommonAncestorsDoNot
     on_main({{"a", "main, settled"}});
     on_side({{"a", "side, settled"}});
     expect_conflicts({"a"});
+}
+
+// Any number of branches, each worked on in a checkout of its own.
+class TangledBranches : public EngineOperations {
+  protected:
+    TangledBranches() { change("main", {{"f", "0"}}); }
+
+    void branch(const std::string& name, const std::string& from) { must(on("main").create_branch(name, from)); }
+    void change(const std::string& branch, const Edits& edits) {
+        commit(on(branch), edits);
+        must(on(branch).push(branch));
+    }
+    Paths merge(const std::string& from, const std::string& into) {
+        const EngineResult merged = must(on(into).merge(from));
+        must(on(into).push(into));
+        return merged.paths;
+    }
+    const EngineClient& on(const std::string& branch) {
+        const auto found = clients_.find(branch);
+        return found != clients_.end() ? found->second
+                                       : clients_.emplace(branch, new_clone({.branch = branch})).first->second;
+    }
+
+  private:
+    std::map<std::string, EngineClient> clients_{{"main", new_repository({{"z", "0"}})}};
+};
+
+TEST_F(TangledBranches, WithThreeCommonAncestorsLoseNoChange) {
+    for (const char* longer : {"p", "q", "r"}) {  // Which ancestor is the newest makes no difference.
+        const std::string at = longer;
+        const auto name = [&](const char* plain) { return at + plain; };
+        branch(name("p"), "main");
+        branch(name("c"), "main");
+        change(name("c"), {{"f", "1"}});
+        branch(name("q"), name("c"));
+        branch(name("r"), name("c"));
+        change(name("p"), {{"p", "p"}});
+        change(name("q"), {{"q", "q"}});
+        change(name("q"), {{"f", "0"}});
+        change(name("r"), {{"r", "r"}});
+        for (int n = 0; n < 5; ++n) {
+            change(name(longer), {{"long", std::to_string(n)}});
+        }
+        branch(name("a"), name("p"));
+        branch(name("b"), name("p"));
+        merge(name("q"), name("a"));
+        merge(name("r"), name("a"));
+        merge(name("r"), name("b"));
+        merge(name("q"), name("b"));
+        change(name("b"), {{"f", "1"}});
+        if (merge(name("b"), name("a")) != Paths{"f"}) {
+            EXPECT_EQ(on(name("a")).read("f"), "1") << longer;
+        }
+    }
+}
+
+TEST_F(TangledBranches, WhoseAncestorsHaveAFileAndAFolderOfOneNameKeepADeletion) {
+    branch("x", "main");
+    branch("y", "main");
+    change("x", {{"pad", "1"}});
+    change("x", {{"a", "file"}});
+    change("y", {{"a/y", "inner"}});
+    branch("x1", "x");
+    branch("y1", "y");
+    change("x", {{"a", std::nullopt}});
+    EXPECT_EQ(merge("y1", "x"), Paths{});
+    change("x", {{"a/y", std::nullopt}});
+    change("y", {{"a/y", std::nullopt}});
+    EXPECT_EQ(merge("x1", "y"), Paths{});
+    EXPECT_EQ(merge("y", "x"), Paths{});
+    EXPECT_FALSE(on("x").has("a"));
+}
+
+TEST_F(TangledBranches, ThatMergeEachOtherAgainAndAgainTakeNoLonger) {
+    const Paths names{"k", "l", "m", "n"};
+    for (const std::string& name : names) {
+        branch(name, "main");
+        change(name, {{name, "0"}});
+    }
+    for (int round = 0; round < 12; ++round) {
+        const std::string number = std::to_string(round);
+        for (const std::string& name : names) {
+            branch(name + number, name);
+        }
+        for (const std::string& name : names) {
+            for (const std::string& other : names) {
+                if (name != other) {
+                    EXPECT_EQ(merge(other + number, name), Paths{});
+                }
+            }
+            change(name, {{name, "after " + number}});
+        }
+    }
+    EXPECT_EQ(merge("l", "k"), Paths{});
 }
 
 TEST_F(BranchMerge, OfTextsChangedInDifferentLinesTakesBoth) {

@@ -27,7 +27,7 @@ class RevisionGraph : public testing::Test {
     bool is_ancestor(const tome::Digest& ancestor, const tome::Digest& head) {
         return tome::is_ancestor(objects_, ancestor, head);
     }
-    Digests bases(const tome::Digest& a, const tome::Digest& b) { return tome::merge_bases(objects_, a, b); }
+    Digests bases(const tome::Digest& a, const tome::Digest& b) { return tome::merge_bases(objects_, {a}, b); }
 
     EngineTestObjects objects_;
     // root - left - merge - top
