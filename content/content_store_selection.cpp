@@ -10,7 +10,9 @@
 #include "content/tome_content_store.h"
 #include "content/tome_mirror_content_store.h"
 #include "project/manifest.h"
+#include "project/manifest_text.h"
 #include "project/repository_configuration.h"
+#include "project/text_file.h"
 
 namespace quill {
 namespace {
@@ -28,9 +30,11 @@ Stores& shared_stores() {
     return *stores;
 }
 
+// A manifest that names no store has the local one here, although its record says "tome".
 bool keeps_content_in_repository(const fs::path& project) {
     try {
-        return read_project(project).manifest.content_store == "tome";
+        read_project(project);
+        return manifest_string(read_text_file(project_manifest_path(project)), "contentStore", "") == "tome";
     } catch (const std::runtime_error&) {
         std::error_code error;
         const fs::file_type type = fs::status(project_manifest_path(project), error).type();

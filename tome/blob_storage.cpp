@@ -134,6 +134,7 @@ void BlobStorage::flush() {
             if (error.code() != ErrorCode::Corrupt) {
                 throw;
             }
+            mark_local(store_.database(), key);  // Named once; later flushes are not held up.
             damage = error;
         }
     }

@@ -26,6 +26,13 @@ void bind_key(Statement& statement, const BlobKey& key) {
     statement.bind_blob(1, view_of(key.partition)).bind_blob(2, key.digest.view()).bind_blob(3, view_of(key.context));
 }
 
+void set_state(Database& database, const BlobKey& key, BlobState state) {
+    Statement update =
+        database.prepare("UPDATE blob SET state = ?4 WHERE partition = ?1 AND digest = ?2 AND context = ?3");
+    bind_key(update, key);
+    update.bind(4, static_cast<std::int64_t>(state)).run();
+}
+
 }  // namespace
 
 bool has_blob(Database& database, const BlobKey& key) {
@@ -53,10 +60,11 @@ std::vector<BlobKey> unflushed_blobs(Database& database) {
 }
 
 void mark_flushed(Database& database, const BlobKey& key) {
-    Statement update =
-        database.prepare("UPDATE blob SET state = ?4 WHERE partition = ?1 AND digest = ?2 AND context = ?3");
-    bind_key(update, key);
-    update.bind(4, static_cast<std::int64_t>(BlobState::Flushed)).run();
+    set_state(database, key, BlobState::Flushed);
+}
+
+void mark_local(Database& database, const BlobKey& key) {
+    set_state(database, key, BlobState::Local);
 }
 
 void mark_all_unflushed(Database& database) {

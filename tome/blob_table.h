@@ -30,6 +30,9 @@ std::vector<BlobKey> unflushed_blobs(Database& database);
 
 void mark_flushed(Database& database, const BlobKey& key);
 
+/// Makes a blob a local one until it is stored again.
+void mark_local(Database& database, const BlobKey& key);
+
 /// Makes every flushed blob an unflushed one: the remote turned out to have none.
 void mark_all_unflushed(Database& database);
 

@@ -60,6 +60,22 @@ void empty_file(int file, const std::string& name) {
 
 }  // namespace
 
+std::optional<std::string> ObjectSource::read_content(const Digest& digest) {
+    std::optional<Content> content = find_content(digest);
+    if (!content || !content->in_file()) {
+        return content ? std::optional(std::move(content->bytes)) : std::nullopt;
+    }
+    std::string bytes = read_whole(content->file.get(), to_hex(digest), content->size);
+    if (digest_of(bytes) != digest) {
+        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest));
+    }
+    return bytes;
+}
+
+std::optional<std::string> ObjectSources::read_content(const Digest& digest) {
+    return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.read_content(digest); });
+}
+
 std::optional<std::string> ObjectSources::find_object(const Digest& digest) {
     return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.find_object(digest); });
 }

@@ -32,6 +32,9 @@ class ObjectSource {
     /// A file's content; nothing when it is not here. Small content is verified, large content by copy_content.
     virtual std::optional<Content> find_content(const Digest& digest) = 0;
 
+    /// All bytes of a content that is small enough for memory, verified; nothing when it is not here.
+    virtual std::optional<std::string> read_content(const Digest& digest);
+
     /// Whether an object of this kind, and so everything it refers to, is here. The bytes of a tree that are here as
     /// the content of some file do not count: what the tree refers to need not be here.
     virtual bool contains(ObjectKind kind, const Digest& digest) = 0;
@@ -44,6 +47,7 @@ class ObjectSources final : public ObjectSource {
 
     std::optional<std::string> find_object(const Digest& digest) override;
     std::optional<Content> find_content(const Digest& digest) override;
+    std::optional<std::string> read_content(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
 
     /// Writes the content to the empty file `to` and checks it against its name on the way. Throws Error(NotFound) or

@@ -145,17 +145,11 @@ class Merger {
         if (!entry || entry->is_folder() || entry->size > max_merged_text_bytes) {
             return std::nullopt;
         }
-        const std::optional<Content> content = source_.find_content(entry->digest);
-        if (!content) {
+        std::optional<std::string> bytes = source_.read_content(entry->digest);
+        if (!bytes) {
             throw Error(ErrorCode::NotFound, "missing object: " + to_hex(entry->digest));
         }
-        std::string bytes = content->in_file()
-                                ? read_whole(content->file.get(), to_hex(entry->digest), max_merged_text_bytes)
-                                : content->bytes;
-        if (digest_of(bytes) != entry->digest) {
-            throw Error(ErrorCode::Corrupt, corrupt_object_text(entry->digest, store_.directory().string()));
-        }
-        return is_mergeable_text(bytes) ? std::optional(std::move(bytes)) : std::nullopt;
+        return is_mergeable_text(*bytes) ? std::move(bytes) : std::nullopt;
     }
 
     ObjectSource& source_;

@@ -87,6 +87,15 @@ bool same_file(const fs::path& a, const fs::path& b) {
     return !fs::is_regular_file(first) && !fs::is_regular_file(second);
 }
 
+bool same_file_and_mode(const fs::path& a, const fs::path& b) {
+    std::error_code ignored;
+    const auto executable = [&](const fs::path& path) {
+        const fs::file_status status = fs::status(path, ignored);
+        return fs::is_regular_file(status) ? status.permissions() & fs::perms::owner_exec : fs::perms::none;
+    };
+    return executable(a) == executable(b) && same_file(a, b);
+}
+
 std::vector<std::string> visible_paths(std::vector<std::string> paths) {
     std::erase_if(paths, [](const std::string& path) { return project_relative_path_is_hidden(path); });
     return paths;
@@ -120,7 +129,7 @@ std::vector<std::string> paths_to_bring(const MergeRequest& request, const TomeC
     std::vector<std::string> brought;
     std::vector<std::string> uncommitted;
     for (const std::string& path : paths) {
-        if (same_file(request.project / path, merged.root / path)) {
+        if (same_file_and_mode(request.project / path, merged.root / path)) {
             continue;
         }
         check_way(request.project, path);
@@ -131,6 +140,7 @@ std::vector<std::string> paths_to_bring(const MergeRequest& request, const TomeC
             "uncommitted changes would be overwritten: " + uncommitted.front() +
             (uncommitted.size() == 1 ? std::string() : " and " + std::to_string(uncommitted.size() - 1) + " more"));
     }
+    check_project_can_take_files(request.project, merged.root, {brought.begin(), brought.end()});
     return brought;
 }
 

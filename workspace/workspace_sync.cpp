@@ -65,6 +65,17 @@ bool gives_way(const fs::path& project, const fs::path& folder, const SyncPlan& 
     return !error;
 }
 
+// A file where one of the path's folders is to be, unless it goes.
+void check_folders(const fs::path& project, const fs::path& path, const SyncPlan& plan) {
+    for (fs::path folder = path.parent_path(); !folder.empty(); folder = folder.parent_path()) {
+        std::error_code ignored;
+        const bool stands = fs::exists(fs::symlink_status(project / folder, ignored));
+        if (stands && !is_folder(project / folder) && !plan.removed.contains(folder)) {
+            throw std::runtime_error("could not create merged project folder: " + path.parent_path().string());
+        }
+    }
+}
+
 // Refuses before anything is written what could not be carried out.
 SyncPlan plan_sync(const fs::path& checkout, const fs::path& project, const std::vector<fs::path>& paths) {
     SyncPlan plan;
@@ -83,6 +94,9 @@ SyncPlan plan_sync(const fs::path& checkout, const fs::path& project, const std:
         if (is_folder(project / path) && !gives_way(project, path, plan)) {
             refuse_file(path);
         }
+    }
+    for (const fs::path& path : plan.copied) {
+        check_folders(project, path, plan);
     }
     return plan;
 }
@@ -132,6 +146,11 @@ void carry_out(const SyncPlan& plan, const fs::path& checkout, const fs::path& p
 }
 
 }  // namespace
+
+void check_project_can_take_files(const fs::path& project, const fs::path& checkout,
+                                  const std::vector<fs::path>& paths) {
+    plan_sync(checkout, project, paths);
+}
 
 ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& project_path,
                                                             const std::string& workspace_id,

@@ -19,4 +19,9 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const std::filesyste
                                                             const std::vector<std::filesystem::path>& paths,
                                                             bool overwrite);
 
+/// Throws what bringing these files of `checkout` to the package would throw for what stands in their way there; writes
+/// nothing. The paths are visible ones, relative and normal.
+void check_project_can_take_files(const std::filesystem::path& project, const std::filesystem::path& checkout,
+                                  const std::vector<std::filesystem::path>& paths);
+
 }  // namespace quill

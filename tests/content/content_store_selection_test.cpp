@@ -64,6 +64,12 @@ TEST_F(ContentStoreSelection, PackageWithoutAManifestGetsTheLocalStore) {
     EXPECT_TRUE(fs::exists(project_ / "Content/sha256/ba/78"));
 }
 
+TEST_F(ContentStoreSelection, ManifestThatNamesNoStoreGetsTheLocalOne) {
+    write_file(project_ / "project.json", "{\n  \"version\": 1,\n  \"name\": \"P\"\n}\n");
+    EXPECT_TRUE(is_a<LocalContentStore>(quill::make_project_content_store(project_, "u")));
+    EXPECT_TRUE(is_a<LocalContentStore>(quill::make_project_worker_content_store(project_, "u")));
+}
+
 TEST_F(ContentStoreSelection, ManifestThatCannotBeReadIsReported) {
     fs::create_directories(project_ / "project.json");
     EXPECT_THROW(quill::make_project_content_store(project_, "u"), std::runtime_error);

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -416,6 +417,25 @@ TEST_F(BranchMerge, OfTextsChangedInDifferentLinesTakesBoth) {
     EXPECT_EQ(must(main_.merge("side")).changes, Paths{"modify text"});
     EXPECT_EQ(main_.read("text"), "ONE\ntwo\nTHREE\n");
     EXPECT_EQ(must(main_.status()).paths, Paths{});
+}
+
+TEST_F(BranchMerge, OfLargeTextsWhoseLocalCopyIsDamagedTakesTheRemotes) {
+    std::string text;
+    for (int line = 0; line < 20'000; ++line) {
+        text += std::to_string(line) + "\n";
+    }
+    on_main({{"text", text}});
+    must(side().merge("main"));
+    must(side().push("side"));
+    on_side({{"text", text + "last\n"}});
+    on_main({{"text", "first\n" + text}});
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(main_ / ".tome/objects/content")) {
+        if (entry.is_regular_file()) {
+            std::fstream(entry.path(), std::ios::in | std::ios::out) << "damage";
+        }
+    }
+    EXPECT_EQ(must(main_.merge("side")).changes, Paths{"modify text"});
+    EXPECT_TRUE(main_.read("text") == "first\n" + text + "last\n");
 }
 
 TEST_F(BranchMerge, OfBinaryFilesChangedOnBothSidesIsAConflict) {

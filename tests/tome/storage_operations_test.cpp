@@ -251,6 +251,24 @@ TEST_F(StorageOperations, FlushToAnotherRemoteBringsWhatTheFirstHasToo) {
     EXPECT_EQ(Storage(folder_ / "there", other).get("abc").bytes, "abc");
 }
 
+TEST_F(StorageOperations, FlushNamesADamagedBlobOnceAndBringsItWhenItIsStoredAgain) {
+    const Storage here(folder_ / "here", url_);
+    here.put(large);
+    for (const auto& entry : fs::recursive_directory_iterator(here.checkout() / ".tome/objects/content")) {
+        if (entry.is_regular_file()) {
+            std::fstream(entry.path(), std::ios::in | std::ios::out) << "damage";
+        }
+    }
+    EXPECT_NE(here.flush().error.find("corrupt object"), std::string::npos);
+    here.put("abc");
+    EXPECT_EQ(here.flush().error, "");
+    here.put(large);
+    EXPECT_EQ(here.flush().error, "");
+    const Storage there(folder_ / "there", url_);
+    EXPECT_EQ(there.get("abc").bytes, "abc");
+    EXPECT_TRUE(there.get(large).bytes == large);
+}
+
 TEST_F(StorageOperations, FlushToARemoteThatIsAFileIsRefusedAndMayBeRepeated) {
     quill_test::write_file(folder_ / "remote", "");
     const Storage here(folder_ / "here", url_);

@@ -136,6 +136,41 @@ TEST_P(WorkspaceMerge, OverUncommittedBytesOfThePackageIsRefusedBeforeAnythingIs
     EXPECT_TRUE(fs::exists(project_ / "Assets/deleted"));
 }
 
+TEST_P(WorkspaceMerge, OverAnUncommittedFileWhereAFolderIsToBeIsRefusedBeforeAnythingIsPublished) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    write_file(feature() / "Assets/edited", "edited in the workspace\n");
+    write_file(feature() / "Assets/notes/n.txt", "new\n");
+    commit_feature({"Assets/edited", "Assets/notes/n.txt"});
+    write_file(project_ / "Assets/notes", "not committed\n");
+    const std::string head = head_of("main");
+    EXPECT_EQ(merge_failure("feature", "main"), "could not create merged project folder: Assets/notes");
+    EXPECT_EQ(head_of("main"), head);
+    EXPECT_EQ(read_file(project_ / "Assets/notes"), "not committed\n");
+    EXPECT_EQ(read_file(project_ / "Assets/edited"), "edited in the beginning\n");
+}
+
+TEST_P(WorkspaceMerge, OverAnUncommittedFolderWhereAFileIsToBeIsRefusedBeforeAnythingIsPublished) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    write_file(feature() / "Assets/edited", "edited in the workspace\n");
+    write_file(feature() / "Assets/notes", "new\n");
+    commit_feature({"Assets/edited", "Assets/notes"});
+    write_file(project_ / "Assets/notes/mine", "not committed\n");
+    const std::string head = head_of("main");
+    EXPECT_EQ(merge_failure("feature", "main"), "could not materialize merged project file: Assets/notes");
+    EXPECT_EQ(head_of("main"), head);
+    EXPECT_EQ(read_file(project_ / "Assets/notes/mine"), "not committed\n");
+    EXPECT_EQ(read_file(project_ / "Assets/edited"), "edited in the beginning\n");
+}
+
+TEST_P(WorkspaceMerge, BringsTheExecutableBit) {
+    quill::resolve_project_workspace_scene(project_, {}, "feature");
+    fetch({"Assets"});
+    fs::permissions(feature() / "Assets/kept", fs::perms::owner_exec, fs::perm_options::add);
+    commit_feature({"Assets/kept"});
+    merge_project_workspace_into(project_, "feature", "main", "");
+    EXPECT_NE(fs::status(project_ / "Assets/kept").permissions() & fs::perms::owner_exec, fs::perms::none);
+}
+
 TEST_P(WorkspaceMerge, KeepsUncommittedBytesThatItDoesNotMeet) {
     change_feature();
     write_file(project_ / "Assets/kept", "not committed\n");
