@@ -32,7 +32,7 @@ class MissingObjects {
 
   private:
     void add(ObjectKind kind, const Digest& digest) {
-        if (!seen_.emplace(kind, digest).second || remote_.contains(kind, digest)) {
+        if (!seen_.emplace(kind, digest).second || (remote_.contains(kind, digest) && !can_make_good(kind, digest))) {
             return;
         }
         if (kind == ObjectKind::Tree) {
@@ -41,6 +41,21 @@ class MissingObjects {
             }
         }
         wanted_.emplace_back(kind, digest);
+    }
+
+    // Whether the remote has lost a content that is whole here. What nobody has holds up no push of other files.
+    bool can_make_good(ObjectKind kind, const Digest& digest) {
+        if (kind != ObjectKind::Content || !remote_.has_lost(digest)) {
+            return false;
+        }
+        try {
+            return local_.find_content(digest).has_value();
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::Corrupt) {
+                throw;
+            }
+            return false;
+        }
     }
 
     ObjectSource& local_;

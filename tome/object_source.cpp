@@ -29,8 +29,8 @@ std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource
     }
     if (damage) {
         throw Error(damage->code(),
-                    damage->what() + std::string("; no sound copy is known: commit the file anew, or bring "
-                                                 "the store back from a backup"));
+                    damage->what() + std::string("; no sound copy is known: commit a changed file in its place, or "
+                                                 "bring the store back from a backup"));
     }
     return std::nullopt;
 }

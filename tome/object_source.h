@@ -38,6 +38,10 @@ class ObjectSource {
     /// Whether an object of this kind, and so everything it refers to, is here. The bytes of a tree that are here as
     /// the content of some file do not count: what the tree refers to need not be here.
     virtual bool contains(ObjectKind kind, const Digest& digest) = 0;
+
+    /// Whether this content should be here and its bytes are gone, in part or wholly; damage of other kinds shows when
+    /// they are read.
+    virtual bool has_lost(const Digest&) { return false; }
 };
 
 /// Sources in the order in which they are asked. A damaged copy in one is made good by a sound one in a later one.

@@ -224,6 +224,16 @@ bool ObjectStore::contains(ObjectKind kind, const Digest& digest) {
            (kind == ObjectKind::Content || query.integer(0) == static_cast<int>(kind));
 }
 
+bool ObjectStore::has_lost(const Digest& digest) {
+    Statement query = database_.prepare("SELECT size FROM object WHERE digest = ? AND bytes IS NULL");
+    if (!query.bind_blob(1, digest.view()).step()) {
+        return false;
+    }
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(content_path(digest), error);
+    return error || size != static_cast<std::uint64_t>(query.integer(0));
+}
+
 void ObjectStore::add_row(const Digest& digest, ObjectKind kind, std::uint64_t size,
                           std::optional<std::string_view> bytes) {
     // The bytes of a tree may be here already as the content of a file: as a tree they promise more. Bytes that differ
@@ -302,7 +312,7 @@ void ObjectStore::install_content_file(int file, const std::filesystem::path& te
 }
 
 void ObjectStore::prepare_content(const Digest& digest, const Content& content) {
-    if (!content.in_file() || contains(ObjectKind::Content, digest)) {
+    if (!content.in_file() || (contains(ObjectKind::Content, digest) && !has_lost(digest))) {
         return;
     }
     const TemporaryContent copy(content_folder());

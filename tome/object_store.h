@@ -36,6 +36,7 @@ class ObjectStore final : public ObjectSource {
     std::optional<std::string> find_object(const Digest& digest) override;
     std::optional<Content> find_content(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
+    bool has_lost(const Digest& digest) override;
 
     /// Adds a tree, revision or metadata node and returns its name.
     Digest add_object(ObjectKind kind, std::string_view bytes);

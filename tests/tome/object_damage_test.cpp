@@ -90,7 +90,7 @@ class ObjectDamage : public DamagedRepository {
         EXPECT_EQ(reply.code, corrupt);
         const std::string start = "corrupt object " + to_hex(digest);
         const std::string advice =
-            "; no sound copy is known: commit the file anew, or bring the store back from a backup";
+            "; no sound copy is known: commit a changed file in its place, or bring the store back from a backup";
         EXPECT_TRUE(reply.text() == start + " in " + store.string() + advice ||
                     reply.text() == start + " (content of Assets/large.bin)" + advice)
             << reply.text();
@@ -307,6 +307,25 @@ TEST_F(ObjectDamage, ByLossOfALargeContentsFileIsFoundAndMadeGoodByAnotherStore)
     std::filesystem::remove(author_ / "Assets/large.bin");
     std::filesystem::remove(damage_content_file(author_.own_store(), digest));
     expect_named(author_.sync(), digest, remote_store_);
+}
+
+TEST_F(ObjectDamage, ByLossOfALargeContentsFileIsMadeGoodByTheNextPushOfThoseBytes) {
+    const std::filesystem::path file = damage_content_file(remote_store_, tome::digest_of(large_bytes));
+    std::filesystem::remove(file);
+    author_.publish_files({{"Assets/other.txt", "other"}});
+    EXPECT_TRUE(std::filesystem::exists(file)) << "the author's store has it";
+    std::filesystem::resize_file(file, 10);
+    const DamageCheckout other = checkout("other");
+    EXPECT_NE(other.clone().text(), "done");
+    author_.publish_files({{"Assets/copy.bin", large_bytes}});
+    EXPECT_EQ(checkout("clone").clone().text(), "done");
+}
+
+TEST_F(ObjectDamage, ByLossOfALargeContentsFileHoldsUpNoPushOfOtherFiles) {
+    std::filesystem::remove(damage_content_file(remote_store_, tome::digest_of(large_bytes)));
+    std::filesystem::remove_all(author_.own_store() / "content");
+    author_.publish_files({{"Assets/other.txt", "other"}});
+    EXPECT_EQ(author_.sync().text(), "done");
 }
 
 TEST_F(ObjectDamage, OfABranchsHeadIsFoundAndLeavesOtherBranchesAlone) {
