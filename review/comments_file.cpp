@@ -42,6 +42,9 @@ void update_workspace_comments(const std::filesystem::path& project,
                                const std::function<bool(std::vector<WorkspaceCommentBucket>&)>& change) {
     const RecordFolderLock lock(project);
     std::vector<WorkspaceCommentBucket> buckets = read_workspace_comments(project);
+    if (buckets.empty()) {
+        refuse_damaged_records(project_comments_index_path(project), "workspace");
+    }
     if (change(buckets)) {
         write_workspace_comments(project, buckets);
     }

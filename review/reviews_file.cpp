@@ -86,6 +86,9 @@ void update_project_reviews(const std::filesystem::path& project,
                             const std::function<bool(std::vector<ProjectReview>&)>& change) {
     const RecordFolderLock lock(project);
     std::vector<ProjectReview> reviews = read_project_reviews(project);
+    if (reviews.empty()) {
+        refuse_damaged_records(project_reviews_index_path(project), "id");
+    }
     if (change(reviews)) {
         write_project_reviews(project, reviews);
     }

@@ -32,8 +32,8 @@ class BlobStorage {
     void get(const BlobKey& key, const std::function<void(std::uint64_t size)>& begin,
              const std::function<void(std::uint64_t offset, std::string_view bytes)>& deliver);
 
-    /// Brings what the remote lacks there, making the repository when there is none. Throws Error(Corrupt) for a damaged
-    /// blob, when all others are there; it is passed over from then on, until it is stored again.
+    /// Brings what the remote lacks there, making the repository when there is none. Throws Error(Corrupt) for a
+    /// damaged blob, when all others are there; it is passed over from then on, until it is stored again.
     void flush();
 
   private:

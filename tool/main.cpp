@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "project/manifest.h"
 #include "tool/project_commands.h"
 #include "tool/restore_proof_commands.h"
 #include "tool/usage.h"
@@ -44,10 +45,17 @@ std::string one_line(std::string text) {
     return text;
 }
 
-int run(const std::vector<std::string>& arguments) {
+// A shell completes a folder's name with a slash; the package is the same.
+std::string without_completed_slash(const std::string& argument) {
+    const std::string name = argument.substr(0, argument.find_last_not_of('/') + 1);
+    return quill::is_project_package_path(name) ? name : argument;
+}
+
+int run(std::vector<std::string> arguments) {
     if (arguments.size() >= 3) {
         for (const Command& command : commands) {
             if (command.name == arguments[1] && arguments.size() >= command.min_arguments) {
+                arguments[2] = without_completed_slash(arguments[2]);
                 command.run(arguments);
                 return 0;
             }

@@ -233,6 +233,9 @@ bool is_published(const CommitRequest& request, const TomeCheckout& checkout, co
     if (status.identity.empty() || status.identity == status.second_identity) {
         return true;
     }
+    if (status.identity_number > status.identity_extra) {
+        return false;
+    }
     const auto revisions = call_tome_revision_history(checkout, request.workspace, searched_revisions).revisions;
     return std::any_of(revisions.begin(), revisions.end(),
                        [&](const auto& revision) { return revision.id == status.identity; });
@@ -258,6 +261,11 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     if (changed.empty()) {
         publish_cut_off_commit(request, place, status);
         return {status.identity, {}};
+    }
+    if (place.in_place && status.identity_extra > status.identity_number) {
+        // On a base that the remote has left behind the commit would lose, and stay in the way. What others changed
+        // comes in first, unless the same files are edited here.
+        call_tome_revision_sync(checkout, {});
     }
     bool committed = false;
     const std::string message = commit_message(request, changed.size());

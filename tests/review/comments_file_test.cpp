@@ -136,4 +136,14 @@ TEST_F(CommentsFile, UpdateWithNothingToWriteWritesNothing) {
     EXPECT_FALSE(fs::exists(comments_file_));
 }
 
+TEST_F(CommentsFile, WhoseRecordsCannotBeReadIsNeverWrittenAnew) {
+    const std::string text = "{\n  \"version\": 2,\n  \"workspaces\": [\n    {\"workspace\":\"main\",\"comments\":[{";
+    write_file(comments_file_, text);
+    EXPECT_EQ(quill_test::failure_of([&] {
+                  quill::update_workspace_comments(project_, [](Buckets& all) { return all.push_back({}), true; });
+              }),
+              "damaged record file, nothing was written: " + comments_file_.string());
+    EXPECT_EQ(read_file(comments_file_), text);
+}
+
 }  // namespace

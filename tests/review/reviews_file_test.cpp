@@ -287,4 +287,14 @@ TEST_F(ReviewsFile, UpdateMakesNoPackage) {
     EXPECT_FALSE(fs::exists(missing));
 }
 
+TEST_F(ReviewsFile, WhoseRecordsCannotBeReadIsNeverWrittenAnew) {
+    const std::string text = "{\n  \"version\": 1,\n  \"reviews\": [\n    {\"id\":\"a\",\"title\":\"cut off";
+    write_file(reviews_file_, text);
+    EXPECT_EQ(failure_of([&] {
+                  quill::update_project_reviews(project_, [](Reviews& all) { return all.push_back({}), true; });
+              }),
+              "damaged record file, nothing was written: " + reviews_file_.string());
+    EXPECT_EQ(read_file(reviews_file_), text);
+}
+
 }  // namespace

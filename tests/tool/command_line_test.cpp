@@ -120,6 +120,16 @@ TEST(CommandLine, CreatePrintsTheAbsoluteNormalisedPath) {
     EXPECT_FALSE(std::filesystem::exists(folder / "P.quillproject/.tome"));
 }
 
+TEST(CommandLine, SlashAfterAPackageMakesNoDifference) {
+    const ToolFolder folder;
+    folder.must({"create", "P.quillproject/"});
+    EXPECT_NE(folder.text("P.quillproject/project.json").find("\"name\": \"P\""), std::string::npos);
+    EXPECT_EQ(folder.must({"scene", "P.quillproject//"}), folder.must({"scene", "P.quillproject"}));
+    EXPECT_EQ(folder.must({"create-workspace", "P.quillproject/", "main", "x"}), "x\n");
+    EXPECT_EQ(folder.must({"restore-proof", "P.quillproject/"}).substr(0, 18), "RESTORE_PROOF_PASS");
+    EXPECT_EQ(folder.must({"scene", "Scenes/"}), (folder / "Scenes/").string() + "\n");
+}
+
 TEST(CommandLine, NameWithoutAValueIsPassedOver) {
     const ToolFolder folder;
     ASSERT_EQ(folder.run_without_remote({"create", "P.quillproject", "--name"}).status, 0);

@@ -209,17 +209,38 @@ TEST_F(WorkspaceCommands, FilesPutIntoAWorkspaceFolderBeforeItsFirstUseAreCommit
     EXPECT_EQ(folder.text(project + "/new.txt"), "new");
 }
 
-TEST_F(WorkspaceCommands, CommitThatLostToAnotherIsNeverSaidToBePublished) {
-    std::filesystem::copy(folder / project, folder / "Copy.quillproject", std::filesystem::copy_options::recursive);
+// A copy of the package, whose workspace's checkout names the store of the original and so commits in itself.
+class CopiedWorkspace : public WorkspaceCommands {
+  protected:
+    void SetUp() override {
+        WorkspaceCommands::SetUp();
+        std::filesystem::copy(folder / project, folder / copy, std::filesystem::copy_options::recursive);
+    }
+    const std::string copy = "Copy.quillproject";
+    const std::string copied_feature = "Copy.quillproject/.derived/tome-workspaces/feature/";
+};
+
+TEST_F(CopiedWorkspace, CommitOfAFileThatAnotherChangedIsRefusedEachTimeAndKept) {
     folder.write(feature + scene, "#usda 1.0\n# first\n");
     folder.must({"commit-workspace", project, "feature", scene});
-    folder.write("Copy.quillproject/.derived/tome-workspaces/feature/" + scene, "#usda 1.0\n# second\n");
+    folder.write(copied_feature + scene, "#usda 1.0\n# second\n");
     for (int attempt = 0; attempt < 3; ++attempt) {
-        const ProcessResult result = folder.run({"commit-workspace", "Copy.quillproject", "feature", scene});
+        const ProcessResult result = folder.run({"commit-workspace", copy, "feature", scene});
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.err, "quill_project_tool: tome_branch_push: branch has moved on the remote: feature\n");
+        EXPECT_EQ(result.err,
+                  "quill_project_tool: tome_revision_sync: uncommitted changes would be overwritten: " + scene + "\n");
+        EXPECT_EQ(folder.text(copied_feature + scene), "#usda 1.0\n# second\n");
     }
-    EXPECT_EQ(folder.text("Copy.quillproject/.derived/tome-workspaces/feature/" + scene), "#usda 1.0\n# second\n");
+}
+
+TEST_F(CopiedWorkspace, CommitOfAnotherFileTakesInWhatWasCommittedBefore) {
+    folder.write(feature + scene, "#usda 1.0\n# first\n");
+    folder.must({"commit-workspace", project, "feature", scene});
+    folder.write(copied_feature + "new.txt", "new");
+    folder.must({"commit-workspace", copy, "feature", "new.txt"});
+    EXPECT_EQ(folder.text(copied_feature + scene), "#usda 1.0\n# first\n");
+    folder.must({"sync-workspace", project, "feature", scene, "new.txt"});
+    EXPECT_EQ(folder.text(project + "/new.txt"), "new");
 }
 
 TEST_F(WorkspaceCommands, WorkspaceOfAMovedPackageGoesOn) {
