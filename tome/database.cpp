@@ -7,6 +7,9 @@
 namespace tome {
 namespace {
 
+// Every first open reads the log.
+constexpr std::uintmax_t max_log_bytes = 1U << 20U;
+
 constexpr int lock_wait_milliseconds = 60'000;
 
 }  // namespace
@@ -70,7 +73,7 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
         }
         sqlite3_extended_result_codes(handle_, 1);
         sqlite3_busy_timeout(handle_, lock_wait_milliseconds);
-        // A short-lived process need not fold the log into the database on its way out; the log's size does that.
+        // A short-lived process need not fold the log into the database on its way out, unless it grew long.
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         // Every first open reads the log, so it is kept short.
         if (mode == Mode::Create) {
@@ -90,6 +93,13 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
 Database::~Database() {
     for (const auto& [sql, statement] : statements_) {
         sqlite3_finalize(statement);
+    }
+    // Where each opening writes but once, no writer finds the log folded in and begins it anew.
+    std::error_code error;
+    const std::uintmax_t log_bytes = std::filesystem::file_size(path_.string() + "-wal", error);
+    if (!error && log_bytes > max_log_bytes) {
+        sqlite3_busy_timeout(handle_, 0);  // Another's turn, when somebody else is reading it.
+        sqlite3_wal_checkpoint_v2(handle_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
     }
     sqlite3_close(handle_);
 }
