@@ -1,11 +1,24 @@
 #include "tome/branch_table.h"
 
+#include "tome/error.h"
 #include "tome/file_io.h"
 
 namespace tome {
 namespace {
 
+// No branch is written that often: what is counted on from here stays a number.
+constexpr std::int64_t max_sequence = std::int64_t{1} << 62;
+
+// The table may have been written by others.
+void check_numbers(const Statement& row) {
+    const std::int64_t sequence = row.integer(8);
+    if (row.integer(6) < 0 || row.integer(7) < 0 || sequence < 1 || sequence > max_sequence) {
+        throw Error(ErrorCode::Corrupt, "corrupt store: times or sequence of branch " + std::string(row.bytes(0)));
+    }
+}
+
 BranchRecord from_row(const Statement& row) {
+    check_numbers(row);
     BranchRecord record;
     record.name = row.bytes(0);
     record.kind = row.bytes(1);
@@ -39,6 +52,9 @@ std::vector<BranchRecord> list_branches(Database& database) {
     std::vector<BranchRecord> result;
     while (query.step()) {
         result.push_back(from_row(query));
+        if (result.size() > 1 && result[result.size() - 2].name >= result.back().name) {
+            throw Error(ErrorCode::Corrupt, "corrupt store: branches out of order or twice: " + result.back().name);
+        }
     }
     return result;
 }

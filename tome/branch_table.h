@@ -25,6 +25,8 @@ struct BranchRecord {
     std::string nonce;             ///< random, of the last write: a writer knows its own success by it
 };
 
+/// Both throw Error(Corrupt) for a record that no writer of ours makes: a negative time, a sequence below 1 or so large
+/// that it cannot grow for ever.
 std::optional<BranchRecord> read_branch(Database& database, const BranchName& name);
 
 /// In byte order of their names.

@@ -4,16 +4,16 @@
 #include <array>
 #include <chrono>
 
+#include "tome/database_schema.h"
 #include "tome/error.h"
 
 namespace tome {
 namespace {
 
 constexpr int index_version = 1;
-constexpr const char* schema = R"sql(
-BEGIN;
-CREATE TABLE checkout (branch TEXT NOT NULL, base BLOB NOT NULL);
-CREATE TABLE file (
+constexpr std::array<const char*, 5> tables{
+    "CREATE TABLE checkout (branch TEXT NOT NULL, base BLOB NOT NULL)",
+    R"sql(CREATE TABLE file (
   path TEXT PRIMARY KEY,
   digest BLOB NOT NULL,
   size INTEGER NOT NULL,
@@ -22,37 +22,25 @@ CREATE TABLE file (
   inode INTEGER NOT NULL,
   executable INTEGER NOT NULL,
   recorded_at INTEGER NOT NULL
-) WITHOUT ROWID;
-CREATE TABLE staged (
+) WITHOUT ROWID)sql",
+    R"sql(CREATE TABLE staged (
   path TEXT PRIMARY KEY,
   digest BLOB,                   -- null: a deletion
   size INTEGER NOT NULL,
   executable INTEGER NOT NULL
-) WITHOUT ROWID;
-CREATE TABLE local_head (branch TEXT PRIMARY KEY, head BLOB NOT NULL) WITHOUT ROWID;
-CREATE TABLE noted_metadata (
+) WITHOUT ROWID)sql",
+    "CREATE TABLE local_head (branch TEXT PRIMARY KEY, head BLOB NOT NULL) WITHOUT ROWID",
+    R"sql(CREATE TABLE noted_metadata (
   branch TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY(branch, key)
-) WITHOUT ROWID;
-PRAGMA user_version = 1;
-COMMIT;
-)sql";
+) WITHOUT ROWID)sql"};
 
 std::int64_t now_nanoseconds() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-// What the index is read by; all of it must be there.
-constexpr std::array<const char*, 5> tables{
-    "SELECT branch, base FROM checkout",
-    "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file",
-    "SELECT path, digest, size, executable FROM staged",
-    "SELECT branch, head FROM local_head",
-    "SELECT branch, key, value FROM noted_metadata",
-};
-
-[[noreturn]] void refuse(const std::filesystem::path& index) {
-    throw Error(ErrorCode::Corrupt, "corrupt index: " + index.string());
+[[noreturn]] void refuse(const std::filesystem::path& index, const std::string& what = {}) {
+    throw Error(ErrorCode::Corrupt, "corrupt index: " + index.string() + what);
 }
 
 bool is_tree_path(std::string_view text) {
@@ -86,7 +74,7 @@ bool HeldFile::is_unchanged(const FileStamp& now) const {
 
 void CheckoutIndex::create(const std::filesystem::path& path, const BranchName& branch, const Digest& base) {
     Database database(path, Database::Mode::Create);
-    database.execute(schema);
+    create_tables(database, tables);
     Statement insert = database.prepare("INSERT INTO checkout(branch, base) VALUES(?, ?)");
     insert.bind_text(1, branch.text()).bind_blob(2, base.view()).run();
 }
@@ -98,12 +86,8 @@ CheckoutIndex::CheckoutIndex(const std::filesystem::path& path) : database_(path
         }
         throw Error(ErrorCode::Invalid, "the checkout was written by a newer Tome: " + path.string());
     }
-    for (const char* table : tables) {
-        try {
-            database_.prepare(table);
-        } catch (const Error& error) {
-            error.code() == ErrorCode::Io ? refuse(path) : throw;
-        }
+    if (const std::string difference = difference_from(tables, database_); !difference.empty()) {
+        refuse(path, " (" + difference + ")");
     }
 }
 

@@ -75,12 +75,16 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
         sqlite3_busy_timeout(handle_, lock_wait_milliseconds);
         // A short-lived process need not fold the log into the database on its way out, unless it grew long.
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        // Others may have written the file: nothing in its schema runs, and no page is taken on trust.
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
         // Every first open reads the log, so it is kept short.
         if (mode == Mode::Create) {
             execute("PRAGMA journal_mode=WAL;");  // Written into the file; one of a newer format is not to be touched.
         }
         execute(
-            "PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA trusted_schema=OFF;"
+            "PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA trusted_schema=OFF; PRAGMA cell_size_check=ON;"
             "PRAGMA wal_autocheckpoint=100; PRAGMA journal_size_limit=4194304;"
             // On macOS a sync leaves the bytes in the drive's cache otherwise; elsewhere these change nothing.
             "PRAGMA fullfsync=ON; PRAGMA checkpoint_fullfsync=ON;");

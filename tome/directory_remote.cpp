@@ -115,7 +115,7 @@ void DirectoryRemote::create_repository(const RepositoryLocation& location) {
 std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation& location) {
     const std::filesystem::path directory = location.remote / location.name;
     std::error_code error;
-    if (!std::filesystem::exists(directory, error)) {
+    if (!std::filesystem::exists(std::filesystem::symlink_status(directory, error))) {
         const bool exists = std::filesystem::exists(location.remote, error);
         if (exists && !std::filesystem::is_directory(location.remote, error)) {
             throw Error(ErrorCode::Invalid, "the remote is not a directory: " + location.remote.string());

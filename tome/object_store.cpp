@@ -4,9 +4,11 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 
 #include "content/sha256.h"
+#include "tome/database_schema.h"
 #include "tome/error.h"
 #include "tome/platform.h"
 
@@ -14,15 +16,14 @@ namespace tome {
 namespace {
 
 constexpr int store_version = 1;
-constexpr const char* schema = R"sql(
-BEGIN;
-CREATE TABLE object (
+constexpr std::array<const char*, 3> tables{
+    R"sql(CREATE TABLE object (
   digest BLOB NOT NULL UNIQUE,   -- 32 bytes
   kind INTEGER NOT NULL,         -- ObjectKind
   size INTEGER NOT NULL,
   bytes BLOB                     -- null: in the content folder
-);
-CREATE TABLE branch (
+))sql",
+    R"sql(CREATE TABLE branch (
   name TEXT PRIMARY KEY,
   kind TEXT NOT NULL,
   author TEXT NOT NULL,
@@ -33,17 +34,14 @@ CREATE TABLE branch (
   updated_at INTEGER NOT NULL,
   sequence INTEGER NOT NULL,     -- grows with every write
   nonce TEXT NOT NULL            -- of the last write
-) WITHOUT ROWID;
-CREATE TABLE blob (
+) WITHOUT ROWID)sql",
+    R"sql(CREATE TABLE blob (
   partition BLOB NOT NULL,       -- 16 bytes
   digest BLOB NOT NULL,          -- 32 bytes, of a content
   context BLOB NOT NULL,         -- 16 bytes
   state INTEGER NOT NULL,        -- BlobState
   PRIMARY KEY(partition, digest, context)
-) WITHOUT ROWID;
-PRAGMA user_version = 1;
-COMMIT;
-)sql";
+) WITHOUT ROWID)sql"};
 
 std::filesystem::path database_path(const std::filesystem::path& directory) {
     return directory / "store.db";
@@ -51,6 +49,9 @@ std::filesystem::path database_path(const std::filesystem::path& directory) {
 
 const std::filesystem::path& require_store(const std::filesystem::path& directory) {
     std::error_code error;
+    if (std::filesystem::is_symlink(directory, error)) {
+        throw Error(ErrorCode::Io, "a symbolic link stands in the way: " + directory.string());
+    }
     const std::filesystem::file_type type = std::filesystem::symlink_status(database_path(directory), error).type();
     if (type == std::filesystem::file_type::not_found) {
         throw Error(ErrorCode::NotFound, "Not found: no Tome store at " + directory.string());
@@ -134,7 +135,10 @@ bool ObjectStore::create(const std::filesystem::path& directory) {
         throw system_error("could not make store " + directory.string(), errno);
     }
     try {
-        Database(database_path(aside), Database::Mode::Create).execute(schema);
+        {
+            Database database(database_path(aside), Database::Mode::Create);
+            create_tables(database, tables);
+        }
         sync_directory(aside);
         if (rename(aside.c_str(), directory.c_str()) != 0) {
             const int number = errno;
@@ -161,6 +165,9 @@ ObjectStore::ObjectStore(const std::filesystem::path& directory)
     }
     if (version != store_version) {
         throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string());
+    }
+    if (const std::string difference = difference_from(tables, database_); !difference.empty()) {
+        throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string() + " (" + difference + ")");
     }
 }
 

@@ -30,7 +30,8 @@ class ObjectStore final : public ObjectSource {
     /// when something stands there already. Refuses network file systems.
     static bool create(const std::filesystem::path& directory);
 
-    /// Opens a store. Throws Error(NotFound) when there is none, Error(Corrupt) when it is damaged.
+    /// Opens a store. Throws Error(NotFound) when there is none, Error(Io) when its folder is a symbolic link,
+    /// Error(Corrupt) when it is damaged or its database holds anything but the tables of a store.
     explicit ObjectStore(const std::filesystem::path& directory);
 
     std::optional<std::string> find_object(const Digest& digest) override;
