@@ -11,7 +11,7 @@
 #include <set>
 #include <utility>
 
-#include "identity/file_clone.h"
+#include "files/platform.h"
 
 namespace quill {
 namespace {

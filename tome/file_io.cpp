@@ -7,33 +7,14 @@
 #include <memory>
 #include <random>
 
+#include "files/platform.h"
 #include "tome/error.h"
-#include "tome/platform.h"
 
 namespace tome {
-namespace {
-
-template <typename Call>
-auto repeat_interrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
-
-}  // namespace
-
-void FileDescriptor::reset() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-        descriptor_ = -1;
-    }
-}
 
 FileDescriptor open_directory(const std::filesystem::path& path, bool no_follow) {
-    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (no_follow ? O_NOFOLLOW : 0);
-    FileDescriptor result(repeat_interrupted([&] { return open(path.c_str(), flags); }));
+    FileDescriptor result =
+        quill::open_at(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY | (no_follow ? O_NOFOLLOW : 0));
     if (!result.is_open()) {
         throw system_error("could not open directory " + path.string(), errno);
     }
@@ -41,8 +22,7 @@ FileDescriptor open_directory(const std::filesystem::path& path, bool no_follow)
 }
 
 FileDescriptor open_file_at(int directory, const std::string& relative, const std::string& name) {
-    const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    FileDescriptor result(repeat_interrupted([&] { return openat(directory, relative.c_str(), flags); }));
+    FileDescriptor result = quill::open_at(directory, relative.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     if (!result.is_open()) {
         if (errno == ENOENT || errno == ENOTDIR) {
             return result;
@@ -60,8 +40,7 @@ FileDescriptor open_file_at(int directory, const std::string& relative, const st
 }
 
 FileDescriptor create_file_at(int directory, const std::string& relative, const std::string& name) {
-    const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    FileDescriptor result(repeat_interrupted([&] { return openat(directory, relative.c_str(), flags, 0666); }));
+    FileDescriptor result = quill::open_at(directory, relative.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW);
     if (!result.is_open()) {
         throw system_error("could not write " + name, errno);
     }
@@ -69,19 +48,15 @@ FileDescriptor create_file_at(int directory, const std::string& relative, const 
 }
 
 void write_all(int descriptor, std::string_view bytes, const std::string& name) {
-    while (!bytes.empty()) {
-        const ssize_t written = repeat_interrupted([&] { return write(descriptor, bytes.data(), bytes.size()); });
-        if (written < 0) {
-            throw system_error("could not write " + name, errno);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
+    if (!quill::write_fully(descriptor, bytes)) {
+        throw system_error("could not write " + name, errno);
     }
 }
 
 void read_blocks(int descriptor, const std::string& name, const std::function<void(std::string_view)>& consume) {
     const auto block = std::make_unique_for_overwrite<char[]>(block_bytes);
     for (;;) {
-        const ssize_t count = repeat_interrupted([&] { return read(descriptor, block.get(), block_bytes); });
+        const ssize_t count = quill::repeat_interrupted([&] { return read(descriptor, block.get(), block_bytes); });
         if (count < 0) {
             throw system_error("could not read " + name, errno);
         }
@@ -96,7 +71,7 @@ std::string read_whole(int descriptor, const std::string& name, std::uint64_t li
     std::string bytes;
     char block[1U << 14U];
     for (;;) {
-        const ssize_t count = repeat_interrupted([&] { return read(descriptor, block, sizeof block); });
+        const ssize_t count = quill::repeat_interrupted([&] { return read(descriptor, block, sizeof block); });
         if (count < 0) {
             throw system_error("could not read " + name, errno);
         }
@@ -111,7 +86,7 @@ std::string read_whole(int descriptor, const std::string& name, std::uint64_t li
 }
 
 void sync_descriptor(int descriptor, const std::string& name) {
-    if (!sync_to_disk(descriptor)) {
+    if (!quill::sync_to_disk(descriptor)) {
         throw system_error("could not write " + name, errno);
     }
 }

@@ -1,5 +1,5 @@
-// POSIX files by descriptor: owned descriptors, whole reads and writes, synced replacement. Interrupted calls are
-// repeated, short ones continued. All functions throw Error(Io) with the path they were given.
+// Files by descriptor: whole reads and writes, synced replacement. All functions throw Error(Io) with the path they
+// were given.
 #pragma once
 
 #include <sys/stat.h>
@@ -11,29 +11,11 @@
 #include <string_view>
 #include <utility>
 
+#include "files/file_descriptor.h"
+
 namespace tome {
 
-class FileDescriptor {
-  public:
-    FileDescriptor() = default;
-    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-    ~FileDescriptor() { reset(); }
-    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-        if (this != &other) {
-            reset();
-            descriptor_ = std::exchange(other.descriptor_, -1);
-        }
-        return *this;
-    }
-
-    int get() const { return descriptor_; }
-    bool is_open() const { return descriptor_ >= 0; }
-    void reset();
-
-  private:
-    int descriptor_ = -1;
-};
+using quill::FileDescriptor;
 
 inline constexpr std::size_t block_bytes = 1U << 20U;
 

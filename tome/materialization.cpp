@@ -9,7 +9,7 @@
 #include <set>
 
 #include "tome/error.h"
-#include "tome/platform.h"
+#include "files/platform.h"
 #include "tome/tree_diff.h"
 
 namespace tome {
@@ -125,7 +125,7 @@ class Planner {
             }
             return;
         }
-        if (standing->kind == WorkingEntry::Kind::Other) {
+        if (!standing->is_file()) {
             blocked_.insert(text);
             return;
         }
@@ -237,7 +237,7 @@ PreparedFiles prepare_files(Checkout& checkout, const MaterializationPlan& plan)
             sync_descriptor(last.get(), path);
         }
     }
-    if (!one_by_one && !plan.scratch && !sync_file_system(last.get())) {
+    if (!one_by_one && !plan.scratch && !quill::sync_file_system(last.get())) {
         throw system_error("could not write to " + checkout.directory().string(), errno);
     }
     return prepared;
@@ -254,7 +254,7 @@ void sync_folders_of(Checkout& checkout, const std::vector<std::string>& paths) 
     }
     if (folders.size() > max_single_syncs) {
         const FileDescriptor root = open_directory(checkout.directory());
-        if (!sync_file_system(root.get())) {
+        if (!quill::sync_file_system(root.get())) {
             throw system_error("could not write to " + checkout.directory().string(), errno);
         }
         return;

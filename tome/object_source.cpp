@@ -7,7 +7,7 @@
 
 #include "content/sha256.h"
 #include "tome/error.h"
-#include "tome/platform.h"
+#include "files/platform.h"
 
 namespace tome {
 namespace {
@@ -128,7 +128,7 @@ void copy_content(const Digest& digest, const Content& content, int to, const st
         write_all(to, content.bytes, name);
         return;
     }
-    const bool cloned = clone_file_blocks(content.file.get(), to);
+    const bool cloned = quill::clone_file(content.file.get(), to);
     quill::Sha256 hash;
     read_blocks(content.file.get(), name, [&](std::string_view block) {
         hash.update(block.data(), block.size());

@@ -10,7 +10,7 @@
 #include "content/sha256.h"
 #include "tome/database_schema.h"
 #include "tome/error.h"
-#include "tome/platform.h"
+#include "files/platform.h"
 
 namespace tome {
 namespace {
@@ -67,7 +67,7 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
 
 void refuse_network_file_system(const std::filesystem::path& directory) {
     const FileDescriptor descriptor = open_directory(directory);
-    if (is_on_network_file_system(descriptor.get())) {
+    if (quill::is_on_network_file_system(descriptor.get())) {
         throw Error(ErrorCode::Invalid,
                     "a Tome store cannot lie on a network file system, whose locks do not reach "
                     "other hosts; use an object-store remote instead: " +

@@ -86,14 +86,14 @@ class Stager {
             struct stat after {};
             fstat(file.get(), &before);
             const std::optional<HeldFile> held = checkout_.index().held_file(path.text());
-            const FileStamp stamp = stamp_of(before);
+            const FileStamp stamp = quill::stamp_of(before);
             TreeEntry entry{"", TreeEntry::Kind::File, stamp.executable, stamp.size, {}};
             if (held && held->is_unchanged(stamp) && checkout_.sources().contains(ObjectKind::Content, held->digest)) {
                 entry.digest = held->digest;
                 return {entry, stamp};
             }
             const StoredFile stored = add_to_store(file, stamp.size, path.text());
-            if (fstat(file.get(), &after) == 0 && stamp_of(after) == stamp && stored.size == stamp.size) {
+            if (fstat(file.get(), &after) == 0 && quill::stamp_of(after) == stamp && stored.size == stamp.size) {
                 entry.digest = stored.digest;
                 return {entry, stamp};
             }

@@ -24,7 +24,7 @@ std::vector<std::string> changed_paths(Checkout& checkout, const std::set<std::s
     checkout.files().scan("", skip, [&](const std::string& path, const WorkingEntry& entry) {
         const auto known = held.find(path);
         const std::optional<HeldFile> file = known != held.end() ? std::optional(known->second) : std::nullopt;
-        if (entry.kind == WorkingEntry::Kind::Other ||
+        if (!entry.is_file() ||
             differs(checkout, base, TreePath::parse(path), entry.stamp, file)) {
             changed.insert(path);
         }

@@ -1,35 +1,22 @@
-// The files of a checkout, reached from the descriptor of its root one component at a time: symbolic links are never
-// followed, so nothing outside can be read or changed, whatever is swapped meanwhile.
+// The files of a checkout (files/folder_tree.h), by the paths of trees. Failures are Error: NotFound for a file that
+// does not exist, Io for everything else.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <set>
 #include <string>
 
+#include "files/folder_tree.h"
 #include "tome/digest.h"
-#include "tome/file_io.h"
 #include "tome/tree_path.h"
 
 namespace tome {
 
-/// What tells, without reading it, that a file is still the same.
-struct FileStamp {
-    std::uint64_t size = 0;
-    std::int64_t modified = 0;  ///< ns since the Unix epoch
-    std::int64_t changed = 0;   ///< ns since the Unix epoch
-    std::uint64_t inode = 0;
-    bool executable = false;
-    bool operator==(const FileStamp&) const = default;
-};
-
-struct WorkingEntry {
-    enum class Kind { File, Folder, Other };
-    Kind kind = Kind::File;
-    FileStamp stamp;  ///< files only
-};
+using quill::FileDescriptor;
+using quill::FileStamp;
+using WorkingEntry = quill::FolderEntry;
 
 class WorkingTree {
   public:
@@ -59,27 +46,13 @@ class WorkingTree {
     void sync_folder(const std::string& folder) const;
 
     /// Calls `visit` for everything at or below `folder` ("": all) that is not a folder, but for ".tome" folders, other
-    /// checkouts and what lies within `skip`.
+    /// checkouts and what lies within `skip`. What vanishes meanwhile is passed over; whatever else cannot be read is
+    /// an error: a path that is not visited is not there.
     void scan(const std::string& folder, const std::set<std::string>& skip,
               const std::function<void(const std::string& path, const WorkingEntry&)>& visit) const;
 
   private:
-    FileDescriptor open_folder(const std::vector<std::string_view>& components, bool make,
-                               const std::string& name) const;
-    // The folder of `path`, borrowed until the next call; -1 when it does not exist. Paths come folder by folder, so
-    // the last folder is kept open.
-    int parent_of(const TreePath& path, bool make) const;
-    void forget_parent() const;
-    void scan_folder(const FileDescriptor& folder, const std::string& prefix, const std::set<std::string>& skip,
-                     const std::function<void(const std::string&, const WorkingEntry&)>& visit) const;
-
-    std::filesystem::path root_path_;
-    FileDescriptor root_;
-    mutable std::optional<std::string> parent_path_;
-    mutable FileDescriptor parent_;
+    quill::FolderTree tree_;
 };
-
-/// The stamp in a file's status.
-FileStamp stamp_of(const struct stat& status);
 
 }  // namespace tome

@@ -1,4 +1,4 @@
-#include "tome/platform.h"
+#include "files/platform.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,11 +10,12 @@
 #include <sys/ioctl.h>
 #include <sys/vfs.h>
 #elif defined(__APPLE__)
+#include <copyfile.h>
 #include <sys/mount.h>
 #include <sys/param.h>
 #endif
 
-namespace tome {
+namespace quill {
 
 bool sync_to_disk(int descriptor) {
 #if defined(__APPLE__)
@@ -39,9 +40,17 @@ bool sync_file_system(int descriptor) {
 #endif
 }
 
-bool clone_file_blocks(int from, int to) {
+bool clone_file(int from, int to) {
 #if defined(__linux__)
     return ioctl(to, FICLONE, from) == 0;
+#elif defined(__APPLE__)
+    const bool copied = fcopyfile(from, to, nullptr, COPYFILE_DATA) == 0;
+    lseek(from, 0, SEEK_SET);
+    if (!copied) {  // It may have copied some.
+        lseek(to, 0, SEEK_SET);
+        ftruncate(to, 0);
+    }
+    return copied;
 #else
     static_cast<void>(from);
     static_cast<void>(to);
@@ -95,4 +104,4 @@ std::int64_t change_time(const struct stat& status) {
 #endif
 }
 
-}  // namespace tome
+}  // namespace quill

@@ -1,4 +1,4 @@
-#include "identity/file_clone.h"
+#include "files/platform.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace tome {
+namespace quill {
 
 /// Waits until what was written to the descriptor survives a power cut. False with errno set on failure.
 bool sync_to_disk(int descriptor);
@@ -13,9 +13,9 @@ bool sync_to_disk(int descriptor);
 /// Makes everything written to the file system that holds `descriptor` survive a power cut: one wait for many files.
 bool sync_file_system(int descriptor);
 
-/// Makes the empty file `to` a clone of `from` that shares its blocks. False, with `to` still empty, where the file
-/// system cannot do that.
-bool clone_file_blocks(int from, int to);
+/// Copies all of `from` to the empty file `to` the way the platform does it best, sharing blocks or inside the kernel.
+/// `from` then stands at its start. False, with nothing copied and both at their start, where that cannot be done.
+bool clone_file(int from, int to);
 
 /// Whether the directory lies on a network file system, where locks and shared memory of several hosts do not meet.
 bool is_on_network_file_system(int directory);
@@ -24,4 +24,4 @@ bool is_on_network_file_system(int directory);
 std::int64_t modification_time(const struct stat& status);
 std::int64_t change_time(const struct stat& status);
 
-}  // namespace tome
+}  // namespace quill
