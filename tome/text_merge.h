@@ -1,5 +1,5 @@
-// Three-way merge of texts by lines. The differences are shortest edit scripts (E. W. Myers, "An O(ND) Difference
-// Algorithm and Its Variations", 1986); what both sides changed alike is taken once.
+// Three-way merge of texts by lines: what each side changed in the base stands in the result, and what both changed
+// alike stands there once.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ inline constexpr std::uint64_t max_merged_text_bytes = 16U << 20U;
 bool is_mergeable_text(std::string_view bytes);
 
 /// `ours` with what changed from `base` to `theirs`; nothing when both sides changed the same lines, or one
-/// inserted lines where the other changed or inserted some, or differ in so much that looking for the lines they share
-/// would take too long.
+/// inserted lines where the other changed or inserted some, or lines repeat so that it is unsure whether both made the
+/// same change, or the sides differ in so much that looking for the lines they share would take too long.
 std::optional<std::string> merge_texts(std::string_view base, std::string_view ours, std::string_view theirs);
 
 }  // namespace tome

@@ -83,35 +83,109 @@ TEST(TextMerge, RefusesChangesOfTheSameLines) {
     }
 }
 
-// One side edits the first half at random, the other the second: the merge has both halves.
-TEST(TextMerge, KeepsEditsInDifferentHalvesWhateverTheyAre) {
-    std::mt19937 random(1);
-    const auto edited = [&](Lines lines) {
-        for (int edit = 0; edit < 6; ++edit) {
-            const auto at = static_cast<std::ptrdiff_t>(random() % lines.size());
-            switch (random() % 3) {
+// Rows alike: which of them was removed, and which replaced, nothing in the text tells.
+TEST(TextMerge, KeepsARemovalOfOneOfManyRowsAlikeBesideTheChangeOfAnother) {
+    const std::string head = "float[] w = [\n";
+    const std::string base = head + " 0,\n 0,\n 0,\n 0,\n]\nint n = 4\n";
+    const std::string changed = head + " 1,\n 0,\n 0,\n 0,\n]\nint n = 5\n";
+    const std::string removed = head + " 0,\n 0,\n 0,\n]\nint n = 4\n";
+    const std::string merged = head + " 1,\n 0,\n 0,\n]\nint n = 5\n";
+    EXPECT_EQ(merge_texts(base, changed, removed), merged);
+    EXPECT_EQ(merge_texts(base, removed, changed), merged);
+}
+
+TEST(TextMerge, TakesTheRemovalOfARowAlikeOnceWhenBothSidesMadeIt) {
+    const std::string base = "[\n0\n0\n0\n0\n]\nn = 4\nm = 0\n";
+    const std::string ours = "[\n0\n0\n0\n]\nn = 4\nm = 1\n";
+    const std::string theirs = "[\n0\n0\n0\n]\nn = 3\nm = 0\n";
+    EXPECT_EQ(merge_texts(base, ours, theirs), "[\n0\n0\n0\n]\nn = 3\nm = 1\n");
+}
+
+// One side replaced the last line and added one, or added two lines and removed a row, as the other side did: in the
+// one case two of the four rows are to be left, in the other three.
+TEST(TextMerge, RefusesWhereItIsUnsureWhetherBothSidesRemovedTheSameRow) {
+    const std::string base = "b\nb\nb\nb\na\nb\n";
+    const std::string ours = "b\nb\nb\na\nb\na\nd\n";
+    const std::string theirs = "b\nb\nb\na\nb\n";
+    EXPECT_EQ(merge_texts(base, ours, theirs), std::nullopt);
+    EXPECT_EQ(merge_texts(base, theirs, ours), std::nullopt);
+}
+
+TEST(TextMerge, OfTwoTextsAlikeIsThatTextHoweverItCameAbout) {
+    EXPECT_EQ(merge_texts("b\na\nb\nb\nb\nb\n", "d\na\nb\na\nb\nb\nb\n", "d\na\nb\na\nb\nb\nb\n"),
+              "d\na\nb\na\nb\nb\nb\n");
+}
+
+class RandomEdits {
+  public:
+    explicit RandomEdits(unsigned seed) : random_(seed) {}
+
+    std::size_t below(std::size_t limit) { return random_() % limit; }
+
+    // Lines of few kinds, so that they repeat.
+    Lines rows(std::size_t count) {
+        Lines lines(count);
+        std::generate(lines.begin(), lines.end(), [&] { return std::to_string(below(3)); });
+        return lines;
+    }
+
+    Lines edited(Lines lines, int edits) {
+        for (; edits > 0; --edits) {
+            const auto at = lines.begin() + static_cast<std::ptrdiff_t>(below(lines.size()));
+            switch (below(3)) {
                 case 0:
-                    lines.insert(lines.begin() + at, "new " + std::to_string(random() % 4));
+                    lines.insert(at, std::to_string(below(4)));
                     break;
                 case 1:
-                    lines.erase(lines.begin() + at);
+                    lines.erase(at);
                     break;
                 default:
-                    lines[static_cast<std::size_t>(at)] = "changed " + std::to_string(random() % 4);
+                    *at = std::to_string(below(4));
             }
         }
         return lines;
-    };
+    }
+
+  private:
+    std::mt19937 random_;
+};
+
+// One side edits the first half at random, the other the second: the merge has both halves.
+TEST(TextMerge, KeepsEditsInDifferentHalvesWhateverTheyAre) {
+    RandomEdits random(1);
+    const std::string middle = "the middle\nof the file\n";
     for (int round = 0; round < 500; ++round) {
         const Lines first = numbered(20);
         Lines second = numbered(20);
         std::for_each(second.begin(), second.end(), [](std::string& line) { line += " below"; });
-        const std::string middle = "the middle\nof the file\n";
-        const std::string a = text_of(edited(first));
-        const std::string b = text_of(edited(second));
+        const std::string a = text_of(random.edited(first, 6));
+        const std::string b = text_of(random.edited(second, 6));
         EXPECT_EQ(merge_texts(text_of(first) + middle + text_of(second), a + middle + text_of(second),
                               text_of(first) + middle + b),
                   a + middle + b);
+    }
+}
+
+// Each list of rows is edited by one side or by none, and comes out as that side left it.
+TEST(TextMerge, KeepsEditsInDifferentListsOfRowsAlike) {
+    RandomEdits random(3);
+    for (int round = 0; round < 5000; ++round) {
+        std::string base;
+        std::string ours;
+        std::string theirs;
+        std::string merged;
+        for (int list = 0; list < 5; ++list) {
+            const std::string name = "list " + std::to_string(list) + " {\n";
+            const Lines rows = random.rows(4 + random.below(8));
+            const std::string before = name + text_of(rows) + "}\n";
+            const std::string after = name + text_of(random.edited(rows, 2)) + "}\n";
+            const std::size_t side = random.below(3);
+            base += before;
+            ours += side == 0 ? after : before;
+            theirs += side == 1 ? after : before;
+            merged += side == 2 ? before : after;
+        }
+        EXPECT_EQ(merge_texts(base, ours, theirs), merged) << base << "|\n" << ours << "|\n" << theirs;
     }
 }
 
