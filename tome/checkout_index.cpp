@@ -135,10 +135,15 @@ std::optional<HeldFile> CheckoutIndex::held_file(const std::string& path) {
 
 std::map<std::string, HeldFile> CheckoutIndex::held_files(const std::string& folder) {
     // "0" follows "/" in byte order, so the two bounds hold exactly what lies below the folder.
-    Statement query = database_.prepare(
-        "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file"
-        " WHERE ?1 = '' OR path = ?1 OR (path >= ?1 || '/' AND path < ?1 || '0')");
-    query.bind_text(1, folder);
+    Statement query =
+        folder.empty() ? database_.prepare(
+                             "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file")
+                       : database_.prepare(
+                             "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file"
+                             " WHERE path = ?1 OR (path >= ?1 || '/' AND path < ?1 || '0')");
+    if (!folder.empty()) {
+        query.bind_text(1, folder);
+    }
     std::map<std::string, HeldFile> files;
     while (query.step()) {
         files.emplace(query.bytes(0), held_from_row(query, digest_in(query, 1)));

@@ -26,7 +26,8 @@ class Planner {
         : checkout_(checkout),
           request_(request),
           old_(checkout.sources(), request.old_tree),
-          new_(checkout.sources(), request.new_tree) {}
+          new_(checkout.sources(), request.new_tree),
+          target_(checkout.sources(), request.target) {}
 
     MaterializationPlan plan() {
         protect_changes();
@@ -100,7 +101,7 @@ class Planner {
             wanted_[folder] = std::nullopt;
         }
         bool found = false;
-        visit_files(checkout_.sources(), request_.target, folder, [&](const std::string& path, const TreeEntry& entry) {
+        target_.visit_files(folder, [&](const std::string& path, const TreeEntry& entry) {
             wanted_[path] = entry;
             found = found || path != folder;
         });
@@ -192,6 +193,7 @@ class Planner {
     const MaterializationRequest& request_;
     TreeLookup old_;
     TreeLookup new_;
+    TreeLookup target_;
     Wanted wanted_;
     MaterializationPlan plan_;
     std::vector<std::string> folders_in_the_way_;

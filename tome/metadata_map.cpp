@@ -15,8 +15,11 @@ std::string group_of(const std::string& key) {
     return key.substr(0, key.rfind('.'));
 }
 
-std::uint8_t nibble_of(const std::string& key, std::size_t depth) {
-    const Digest digest = digest_of(group_of(key));
+Digest place_of(const std::string& key) {
+    return digest_of(group_of(key));
+}
+
+std::uint8_t nibble_of(const Digest& digest, std::size_t depth) {
     const std::uint8_t byte = digest.bytes.at(depth / 2);
     return depth % 2 == 0 ? static_cast<std::uint8_t>(byte >> 4) : static_cast<std::uint8_t>(byte & 15);
 }
@@ -36,7 +39,7 @@ bool fits_leaf(const Entries& entries, std::size_t depth) {
 std::map<std::uint8_t, Entries> by_nibble(const Entries& entries, std::size_t depth) {
     std::map<std::uint8_t, Entries> result;
     for (const auto& entry : entries) {
-        result[nibble_of(entry.first, depth)].insert(entry);
+        result[nibble_of(place_of(entry.first), depth)].insert(entry);
     }
     return result;
 }
@@ -90,17 +93,26 @@ void get_at(ObjectSource& source, const Digest& root, const Entries& wanted, std
     }
 }
 
-void list_at(ObjectSource& source, const Digest& root, std::size_t depth, Entries& found) {
-    if (root.is_zero()) {
-        return;
-    }
+// `place` holds the nibbles that lead to the node. Only keys at their own place are listed, so no node stands in two
+// places and a map is no longer than its nodes.
+void list_at(ObjectSource& source, const Digest& root, std::vector<std::uint8_t>& place, Entries& found) {
     const MetadataNode node = read_metadata_node(source, root);
-    if (!node.leaf && depth == max_depth) {
+    if (!node.leaf && place.size() == max_depth) {
         refuse_depth(root);
     }
-    found.insert(node.entries.begin(), node.entries.end());
+    for (const auto& [key, value] : node.entries) {
+        const Digest wanted = place_of(key);
+        for (std::size_t depth = 0; depth < place.size(); ++depth) {
+            if (nibble_of(wanted, depth) != place[depth]) {
+                throw Error(ErrorCode::Corrupt, "corrupt object: misplaced metadata (object " + to_hex(root) + ")");
+            }
+        }
+        found.emplace(key, value);
+    }
     for (const auto& [nibble, child] : node.children) {
-        list_at(source, child, depth + 1, found);
+        place.push_back(nibble);
+        list_at(source, child, place, found);
+        place.pop_back();
     }
 }
 
@@ -119,7 +131,10 @@ std::map<std::string, std::string> get_metadata(ObjectSource& source, const Dige
 
 std::map<std::string, std::string> list_metadata(ObjectSource& source, const Digest& root) {
     Entries found;
-    list_at(source, root, 0, found);
+    std::vector<std::uint8_t> place;
+    if (!root.is_zero()) {
+        list_at(source, root, place, found);
+    }
     return found;
 }
 

@@ -24,6 +24,13 @@ struct Base {
     std::set<std::string> unsure;  // paths about which the common ancestors do not agree
 };
 
+// The three trees of a merge.
+struct Sides {
+    TreeLookup base;
+    TreeLookup ours;
+    TreeLookup theirs;
+};
+
 class Merger {
   public:
     Merger(ObjectSource& source, ObjectStore& store) : source_(source), store_(store) {}
@@ -94,10 +101,10 @@ class Merger {
 
     TreeMerge merge_sides(const Base& base, const Digest& ours, const Digest& theirs) {
         TreeMerge merge = merge_trees(source_, base.tree, ours, theirs);
+        Sides sides{{source_, base.tree}, {source_, ours}, {source_, theirs}};
         std::set<std::string> conflicts;
         for (const std::string& path : merge.conflicts) {
-            const std::optional<TreeEntry> merged =
-                base.unsure.contains(path) ? std::nullopt : merge_file(base.tree, ours, theirs, path);
+            const std::optional<TreeEntry> merged = base.unsure.contains(path) ? std::nullopt : merge_file(sides, path);
             if (merged) {
                 merge.changes[path] = merged;
             } else {
@@ -105,8 +112,8 @@ class Merger {
             }
         }
         for (const std::string& path : base.unsure) {
-            const auto mine = find_entry(source_, ours, TreePath::parse(path));
-            const auto other = find_entry(source_, theirs, TreePath::parse(path));
+            const auto mine = sides.ours.find(path);
+            const auto other = sides.theirs.find(path);
             if (mine.has_value() != other.has_value() || (mine && !mine->same_state(*other))) {
                 merge.changes.erase(path);
                 conflicts.insert(path);
@@ -117,11 +124,10 @@ class Merger {
     }
 
     // A text that both sides changed, in different places.
-    std::optional<TreeEntry> merge_file(const Digest& base_tree, const Digest& our_tree, const Digest& their_tree,
-                                        const std::string& path) {
-        const auto base = find_entry(source_, base_tree, TreePath::parse(path));
-        const auto ours = find_entry(source_, our_tree, TreePath::parse(path));
-        const auto theirs = find_entry(source_, their_tree, TreePath::parse(path));
+    std::optional<TreeEntry> merge_file(Sides& sides, const std::string& path) {
+        const auto base = sides.base.find(path);
+        const auto ours = sides.ours.find(path);
+        const auto theirs = sides.theirs.find(path);
         const auto old_text = text_of(base);
         const auto our_text = text_of(ours);
         const auto their_text = text_of(theirs);

@@ -149,9 +149,10 @@ void restore(const tome_globals_t& globals, const tome_revision_restore_params_t
     }
     const Digest before = checkout.tree_of(base);
     const Digest tree = checkout.tree_of(target);
+    const std::vector<FileDifference> differences = diff_trees(checkout.sources(), before, tree);
     Digest head;
     const Revision revision = add_revision(checkout, {}, tree, to_text(params.message), head);
-    for (const FileDifference& difference : diff_trees(checkout.sources(), before, tree)) {
+    for (const FileDifference& difference : differences) {
         events.path(TOME_EVENT_RESTORED_PATH, difference.path);
     }
     events.identity(TOME_EVENT_RESTORED, head, revision.order);

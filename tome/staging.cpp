@@ -18,8 +18,7 @@ class Stager {
     Stager(Checkout& checkout, const StagingRequest& request)
         : checkout_(checkout),
           request_(request),
-          base_root_(checkout.tree_of(checkout.index().base())),
-          base_(checkout.sources(), base_root_) {}
+          base_(checkout.sources(), checkout.tree_of(checkout.index().base())) {}
 
     void stage(const std::string& path) {
         const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
@@ -46,7 +45,7 @@ class Stager {
             return;
         }
         std::vector<std::string> gone;
-        visit_files(checkout_.sources(), base_root_, path, [&](const std::string& file, const TreeEntry&) {
+        base_.visit_files(path, [&](const std::string& file, const TreeEntry&) {
             const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(file));
             const bool stands = standing && standing->kind != WorkingEntry::Kind::Folder;
             if (!stands && (!held_only || checkout_.index().held_file(file))) {
@@ -129,7 +128,6 @@ class Stager {
 
     Checkout& checkout_;
     const StagingRequest& request_;
-    Digest base_root_;
     TreeLookup base_;
     std::vector<StagedFile> staged_;
     std::optional<Transaction> transaction_;  // on the store

@@ -4,67 +4,16 @@
 #include <map>
 #include <set>
 
-#include "tome/error.h"
-#include "tome/tree_path.h"
+#include "tome/tree_walk.h"
 
 namespace tome {
-namespace {
-
-class Comparison {
-  public:
-    Comparison(ObjectSource& source, std::vector<FileDifference>& out) : source_(source), out_(out) {}
-
-    void folders(const Digest& before, const Digest& after, const std::string& prefix, std::size_t depth) {
-        if (before == after) {
-            return;
-        }
-        if (depth > max_path_depth) {
-            throw Error(ErrorCode::Corrupt, "corrupt object: folders nested too deep at " + prefix);
-        }
-        const Tree old_tree = before.is_zero() ? Tree{} : read_tree(source_, before);
-        const Tree new_tree = after.is_zero() ? Tree{} : read_tree(source_, after);
-        auto old_entry = old_tree.begin();
-        auto new_entry = new_tree.begin();
-        while (old_entry != old_tree.end() || new_entry != new_tree.end()) {
-            const bool take_old =
-                new_entry == new_tree.end() || (old_entry != old_tree.end() && old_entry->name <= new_entry->name);
-            const bool take_new =
-                old_entry == old_tree.end() || (new_entry != new_tree.end() && new_entry->name <= old_entry->name);
-            entries(take_old ? &*old_entry : nullptr, take_new ? &*new_entry : nullptr, prefix, depth);
-            old_entry += take_old ? 1 : 0;
-            new_entry += take_new ? 1 : 0;
-        }
-    }
-
-  private:
-    void entries(const TreeEntry* before, const TreeEntry* after, const std::string& prefix, std::size_t depth) {
-        const std::string& name = before != nullptr ? before->name : after->name;
-        const std::string path = prefix.empty() ? name : prefix + "/" + name;
-        FileDifference files{path, std::nullopt, std::nullopt};
-        Digest old_folder;
-        Digest new_folder;
-        if (before != nullptr) {
-            before->is_folder() ? void(old_folder = before->digest) : void(files.before = *before);
-        }
-        if (after != nullptr) {
-            after->is_folder() ? void(new_folder = after->digest) : void(files.after = *after);
-        }
-        const bool both = files.before && files.after;
-        if (both ? !files.before->same_state(*files.after) : files.before || files.after) {
-            out_.push_back(std::move(files));
-        }
-        folders(old_folder, new_folder, path, depth + 1);
-    }
-
-    ObjectSource& source_;
-    std::vector<FileDifference>& out_;
-};
-
-}  // namespace
-
 std::vector<FileDifference> diff_trees(ObjectSource& source, const Digest& before, const Digest& after) {
     std::vector<FileDifference> result;
-    Comparison(source, result).folders(before, after, "", 0);
+    const auto copy = [](const TreeEntry* entry) { return entry != nullptr ? std::optional(*entry) : std::nullopt; };
+    walk_trees(source, before, after, "",
+               [&](const std::string& path, const TreeEntry* old_file, const TreeEntry* new_file) {
+                   result.push_back({path, copy(old_file), copy(new_file)});
+               });
     std::sort(result.begin(), result.end(),
               [](const FileDifference& a, const FileDifference& b) { return a.path < b.path; });
     return result;

@@ -16,7 +16,8 @@ struct FileDifference {
     std::optional<TreeEntry> after;   ///< nothing: deleted
 };
 
-/// The files that differ between the trees `before` and `after` (zero: empty), in byte order of their paths.
+/// The files that differ between the trees `before` and `after` (zero: empty), in byte order of their paths. Throws
+/// what walk_trees does.
 std::vector<FileDifference> diff_trees(ObjectSource& source, const Digest& before, const Digest& after);
 
 struct PathChange {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tome/error.h"
+#include "tome/tree_walk.h"
 
 namespace tome {
 namespace {
@@ -15,21 +15,6 @@ Tree::const_iterator lower_bound(const Tree& tree, std::string_view name) {
 const TreeEntry* find_in(const Tree& tree, std::string_view name) {
     const auto entry = lower_bound(tree, name);
     return entry != tree.end() && entry->name == name ? &*entry : nullptr;
-}
-
-void visit_tree(ObjectSource& source, const Digest& root, const std::string& prefix, std::size_t depth,
-                const std::function<void(const std::string&, const TreeEntry&)>& visit) {
-    if (depth > max_path_depth) {
-        throw Error(ErrorCode::Corrupt, "corrupt object: folders nested too deep at " + prefix);
-    }
-    for (const TreeEntry& entry : read_tree(source, root)) {
-        const std::string path = prefix.empty() ? entry.name : prefix + "/" + entry.name;
-        if (entry.is_folder()) {
-            visit_tree(source, entry.digest, path, depth + 1, visit);
-        } else {
-            visit(path, entry);
-        }
-    }
 }
 
 // The changes to one folder: those to its own entries and those below each of its subfolders.
@@ -96,67 +81,47 @@ Digest empty_tree(ObjectSink& sink) {
     return sink.add(ObjectKind::Tree, encode_tree({}));
 }
 
-std::optional<TreeEntry> find_entry(ObjectSource& source, const Digest& root, const TreePath& path) {
-    if (root.is_zero()) {
-        return std::nullopt;
-    }
-    TreeEntry current{"", TreeEntry::Kind::Folder, false, 0, root};
-    for (const std::string_view name : path.components()) {
-        if (!current.is_folder()) {
-            return std::nullopt;
-        }
-        const Tree tree = read_tree(source, current.digest);
-        const TreeEntry* entry = find_in(tree, name);
-        if (entry == nullptr) {
-            return std::nullopt;
-        }
-        current = TreeEntry(*entry);
-    }
-    return current;
-}
-
 const Tree& TreeLookup::folder(const std::string& path) {
     if (const auto known = folders_.find(path); known != folders_.end()) {
         return known->second;
     }
     Digest digest = root_;
     if (!path.empty()) {
-        const TreeEntry* entry = find(path);
+        const TreeEntry* entry = entry_at(path);
         digest = entry != nullptr && entry->is_folder() ? entry->digest : Digest{};
     }
     return folders_.emplace(path, digest.is_zero() ? Tree{} : read_tree(source_, digest)).first->second;
 }
 
-const TreeEntry* TreeLookup::find(std::string_view path) {
+const TreeEntry* TreeLookup::entry_at(std::string_view path) {
     const std::size_t slash = path.rfind('/');
     const bool top = slash == std::string_view::npos;
     return find_in(folder(top ? "" : std::string(path.substr(0, slash))), top ? path : path.substr(slash + 1));
 }
 
+std::optional<TreeEntry> TreeLookup::find(std::string_view path) {
+    const TreeEntry* entry = entry_at(path);
+    return entry != nullptr ? std::optional(*entry) : std::nullopt;
+}
+
 std::optional<TreeEntry> TreeLookup::find_file(std::string_view path) {
-    const TreeEntry* entry = find(path);
+    const TreeEntry* entry = entry_at(path);
     return entry != nullptr && !entry->is_folder() ? std::optional(*entry) : std::nullopt;
 }
 
 bool TreeLookup::is_folder(std::string_view path) {
-    const TreeEntry* entry = find(path);
+    const TreeEntry* entry = entry_at(path);
     return entry != nullptr && entry->is_folder();
 }
 
-void visit_files(ObjectSource& source, const Digest& root, const std::string& folder,
-                 const std::function<void(const std::string& path, const TreeEntry&)>& visit) {
-    if (root.is_zero()) {
-        return;
-    }
-    if (folder.empty()) {
-        visit_tree(source, root, "", 0, visit);
-        return;
-    }
-    const auto entry = find_entry(source, root, TreePath::parse(folder));
-    if (entry && entry->is_folder()) {
-        visit_tree(source, entry->digest, folder, 1, visit);
-    } else if (entry) {
-        visit(folder, *entry);
+void TreeLookup::visit_files(const std::string& path,
+                             const std::function<void(const std::string& path, const TreeEntry&)>& visit) {
+    const TreeEntry* entry = path.empty() ? nullptr : entry_at(path);
+    if (entry != nullptr && !entry->is_folder()) {
+        visit(path, *entry);
+    } else if (entry != nullptr || path.empty()) {
+        walk_trees(source_, {}, entry != nullptr ? entry->digest : root_, path,
+                   [&](const std::string& file, const TreeEntry*, const TreeEntry* found) { visit(file, *found); });
     }
 }
 

@@ -19,13 +19,13 @@ using TreeChanges = std::map<std::string, std::optional<TreeEntry>>;
 /// The digest of the tree without entries, which is written like any other.
 Digest empty_tree(ObjectSink& sink);
 
-/// The entry at `path` below the tree `root` (zero: nothing).
-std::optional<TreeEntry> find_entry(ObjectSource& source, const Digest& root, const TreePath& path);
-
-/// Looks many paths up in one tree, reading each folder once.
+/// Looks paths up in one tree (zero: nothing is in it), reading each folder once.
 class TreeLookup {
   public:
     TreeLookup(ObjectSource& source, const Digest& root) : source_(source), root_(root) {}
+
+    /// The file or folder at `path`, which has no "", "." or ".." in it.
+    std::optional<TreeEntry> find(std::string_view path);
 
     /// The file at `path`; nothing when there is none or a folder stands there.
     std::optional<TreeEntry> find_file(std::string_view path);
@@ -33,18 +33,19 @@ class TreeLookup {
     /// Whether a folder stands at `path`.
     bool is_folder(std::string_view path);
 
+    /// Calls `visit` for every file at or below `path` ("": all), in byte order of the components; as bounded as
+    /// walk_trees is.
+    void visit_files(const std::string& path,
+                     const std::function<void(const std::string& path, const TreeEntry&)>& visit);
+
   private:
     const Tree& folder(const std::string& path);
-    const TreeEntry* find(std::string_view path);
+    const TreeEntry* entry_at(std::string_view path);
 
     ObjectSource& source_;
     Digest root_;
     std::map<std::string, Tree> folders_;
 };
-
-/// Calls `visit` for every file at or below `folder` ("": all), in byte order of the components.
-void visit_files(ObjectSource& source, const Digest& root, const std::string& folder,
-                 const std::function<void(const std::string& path, const TreeEntry&)>& visit);
 
 /// The tree `root` (zero: empty) with `changes`. A file that is set where a folder stood takes its place, and the other
 /// way round. New trees go to `sink`.

@@ -12,9 +12,9 @@ bool same(const std::optional<TreeEntry>& a, const std::optional<TreeEntry>& b) 
 }
 
 // Whether our side holds, after the changes, a file at a parent of `path`, or files below `path` although it is a file.
-bool meets_other_kind(ObjectSource& source, const Digest& ours, const TreeChanges& changes, const std::string& path) {
+bool meets_other_kind(TreeLookup& ours, const TreeChanges& changes, const std::string& path) {
     const auto stays_file = [&](const std::string& at) {
-        const auto entry = find_entry(source, ours, TreePath::parse(at));
+        const auto entry = ours.find(at);
         const auto change = changes.find(at);
         return entry && !entry->is_folder() && (change == changes.end() || change->second.has_value());
     };
@@ -24,7 +24,7 @@ bool meets_other_kind(ObjectSource& source, const Digest& ours, const TreeChange
         }
     }
     bool below = false;
-    visit_files(source, ours, path, [&](const std::string& file, const TreeEntry&) {
+    ours.visit_files(path, [&](const std::string& file, const TreeEntry&) {
         const auto change = changes.find(file);
         below = below || (file != path && (change == changes.end() || change->second.has_value()));
     });
@@ -49,8 +49,9 @@ TreeMerge merge_trees(ObjectSource& source, const Digest& base, const Digest& ou
             conflicts.insert(difference.path);
         }
     }
+    TreeLookup our_tree(source, ours);
     for (const auto& [path, entry] : merge.changes) {
-        if (entry && meets_other_kind(source, ours, merge.changes, path)) {
+        if (entry && meets_other_kind(our_tree, merge.changes, path)) {
             conflicts.insert(path);
         }
     }

@@ -128,9 +128,10 @@ std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
     if (request.whole) {
         return changed;
     }
+    const std::set<fs::path> gone_or_changed(changed.begin(), changed.end());
     std::vector<fs::path> paths;
     for (const fs::path& path : request.changed_paths) {
-        if (is_in_source(request, path) || std::find(changed.begin(), changed.end(), path) != changed.end()) {
+        if (is_in_source(request, path) || gone_or_changed.contains(path)) {
             paths.push_back(path);
         }
     }

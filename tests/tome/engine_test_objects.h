@@ -71,7 +71,7 @@ class EngineTestObjects final : public tome::ObjectSource, public tome::ObjectSi
     /// The files of a tree; `texts` holds every text that may be one's content.
     std::map<std::string, std::string> files(const tome::Digest& root, const std::set<std::string>& texts) {
         std::map<std::string, std::string> result;
-        tome::visit_files(*this, root, "", [&](const std::string& path, const tome::TreeEntry& entry) {
+        tome::TreeLookup(*this, root).visit_files("", [&](const std::string& path, const tome::TreeEntry& entry) {
             result[path] = "?";
             for (const std::string& text : texts) {
                 if (file(text).same_state(entry) && file(text).size == entry.size) {

@@ -230,6 +230,118 @@ TEST_F(HostileTree, CannotBeReachedThroughFilesInADamagedIndex) {
     EXPECT_EQ(author_.sync().text(), "done");
 }
 
+// A tree of few objects that names 2^40 files: each folder holds the one below it twice.
+class EndlessTree : public HostileTree {
+  protected:
+    // The folders that hold the one file, named after `text`, 2^`levels` times.
+    static Digest add_doubling_tree(ObjectStore& store, int levels, const std::string& text) {
+        const Digest content = store.add_object(ObjectKind::Content, text);
+        Digest tree = store.add_object(
+            ObjectKind::Tree,
+            tome::encode_tree({TreeEntry{"f.txt", TreeEntry::Kind::File, false, text.size(), content}}));
+        for (int level = 0; level < levels; ++level) {
+            const TreeEntry left{"a", TreeEntry::Kind::Folder, false, 0, tree};
+            const TreeEntry right{"b", TreeEntry::Kind::Folder, false, 0, tree};
+            tree = store.add_object(ObjectKind::Tree, tome::encode_tree({left, right}));
+        }
+        return tree;
+    }
+
+    // Makes it the head of the remote's branch "hostile"; returns the tree's name and the revision.
+    std::pair<Digest, Digest> publish_doubling_tree(int levels, const std::string& text = "f") const {
+        ObjectStore store(remote_store_);
+        tome::Transaction transaction(store.database());
+        const Digest tree = add_doubling_tree(store, levels, text);
+        const Digest revision = add_revision(store, tree);
+        transaction.commit();
+        damage_set_head(remote_store_, "hostile", revision);
+        return {tree, revision};
+    }
+
+    static void expect_too_many(const DamageReply& reply, const Digest& tree) {
+        EXPECT_EQ(reply.code, corrupt);
+        EXPECT_TRUE(reply.text().starts_with("corrupt object: the tree names more than 10000000 files (object "))
+            << reply.text();
+        EXPECT_NE(reply.text().find(to_hex(tree)), std::string::npos) << reply.text();
+    }
+};
+
+TEST_F(EndlessTree, IsRefusedByEveryWalkAndNothingIsWritten) {
+    const DamageCheckout follower = clone("follower", "hostile");
+    const DamageCheckout reader = clone("reader");
+    const auto [tree, revision] = publish_doubling_tree(40);
+    const auto files = damage_snapshot(reader.path());
+    expect_too_many(checkout("clone").clone("hostile"), tree);
+    EXPECT_FALSE(std::filesystem::exists(checkout("clone") / ".tome"));
+    expect_too_many(follower.sync(), tree);
+    expect_too_many(reader.sync({{}, revision}), tree);
+    expect_too_many(reader.switch_to("hostile"), tree);
+    expect_too_many(reader.merge("hostile"), tree);
+    EXPECT_EQ(damage_snapshot(follower.path()), files);
+    EXPECT_EQ(damage_snapshot(reader.path()), files);
+    EXPECT_EQ(reader.history().revisions.size(), 1U);
+}
+
+TEST_F(EndlessTree, IsNotRestored) {
+    const auto [tree, hostile] = publish_doubling_tree(40);
+    const DamageCheckout reader = checkout("reader");
+    DamageCheckout::require(reader.clone("hostile", {}, true));
+    expect_too_many(reader.restore(head_), tree);
+    EXPECT_EQ(tome::CheckoutIndex(reader / ".tome/index.db").base(), hostile);
+}
+
+TEST_F(EndlessTree, IsRefusedWhenTwoOfThemAreCompared) {
+    publish_doubling_tree(40, "one");
+    const DamageCheckout reader = checkout("reader");
+    DamageCheckout::require(reader.clone("hostile", {}, true));
+    const Digest second = publish_doubling_tree(40, "two").first;
+    expect_too_many(reader.switch_to("hostile"), second);
+}
+
+TEST_F(EndlessTree, LetsFilesInItBeReadAndCommittedByTheirPaths) {
+    publish_doubling_tree(40);
+    const DamageCheckout reader = checkout("reader");
+    DamageCheckout::require(reader.clone("hostile", {}, true));
+    std::string path;
+    for (int level = 0; level < 40; ++level) {
+        path += "b/";
+    }
+    EXPECT_EQ(reader.sync({{path + "f.txt"}}).text(), "done");
+    EXPECT_EQ(read_file(reader / (path + "f.txt")), "f");
+    write_file(reader / "new.txt", "new");
+    EXPECT_EQ(reader.stage({"new.txt"}).text(), "done");
+    EXPECT_EQ(reader.commit().text(), "done");
+    EXPECT_EQ(reader.push("hostile").text(), "done");
+}
+
+TEST_F(EndlessTree, IsNoTreeInWhichAFolderStandsAThousandTimes) {
+    publish_doubling_tree(10);
+    const DamageCheckout clone = checkout("clone");
+    EXPECT_EQ(clone.clone("hostile").text(), "done");
+    EXPECT_EQ(damage_snapshot(clone.path()).size(), 1024U + 2046U);
+}
+
+TEST_F(EndlessTree, WithFewFilesAndLongPathsIsRefused) {
+    Digest tree;
+    {
+        ObjectStore store(remote_store_);
+        tome::Transaction transaction(store.database());
+        tree = add_doubling_tree(store, 20, "f");
+        for (int level = 0; level < 10; ++level) {
+            const std::string name(200, 'n');
+            tree = store.add_object(ObjectKind::Tree,
+                                    tome::encode_tree({TreeEntry{name, TreeEntry::Kind::Folder, false, 0, tree}}));
+        }
+        const Digest revision = add_revision(store, tree);
+        transaction.commit();
+        damage_set_head(remote_store_, "hostile", revision);
+    }
+    const DamageReply reply = clone("reader").switch_to("hostile");
+    EXPECT_EQ(reply.code, corrupt);
+    EXPECT_TRUE(reply.text().starts_with("corrupt object: the tree's paths have more than 1000000000 bytes"))
+        << reply.text();
+}
+
 // A reader whose folder "Sub" is to become a link to "outside", and work on the remote that touches the folder.
 class LinkedFolder : public DamagedRepository {
   protected:

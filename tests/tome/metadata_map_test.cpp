@@ -318,6 +318,21 @@ TEST_F(MetadataMap, ListsNoMapThatIsNestedTooDeep) {
     }
 }
 
+TEST_F(MetadataMap, ListsNoMapInWhichANodeStandsInTwoPlaces) {
+    Digest root = set({}, {{"a", "1"}});
+    for (int level = 0; level < 60; ++level) {
+        MetadataNode node;
+        node.leaf = false;
+        for (std::uint8_t nibble = 0; nibble < 16; ++nibble) {
+            node.children[nibble] = root;
+        }
+        root = nodes_.add(ObjectKind::Metadata, tome::encode_metadata_node(node));
+    }
+    const std::string text = failure([&] { list(root); }, tome::ErrorCode::Corrupt);
+    EXPECT_TRUE(text.starts_with("corrupt object: misplaced metadata (object ")) << text;
+    EXPECT_EQ(get(root, {"a"}), (Entries{{"a", "1"}}));
+}
+
 TEST_F(MetadataMap, ReportsAMapThatIsNestedTooDeepAsCorrupt) {
     for (const std::size_t levels : {65U, 66U, 1000U}) {
         const Digest root = chain("a", levels);

@@ -24,8 +24,9 @@ class TreeEdit : public testing::Test {
     }
     std::vector<std::string> visited(const tome::Digest& root, const std::string& folder) {
         std::vector<std::string> paths;
-        tome::visit_files(objects_, root, folder,
-                          [&](const std::string& path, const tome::TreeEntry&) { paths.push_back(path); });
+        tome::TreeLookup(objects_, root).visit_files(folder, [&](const std::string& path, const tome::TreeEntry&) {
+            paths.push_back(path);
+        });
         return paths;
     }
     EngineTestObjects objects_;
@@ -92,9 +93,7 @@ TEST_F(TreeEdit, OfATreeThatIsMissingNamesIt) {
 
 TEST_F(TreeEdit, FindsEntriesByPath) {
     const tome::Digest root = objects_.tree({{"a", "1*"}, {"b/c/d", "2"}});
-    const auto find = [&](const std::string& path) {
-        return tome::find_entry(objects_, root, tome::TreePath::parse(path));
-    };
+    const auto find = [&](const std::string& path) { return tome::TreeLookup(objects_, root).find(path); };
     ASSERT_TRUE(find("a"));
     EXPECT_TRUE(find("a")->same_state(EngineTestObjects::file("1*")));
     EXPECT_EQ(find("a")->size, 1U);
@@ -105,7 +104,7 @@ TEST_F(TreeEdit, FindsEntriesByPath) {
     for (const std::string path : {"A", "a/b", "b/d", "b/c/d/e", "b/cc", "c"}) {
         EXPECT_FALSE(find(path)) << path;
     }
-    EXPECT_FALSE(tome::find_entry(objects_, {}, tome::TreePath::parse("a")));
+    EXPECT_FALSE(tome::TreeLookup(objects_, {}).find("a"));
 }
 
 TEST_F(TreeEdit, LookupTellsFilesAndFoldersAndReadsEachFolderOnce) {
@@ -127,6 +126,18 @@ TEST_F(TreeEdit, LookupTellsFilesAndFoldersAndReadsEachFolderOnce) {
     EXPECT_EQ(objects_.reads, 3);
     tome::TreeLookup nothing(objects_, {});
     EXPECT_FALSE(nothing.find_file("a"));
+}
+
+TEST_F(TreeEdit, LookupVisitsFilesOneByOneWithoutReadingTheirFolderAgain) {
+    const tome::Digest root = objects_.tree({{"b/c", "1"}, {"b/d", "2"}, {"b/e", "3"}});
+    tome::TreeLookup lookup(objects_, root);
+    objects_.reads = 0;
+    std::vector<std::string> paths;
+    for (const std::string path : {"b/c", "b/d", "b/e", "b/x", "x"}) {
+        lookup.visit_files(path, [&](const std::string& file, const tome::TreeEntry&) { paths.push_back(file); });
+    }
+    EXPECT_EQ(paths, (std::vector<std::string>{"b/c", "b/d", "b/e"}));
+    EXPECT_EQ(objects_.reads, 2);
 }
 
 TEST_F(TreeEdit, VisitsFilesInByteOrderOfTheComponents) {
