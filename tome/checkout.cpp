@@ -134,7 +134,7 @@ bool create_checkout(const std::filesystem::path& directory, const CheckoutConfi
     try {
         CheckoutIndex::create(aside / "index.db", branch, base);
         write_file_durably(aside / "config.toml", config_text(config));
-    } catch (const Error&) {
+    } catch (...) {
         std::filesystem::remove_all(aside, error);
         throw;
     }

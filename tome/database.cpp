@@ -60,7 +60,7 @@ bool Statement::is_null(int column) const {
     return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }
 
-Database::Database(const std::filesystem::path& path, Mode mode) : path_(path) {
+Database::Database(const std::filesystem::path& path, Mode mode) : path_(path), log_path_(path.string() + "-wal") {
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (mode == Mode::Create ? SQLITE_OPEN_CREATE : 0);
     std::error_code ignored;
     if (std::filesystem::is_symlink(path, ignored)) {
@@ -98,14 +98,19 @@ Database::~Database() {
     for (const auto& [sql, statement] : statements_) {
         sqlite3_finalize(statement);
     }
-    // Where each opening writes but once, no writer finds the log folded in and begins it anew.
-    std::error_code error;
-    const std::uintmax_t log_bytes = std::filesystem::file_size(path_.string() + "-wal", error);
-    if (!error && log_bytes > max_log_bytes) {
+    const bool folds = folds_log_ && sqlite3_total_changes(handle_) > 0;
+    if (folds || has_long_log()) {
         sqlite3_busy_timeout(handle_, 0);  // Another's turn, when somebody else is reading it.
         sqlite3_wal_checkpoint_v2(handle_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
     }
     sqlite3_close(handle_);
+}
+
+// Where each opening writes but once, no writer finds the log folded in and begins it anew.
+bool Database::has_long_log() const noexcept {
+    std::error_code error;
+    const std::uintmax_t bytes = std::filesystem::file_size(log_path_, error);
+    return !error && bytes > max_log_bytes;
 }
 
 void Database::execute(const char* sql) {
@@ -139,6 +144,10 @@ int Database::changes() const {
     return sqlite3_changes(handle_);
 }
 
+void Database::roll_back() noexcept {
+    sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
 void Database::fail(int code) const {
     const int primary = code & 0xff;
     const std::string file = path_.string();
@@ -169,11 +178,7 @@ Transaction::Transaction(Database& database) : database_(database), outer_(!data
 
 Transaction::~Transaction() {
     if (outer_ && !done_ && database_.in_transaction()) {
-        try {
-            database_.execute("ROLLBACK");
-        } catch (const Error&) {
-            // What made the rollback fail already ended the transaction.
-        }
+        database_.roll_back();
     }
 }
 

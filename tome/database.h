@@ -54,6 +54,10 @@ class Database {
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
+    /// From now on, closing brings what the log holds into the file after a write: best effort, waiting for nobody.
+    /// SQLite passes over everything behind a damaged byte of a log, and no byte of the file tells.
+    void fold_log_when_closed() { folds_log_ = true; }
+
     void execute(const char* sql);
     /// `sql` must be a literal: statements are cached by its address.
     Statement prepare(const char* sql);
@@ -63,13 +67,19 @@ class Database {
     const std::filesystem::path& path() const { return path_; }
     bool in_transaction() const;
     int changes() const;
+    /// Undoes the open transaction; what makes that fail has ended it already.
+    void roll_back() noexcept;
 
     /// The error for SQLite's result `code` on this file.
     [[noreturn]] void fail(int code) const;
 
   private:
+    bool has_long_log() const noexcept;
+
     std::filesystem::path path_;
+    std::filesystem::path log_path_;  // made ready: closing must not allocate
     sqlite3* handle_ = nullptr;
+    bool folds_log_ = false;
     std::unordered_map<const void*, sqlite3_stmt*> statements_;
 };
 

@@ -82,11 +82,12 @@ bool create_repository_store(const std::filesystem::path& directory) {
     std::error_code ignored;
     try {
         ObjectStore store(aside);
+        store.database().fold_log_when_closed();
         BranchRecord main;
         main.name = "main";
         main.created_at = main.updated_at = current_time();
         compare_and_set_branch(store.database(), main);
-    } catch (const Error&) {
+    } catch (...) {
         std::filesystem::remove_all(aside, ignored);
         throw;
     }
@@ -129,6 +130,11 @@ std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation&
         throw Error(ErrorCode::NotFound, "Not found: " + repository_url(location));
     }
     return std::make_unique<DirectoryRemote>(std::make_shared<ObjectStore>(directory));
+}
+
+// Between writes the history stands in the database's file, where damage shows.
+DirectoryRemote::DirectoryRemote(std::shared_ptr<ObjectStore> store) : store_(std::move(store)) {
+    store_->database().fold_log_when_closed();
 }
 
 bool DirectoryRemote::has_blob(const BlobKey& key) {

@@ -24,7 +24,7 @@ class DirectoryRemote final : public Remote {
     static std::unique_ptr<DirectoryRemote> open(const RepositoryLocation& location);
 
     /// The branches and objects that a checkout without a remote keeps in its own store.
-    explicit DirectoryRemote(std::shared_ptr<ObjectStore> store) : store_(std::move(store)) {}
+    explicit DirectoryRemote(std::shared_ptr<ObjectStore> store);
 
     std::shared_ptr<ObjectSource> objects() override { return store_; }
     void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,

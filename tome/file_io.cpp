@@ -105,7 +105,7 @@ void write_file_durably(const std::filesystem::path& path, std::string_view byte
         if (rename(temporary.c_str(), path.c_str()) != 0) {
             throw system_error("could not write " + path.string(), errno);
         }
-    } catch (const Error&) {
+    } catch (...) {
         unlink(temporary.c_str());
         throw;
     }

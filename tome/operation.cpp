@@ -28,6 +28,25 @@ std::string one_line(std::string text) {
     return text;
 }
 
+int32_t run_and_report(const tome_globals_t* globals, const void* params, const Events& events,
+                       const std::function<void(const Events&)>& body) {
+    const auto fail = [&](const std::string& text, ErrorCode code) {
+        events.error(one_line(text), code);
+        return static_cast<int32_t>(code);
+    };
+    try {
+        check_records(globals, params);
+        body(events);
+        return 0;
+    } catch (const Error& error) {
+        return fail(error.what(), error.code());
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        return fail(error.what(), ErrorCode::Internal);
+    }
+}
+
 }  // namespace
 
 void Events::send(const tome_event_t& event) const {
@@ -142,20 +161,12 @@ std::uint64_t order_of(ObjectSource& source, const Digest& revision) {
 int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_t user, tome_callback_t callback,
                       const std::function<void(const Events&)>& body) {
     const Events events(callback, user);
-    const auto fail = [&](const std::string& text, ErrorCode code) {
-        events.error(one_line(text), code);
-        return static_cast<int32_t>(code);
-    };
     try {
-        check_records(globals, params);
-        body(events);
-        return 0;
-    } catch (const Error& error) {
-        return fail(error.what(), error.code());
-    } catch (const std::bad_alloc&) {
-        return fail("out of memory", ErrorCode::Internal);
-    } catch (const std::exception& error) {
-        return fail(error.what(), ErrorCode::Internal);
+        return run_and_report(globals, params, events, body);
+    } catch (
+        const std::bad_alloc&) {  // Perhaps over the text of another failure; this one is short enough to need none.
+        events.error("out of memory", ErrorCode::Internal);
+        return static_cast<int32_t>(ErrorCode::Internal);
     }
 }
 

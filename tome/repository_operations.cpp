@@ -118,7 +118,7 @@ void clone_repository(const tome_globals_t& globals, const tome_repository_clone
         fill_clone(checkout, params, events);
         const Digest base = checkout.index().base();
         events.identity(TOME_EVENT_BRANCH_HEAD, base, order_of(checkout.sources(), base));
-    } catch (const Error&) {
+    } catch (...) {
         std::error_code ignored;
         if (made) {
             std::filesystem::remove_all(state_folder(directory), ignored);
