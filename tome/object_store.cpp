@@ -54,6 +54,10 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
     }
     const std::filesystem::file_type type = std::filesystem::symlink_status(database_path(directory), error).type();
     if (type == std::filesystem::file_type::not_found) {
+        // A store appears whole: a folder without its database has lost it, and what it held is not to be made anew.
+        if (std::filesystem::exists(std::filesystem::symlink_status(directory, error))) {
+            throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string() + " (store.db is missing)");
+        }
         throw Error(ErrorCode::NotFound, "Not found: no Tome store at " + directory.string());
     }
     if (error) {
@@ -148,7 +152,7 @@ bool ObjectStore::create(const std::filesystem::path& directory) {
             }
             throw system_error("could not make store " + directory.string(), number);
         }
-    } catch (const Error&) {
+    } catch (...) {
         std::filesystem::remove_all(aside, error);
         throw;
     }

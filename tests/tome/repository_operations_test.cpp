@@ -405,7 +405,7 @@ TEST_F(RepositoryOperations, SharedStoreThatCannotBeIsRefused) {
     EXPECT_FALSE(std::filesystem::exists(folder_ / "no"));
     write_file(folder_ / "mine/letter.txt", "mine");
     const std::string taken = (folder_ / "mine").string();
-    EXPECT_EQ(client.create_shared_store(taken, url_).error, "Not found: no Tome store at " + taken);
+    EXPECT_EQ(client.create_shared_store(taken, url_).error, "corrupt store: " + taken + " (store.db is missing)");
     EXPECT_EQ(read_file(folder_ / "mine/letter.txt"), "mine");
 }
 

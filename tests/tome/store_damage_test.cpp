@@ -306,11 +306,28 @@ TEST_F(StoreDamage, ByFilesInThePlaceOfFoldersIsNamed) {
                  "the remote is not a directory: " + file.string());
     std::filesystem::rename(remote_store_, folder_ / "kept");
     write_file(remote_store_, "file");
-    expect_error(checkout("clone").clone(), not_found, "Not found: no Tome store at " + remote_store_.string());
-    expect_error(author_.push(), not_found, "Not found: no Tome store at " + remote_store_.string());
+    const std::string text = "corrupt store: " + remote_store_.string() + " (store.db is missing)";
+    expect_error(checkout("clone").clone(), corrupt, text);
+    expect_error(author_.push(), corrupt, text);
     EXPECT_EQ(read_file(remote_store_), "file");
     std::filesystem::remove(remote_store_);
     std::filesystem::rename(folder_ / "kept", remote_store_);
+    EXPECT_EQ(author_.push().text(), "done");
+}
+
+TEST_F(StoreDamage, ByTheLossOfTheRemotesDatabaseIsNamedByEveryOperation) {
+    const std::string text = "corrupt store: " + remote_store_.string() + " (store.db is missing)";
+    const FileDamage lost{"lost", [](const std::filesystem::path& path) { std::filesystem::remove(path); }};
+    with_damage(remote_store_ / "store.db", lost, [&] {
+        expect_error(checkout("clone").clone(), corrupt, text);
+        expect_error(author_.history(), corrupt, text);
+        expect_error(author_.list_branches(), corrupt, text);
+        expect_error(author_.status(), corrupt, text);
+        expect_error(author_.sync(), corrupt, text);
+        expect_error(author_.push(), corrupt, text);
+        expect_error(checkout("second").create(), 3, "Already exists: " + repository_);
+        EXPECT_FALSE(std::filesystem::exists(remote_store_ / "store.db"));
+    });
     EXPECT_EQ(author_.push().text(), "done");
 }
 

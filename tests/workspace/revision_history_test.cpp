@@ -55,6 +55,19 @@ TEST(RevisionHistory, NewWorkspaceKeepsTheDisplayValuesOfItsParent) {
     EXPECT_EQ(list_project_workspace_revisions(project.package(), "feature", 1).at(0).summary, "second");
 }
 
+// Nor is a new one made in its place.
+TEST(RevisionHistory, OfARepositoryThatLostItsDatabaseIsNotEmpty) {
+    const HistoryProject project;
+    const std::filesystem::path repository = project.remote() / project.id();
+    std::filesystem::remove(repository / "store.db");
+    const auto names_it = [&](const std::string& text) {
+        return text.find("corrupt store: " + repository.string()) != std::string::npos;
+    };
+    EXPECT_PRED1(names_it, failure_of([&] { list_project_workspace_revisions(project.package(), "main", 0); }));
+    EXPECT_PRED1(names_it, failure_of([&] { project.commit("edit"); }));
+    EXPECT_FALSE(std::filesystem::exists(repository / "store.db"));
+}
+
 TEST(RevisionHistory, UnknownWorkspaceIsRefused) {
     const HistoryProject project;
     EXPECT_EQ(failure_of([&] { list_project_workspace_revisions(project.package(), "nobody", 1); }),
