@@ -1,8 +1,12 @@
 #include "review/comments_file.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "project/text_file.h"
 #include "review/comment_text.h"
 #include "review/json_records.h"
+#include "review/record_file.h"
 #include "review/record_folder.h"
 #include "workspace/workspace_id.h"
 #include "workspace/workspace_paths.h"
@@ -10,8 +14,8 @@
 namespace quill {
 namespace {
 
-std::string line_of(const WorkspaceCommentBucket& bucket) {
-    return "    {" + json_text_member("workspace", workspace_id_or_main(bucket.workspace)) + ",\"comments\":[" +
+std::string text_of(const WorkspaceCommentBucket& bucket) {
+    return "{" + json_text_member("workspace", workspace_id_or_main(bucket.workspace)) + ",\"comments\":[" +
            project_comments_json(bucket.comments) + "]}";
 }
 
@@ -20,10 +24,7 @@ WorkspaceCommentBucket bucket_from(std::string_view object) {
             project_comments_from_json(json_written_array(object, "comments"))};
 }
 
-}  // namespace
-
-std::vector<WorkspaceCommentBucket> read_workspace_comments(const std::filesystem::path& project) {
-    const std::string text = read_record_file(project_comments_index_path(project));
+std::vector<WorkspaceCommentBucket> buckets_in(std::string_view text) {
     std::vector<WorkspaceCommentBucket> buckets;
     for (const std::string_view object : json_written_objects(json_written_array(text, "workspaces"))) {
         buckets.push_back(bucket_from(object));
@@ -31,22 +32,36 @@ std::vector<WorkspaceCommentBucket> read_workspace_comments(const std::filesyste
     return buckets;
 }
 
+std::vector<std::string> texts_of(const std::vector<WorkspaceCommentBucket>& buckets) {
+    std::vector<std::string> texts;
+    std::transform(buckets.begin(), buckets.end(), std::back_inserter(texts), text_of);
+    return texts;
+}
+
+const RecordFileFormat& format() {
+    static const RecordFileFormat comments{2, {}, "workspaces", ""};
+    return comments;
+}
+
+}  // namespace
+
+std::vector<WorkspaceCommentBucket> read_workspace_comments(const std::filesystem::path& project) {
+    return buckets_in(read_record_file(project_comments_index_path(project)));
+}
+
 void write_workspace_comments(const std::filesystem::path& project,
                               const std::vector<WorkspaceCommentBucket>& buckets) {
-    write_text_file_atomically(
-        project_comments_index_path(project),
-        "{\n  \"version\": 2,\n  \"workspaces\": [\n" + json_joined(buckets, ",\n", line_of) + "\n  ]\n}\n");
+    write_text_file_atomically(project_comments_index_path(project), record_file_text(format(), texts_of(buckets)));
 }
 
 void update_workspace_comments(const std::filesystem::path& project,
                                const std::function<bool(std::vector<WorkspaceCommentBucket>&)>& change) {
     const RecordFolderLock lock(project);
-    std::vector<WorkspaceCommentBucket> buckets = read_workspace_comments(project);
-    if (buckets.empty()) {
-        refuse_damaged_records(project_comments_index_path(project), "workspace");
-    }
+    RecordFile file(project_comments_index_path(project), format());
+    std::vector<WorkspaceCommentBucket> buckets = buckets_in(file.text());
+    file.require_read_whole(texts_of(buckets));
     if (change(buckets)) {
-        write_workspace_comments(project, buckets);
+        write_text_file_atomically(project_comments_index_path(project), file.text_with(texts_of(buckets)));
     }
 }
 

@@ -6,6 +6,8 @@
 #include <sstream>
 #include <system_error>
 
+#include "review/json_value.h"
+
 namespace quill {
 namespace {
 
@@ -21,12 +23,14 @@ std::string_view skip_white_space(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
 }
 
-// The quote that ends the string whose text begins at `start`, escapes observed; npos without one.
-std::size_t end_of_string(std::string_view text, std::size_t start) {
-    while (start < text.size() && text[start] != '"') {
-        start += text[start] == '\\' ? 2 : 1;
+// From the first `quoted` with a colon after it.
+std::string_view named_anywhere(std::string_view text, std::string_view quoted) {
+    for (std::size_t at = text.find(quoted); at != text.npos; at = text.find(quoted, at + 1)) {
+        if (skip_white_space(text.substr(at + quoted.size())).starts_with(':')) {
+            return text.substr(at);
+        }
     }
-    return start < text.size() ? start : std::string_view::npos;
+    return {};
 }
 
 // The value of a member that `json_written_member` found.
@@ -132,20 +136,30 @@ std::optional<std::array<double, 3>> json_vector3(std::string_view text, std::st
 
 std::string_view json_written_member(std::string_view text, std::string_view key) {
     const std::string quoted = '"' + std::string(key) + '"';
-    for (std::size_t at = text.find(quoted); at != text.npos; at = text.find(quoted, at + 1)) {
-        if (skip_white_space(text.substr(at + quoted.size())).starts_with(':')) {
-            return text.substr(at);
+    std::size_t depth = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') {
+            const bool named = depth == 1 && text.substr(i).starts_with(quoted);
+            if (named && skip_white_space(text.substr(i + quoted.size())).starts_with(':')) {
+                return text.substr(i);
+            }
+            i = std::min(json_string_end(text, i + 1), text.size() - 1);
+        } else if (text[i] == '{' || text[i] == '[') {
+            ++depth;
+        } else if ((text[i] == '}' || text[i] == ']') && depth > 0 && --depth == 0) {
+            return {};
         }
     }
-    return {};
+    return named_anywhere(text, quoted);
 }
 
 std::string json_written_string(std::string_view text, std::string_view key) {
-    const std::string_view value = written_value(json_written_member(text, key), key);
+    const std::string_view member = json_written_member(text, key);
+    const std::string_view value = written_value(member, key);
     if (!value.starts_with('"')) {
-        return json_string(text, key);
+        return json_string(member, key);
     }
-    const std::size_t end = end_of_string(value, 1);
+    const std::size_t end = json_string_end(value, 1);
     return end == value.npos ? std::string() : json_unescape(value.substr(1, end - 1));
 }
 
@@ -157,7 +171,7 @@ std::string_view json_written_array(std::string_view text, std::string_view key)
     std::size_t depth = 0;
     for (std::size_t i = 0; i < value.size(); ++i) {
         if (value[i] == '"') {
-            i = std::min(end_of_string(value, i + 1), value.size() - 1);
+            i = std::min(json_string_end(value, i + 1), value.size() - 1);
         } else if (value[i] == '[') {
             ++depth;
         } else if (value[i] == ']' && --depth == 0) {
@@ -173,7 +187,7 @@ std::vector<std::string_view> json_written_objects(std::string_view text) {
     std::size_t depth = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '"') {
-            i = std::min(end_of_string(text, i + 1), text.size() - 1);
+            i = std::min(json_string_end(text, i + 1), text.size() - 1);
         } else if (text[i] == '{') {
             start = depth++ == 0 ? i : start;
         } else if (text[i] == '}' && depth > 0 && --depth == 0) {
@@ -186,7 +200,7 @@ std::vector<std::string_view> json_written_objects(std::string_view text) {
 std::vector<std::string> json_written_strings(std::string_view text) {
     std::vector<std::string> strings;
     for (std::size_t open = text.find('"'); open != text.npos;) {
-        const std::size_t close = end_of_string(text, open + 1);
+        const std::size_t close = json_string_end(text, open + 1);
         if (close == text.npos) {
             break;
         }

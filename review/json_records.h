@@ -41,12 +41,12 @@ std::optional<std::array<double, 3>> json_vector3(std::string_view text, std::st
 // Readers of what the writers below wrote. They are exact whatever the strings hold, be it escaped quotes, brackets, a
 // backslash at the end or the name of a member, where the scanners above go astray.
 
-/// The text from the member's key on: from the first quoted `key` with a colon after it, white space between the two
-/// allowed. No string that was written holds such a text. Empty without the member. Made to be searched by the scanners
-/// above: `json_bool(json_written_member(text, key), key, false)`.
+/// The text from the member's key on, of the object that the text is: what stands in records within it does not count.
+/// Empty without the member. In an object that does not end, from the first quoted `key` with a colon after it. Made to
+/// be searched by the scanners above: `json_bool(json_written_member(text, key), key, false)`.
 std::string_view json_written_member(std::string_view text, std::string_view key);
 
-/// The member's string, unescaped. What `json_string` gives when the member is missing or no string.
+/// The member's string, unescaped; the next string after a value that is none. Empty when the member is missing.
 std::string json_written_string(std::string_view text, std::string_view key);
 
 /// What stands between the brackets of the member's array; empty when the member is missing, no array or does not end.

@@ -34,12 +34,6 @@ std::string read_record_file(const std::filesystem::path& path) {
     return read_text_file(path);
 }
 
-void refuse_damaged_records(const std::filesystem::path& path, std::string_view member) {
-    if (read_record_file(path).find("\"" + std::string(member) + "\"") != std::string::npos) {
-        throw std::runtime_error("damaged record file, nothing was written: " + path.string());
-    }
-}
-
 void make_record_folder(const std::filesystem::path& folder) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <string>
-#include <string_view>
 
 #include "project/folder_lock.h"
 
@@ -12,10 +11,6 @@ namespace quill {
 /// A record file's bytes, none when it is missing. Throws std::runtime_error "Could not open " + path, also when
 /// something other than a file stands there.
 std::string read_record_file(const std::filesystem::path& path);
-
-/// Throws std::runtime_error "damaged record file, nothing was written: " + path when the file holds `member` after
-/// all. For a file from which no record was read: to write it anew would lose what it holds.
-void refuse_damaged_records(const std::filesystem::path& path, std::string_view member);
 
 /// Makes the folder with its parents. Throws std::runtime_error "could not create workspace folder: " + system text.
 void make_record_folder(const std::filesystem::path& folder);

@@ -1,11 +1,13 @@
 #include "review/reviews_file.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 #include "project/text_file.h"
 #include "review/comment_text.h"
 #include "review/json_records.h"
+#include "review/record_file.h"
 #include "review/record_folder.h"
 #include "review/unique_strings.h"
 #include "workspace/workspace_id.h"
@@ -24,8 +26,8 @@ std::string reviewer_json(const ProjectReviewReviewer& reviewer) {
            json_text_member("updatedAt", reviewer.updatedAt) + "}";
 }
 
-std::string line_of(const ProjectReview& review) {
-    return "    {" + json_text_member("id", review.id) + "," + json_text_member("title", review.title) + "," +
+std::string text_of(const ProjectReview& review) {
+    return "{" + json_text_member("id", review.id) + "," + json_text_member("title", review.title) + "," +
            json_text_member("description", review.description) + "," +
            json_text_member("sourceWorkspace", review.sourceWorkspace) + "," +
            json_text_member("targetWorkspace", workspace_id_or_main(review.targetWorkspace)) + "," +
@@ -65,10 +67,7 @@ ProjectReview review_from(std::string_view object) {
     return review;
 }
 
-}  // namespace
-
-std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& project) {
-    const std::string text = read_record_file(project_reviews_index_path(project));
+std::vector<ProjectReview> reviews_in(std::string_view text) {
     std::vector<ProjectReview> reviews;
     for (const std::string_view object : json_written_objects(json_written_array(text, "reviews"))) {
         reviews.push_back(review_from(object));
@@ -76,26 +75,43 @@ std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& pro
     return reviews;
 }
 
+std::vector<std::string> texts_of(const std::vector<ProjectReview>& reviews) {
+    std::vector<std::string> texts;
+    std::transform(reviews.begin(), reviews.end(), std::back_inserter(texts), text_of);
+    return texts;
+}
+
+const RecordFileFormat& format() {
+    static const RecordFileFormat reviews{1, {}, "reviews", ""};
+    return reviews;
+}
+
+}  // namespace
+
+std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& project) {
+    return reviews_in(read_record_file(project_reviews_index_path(project)));
+}
+
 void write_project_reviews(const std::filesystem::path& project, const std::vector<ProjectReview>& reviews) {
-    write_text_file_atomically(
-        project_reviews_index_path(project),
-        "{\n  \"version\": 1,\n  \"reviews\": [\n" + json_joined(reviews, ",\n", line_of) + "\n  ]\n}\n");
+    write_text_file_atomically(project_reviews_index_path(project), record_file_text(format(), texts_of(reviews)));
 }
 
 void update_project_reviews(const std::filesystem::path& project,
                             const std::function<bool(std::vector<ProjectReview>&)>& change) {
     const RecordFolderLock lock(project);
-    std::vector<ProjectReview> reviews = read_project_reviews(project);
-    if (reviews.empty()) {
-        refuse_damaged_records(project_reviews_index_path(project), "id");
-    }
+    RecordFile file(project_reviews_index_path(project), format());
+    std::vector<ProjectReview> reviews = reviews_in(file.text());
+    file.require_read_whole(texts_of(reviews));
     if (change(reviews)) {
-        write_project_reviews(project, reviews);
+        write_text_file_atomically(project_reviews_index_path(project), file.text_with(texts_of(reviews)));
     }
 }
 
 ProjectReview update_stored_review(const std::filesystem::path& project, const std::string& id,
                                    const std::function<bool(ProjectReview&)>& change) {
+    if (read_record_file(project_reviews_index_path(project)).empty()) {  // Before the folder is made.
+        throw std::runtime_error("review does not exist: " + id);
+    }
     ProjectReview updated;
     update_project_reviews(project, [&](std::vector<ProjectReview>& reviews) {
         const auto found =

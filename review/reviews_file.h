@@ -19,8 +19,8 @@ void write_project_reviews(const std::filesystem::path& project, const std::vect
 
 /// Reads the file, and writes it when `change` returns true, under the lock on its folder (RecordFolderLock): neither
 /// another thread nor another process loses a change. `change` must not call workspace operations; what it throws
-/// leaves the file as it is. Throws besides what reading, locking and writing throw and, for a file that holds records
-/// of which none could be read, "damaged record file, nothing was written: " + path.
+/// leaves the file as it is. Members that this version does not know stay. Throws besides what reading, locking and
+/// writing throw and, before `change` is called, what `RecordFile` throws for a file that must not be written.
 void update_project_reviews(const std::filesystem::path& project,
                             const std::function<bool(std::vector<ProjectReview>&)>& change);
 

@@ -206,6 +206,9 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     request.message = summary.empty() ? "Restored earlier workspace state" : summary;
     check_request(request, expected_head, expected_project_id);
 
+    if (request.workspace_id != "main") {
+        require_writable_workspace_index(request.project);
+    }
     const auto lock = lock_workspace_commits(request.workspace_id);
     const RestoreCheckoutCleanup scratch(scratch_path(request));
     const RestoreCheckoutCleanup selected(scratch.path().string() + "-selected-tree");

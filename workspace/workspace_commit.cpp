@@ -334,6 +334,9 @@ CommitRequest make_request(const fs::path& project_path, const std::string& work
     request.remote_url = require_project_tome_remote(request.project);
     request.scene =
         resolve_workspace_base_scene(request.project, require_workspace_branch(request.project, request.workspace));
+    if (request.workspace != "main") {
+        require_writable_workspace_index(request.project);
+    }
     const bool own_checkout = request.workspace != "main" &&
                               same_folder(source, checkout_root_for_workspace_id(request.project, request.workspace));
     if (own_checkout && !is_tome_checkout(request.source)) {

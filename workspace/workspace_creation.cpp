@@ -124,6 +124,7 @@ ProjectWorkspace create_project_workspace(const std::filesystem::path& project_p
     if (!base_scene) {
         throw std::runtime_error("scene lies outside the project: " + scene.string());
     }
+    require_writable_workspace_index(project);
     IdCandidates candidates(project, name);
     ProjectWorkspace workspace;
     workspace.name = name;

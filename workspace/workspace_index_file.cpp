@@ -1,11 +1,14 @@
 #include "workspace/workspace_index_file.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
 #include "project/text_file.h"
 #include "review/json_records.h"
+#include "review/json_value.h"
+#include "review/record_file.h"
 #include "review/record_folder.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/workspace_id.h"
@@ -32,8 +35,8 @@ ProjectWorkspace workspace_from(std::string_view object) {
     return workspace;
 }
 
-std::string line_of(const ProjectWorkspace& workspace) {
-    return "    {" + json_text_member("id", workspace.id) + "," + json_text_member("name", workspace.name) + "," +
+std::string text_of(const ProjectWorkspace& workspace) {
+    return "{" + json_text_member("id", workspace.id) + "," + json_text_member("name", workspace.name) + "," +
            json_text_member("parentId", workspace.parentId) + "," + json_text_member("baseScene", workspace.baseScene) +
            "," + json_text_member("headKey", workspace.headKey) +
            ",\"archived\":" + (workspace.archived ? "true" : "false") + "," +
@@ -46,19 +49,21 @@ std::string first_non_empty(const std::string& a, const std::string& b) {
     return a.empty() ? b : a;
 }
 
-}  // namespace
-
-std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem::path& project) {
-    const std::string text = read_record_file(project_workspaces_index_path(project));
-    const std::size_t key = text.find("\"workspaces\"");
-    const std::size_t open = key == std::string::npos ? key : text.find('[', key);
-    const std::size_t close = text.rfind(']');
-    std::vector<ProjectWorkspace> workspaces;
-    if (open == std::string::npos || close == std::string::npos || close < open) {
-        return workspaces;
+// Without the array's brackets, as far as there is one.
+std::string_view array_in(std::string_view text) {
+    if (json_object_members(text)) {
+        return json_written_array(text, "workspaces");
     }
-    for (const std::string_view object :
-         json_written_objects(std::string_view(text).substr(open + 1, close - open - 1))) {
+    const std::size_t key = text.find("\"workspaces\"");
+    const std::size_t open = key == text.npos ? key : text.find('[', key);
+    const std::size_t close = text.rfind(']');
+    const bool found = open != text.npos && close != text.npos && open < close;
+    return found ? text.substr(open + 1, close - open - 1) : std::string_view();
+}
+
+std::vector<ProjectWorkspace> workspaces_in(std::string_view text) {
+    std::vector<ProjectWorkspace> workspaces;
+    for (const std::string_view object : json_written_objects(array_in(text))) {
         ProjectWorkspace workspace = workspace_from(object);
         if (is_valid_workspace_id(workspace.id) && workspace.id != "main") {
             workspaces.push_back(std::move(workspace));
@@ -67,12 +72,18 @@ std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem
     return workspaces;
 }
 
-void write_workspaces_without_main(const std::filesystem::path& project,
-                                   const std::vector<ProjectWorkspace>& workspaces) {
-    const std::filesystem::path path = project_workspaces_index_path(project);
-    make_record_folder(path.parent_path());
-    std::string text = "{\n  \"version\": 1,\n  \"default\": \"main\",\n  \"workspaces\": [\n";
-    text += json_joined(workspaces, ",\n", line_of) + "\n  ]\n}\n";
+std::vector<std::string> texts_of(const std::vector<ProjectWorkspace>& workspaces) {
+    std::vector<std::string> texts;
+    std::transform(workspaces.begin(), workspaces.end(), std::back_inserter(texts), text_of);
+    return texts;
+}
+
+const RecordFileFormat& format() {
+    static const RecordFileFormat index{1, {{"default", "\"main\""}}, "workspaces", "main"};
+    return index;
+}
+
+void replace_index_file(const std::filesystem::path& path, const std::string& text) {
     try {
         write_text_file_atomically(path, text);
     } catch (const std::runtime_error& error) {
@@ -82,12 +93,33 @@ void write_workspaces_without_main(const std::filesystem::path& project,
     }
 }
 
+}  // namespace
+
+std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem::path& project) {
+    return workspaces_in(read_record_file(project_workspaces_index_path(project)));
+}
+
+void write_workspaces_without_main(const std::filesystem::path& project,
+                                   const std::vector<ProjectWorkspace>& workspaces) {
+    const std::filesystem::path path = project_workspaces_index_path(project);
+    make_record_folder(path.parent_path());
+    replace_index_file(path, record_file_text(format(), texts_of(workspaces)));
+}
+
 void update_workspaces_without_main(const std::filesystem::path& project,
                                     const std::function<void(std::vector<ProjectWorkspace>&)>& change) {
     const RecordFolderLock lock(project);
-    std::vector<ProjectWorkspace> workspaces = read_workspaces_without_main(project);
+    const std::filesystem::path path = project_workspaces_index_path(project);
+    RecordFile file(path, format());
+    std::vector<ProjectWorkspace> workspaces = workspaces_in(file.text());
+    file.require_read_whole(texts_of(workspaces));
     change(workspaces);
-    write_workspaces_without_main(project, workspaces);
+    replace_index_file(path, file.text_with(texts_of(workspaces)));
+}
+
+void require_writable_workspace_index(const std::filesystem::path& project) {
+    RecordFile file(project_workspaces_index_path(project), format());
+    file.require_read_whole(texts_of(workspaces_in(file.text())));
 }
 
 void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,

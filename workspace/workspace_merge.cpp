@@ -216,6 +216,9 @@ void merge_and_publish(const MergeRequest& request) {
 void merge_project_workspace_into(const fs::path& project_path, const std::string& source_workspace,
                                   const std::string& target_workspace, const std::string& message) {
     const MergeRequest request = make_request(project_path, source_workspace, target_workspace, message);
+    if (!request.into_main()) {
+        require_writable_workspace_index(request.project);
+    }
     const auto lock = lock_workspace_commits(request.target.id);
     merge_and_publish(request);
 }

@@ -75,4 +75,9 @@ std::string FakeProject::index_text() const {
     return std::filesystem::exists(index_path()) ? read_file(index_path()) : "absent";
 }
 
+std::string FakeProject::damage_index() const {
+    write_file(index_path(), index_text() + "}");
+    return "damaged record file, nothing was written: " + index_path().string();
+}
+
 }  // namespace quill_test

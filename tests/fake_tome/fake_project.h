@@ -32,6 +32,9 @@ class FakeProject : public testing::Test {
     /// The index file's text, or "absent".
     std::string index_text() const;
 
+    /// Adds a brace to the index file, whose records can still be read; what changing it is refused with then.
+    std::string damage_index() const;
+
     TemporaryFolder folder_;
     std::filesystem::path project_ = folder_ / "P.quillproject";
     std::map<std::string, std::string> remote_files_;  ///< the remote head's tree: bytes by path

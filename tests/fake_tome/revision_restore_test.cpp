@@ -155,6 +155,14 @@ TEST_F(RevisionRestore, BranchWorkspaceIsMarkedAndRecorded) {
     EXPECT_EQ(read_file(project_ / ".derived/tome-workspaces/feature" / scene), "earlier scene");
 }
 
+TEST_F(RevisionRestore, IsRefusedBeforeItIsPublishedWhenTheIndexCannotTakeTheHead) {
+    add_feature_workspace();
+    const std::string refusal = damage_index();
+    EXPECT_EQ(failure_of([&] { restore("feature"); }), refusal);
+    EXPECT_EQ(count_calls("tome_revision_restore"), 0u);
+    expect_untouched();
+}
+
 // ---- Answers that no healthy engine gives
 
 TEST_F(RevisionRestore, RestoreWithoutNewRevisionIsRefused) {

@@ -122,6 +122,22 @@ TEST_F(WorkspaceCommit, NothingStagedReturnsTheHeadAndPublishesNothing) {
     expect_nothing_published();
 }
 
+// ---- A damaged index
+
+TEST_F(WorkspaceCommit, IsRefusedBeforeItIsPublishedWhenTheIndexCannotTakeTheHead) {
+    const std::string refusal = damage_index();
+    index_before_ = index_text();
+    EXPECT_EQ(failure_of([&] { commit("feature"); }), refusal);
+    expect_nothing_published();
+    EXPECT_EQ(count_calls("tome_revision_commit"), 0u);
+}
+
+TEST_F(WorkspaceCommit, OfMainNeedsNoIndex) {
+    damage_index();
+    EXPECT_EQ(commit("main").headKey, make_hash_hex(1));
+    EXPECT_EQ(count_calls("tome_branch_push"), 1u);
+}
+
 // ---- What an engine should not answer
 
 TEST_F(WorkspaceCommit, CommitWithoutIdentityIsRefused) {

@@ -103,6 +103,34 @@ TEST_F(WorkspaceCreation, FailureOfAnyCallLeavesTheIndexAsItWasAndTheNextAttempt
     }
 }
 
+// ---- A damaged index
+
+TEST_F(WorkspaceCreation, IsRefusedBeforeAnythingIsPublishedWhenTheIndexIsDamaged) {
+    create("Feature");
+    const std::string refusal = damage_index();
+    const std::string damaged = index_text();
+    const std::size_t pushes = count_calls("tome_branch_push");
+    EXPECT_EQ(failure_of([&] { create("Another"); }), refusal);
+    EXPECT_EQ(created_branches(), Texts{"feature"});
+    EXPECT_EQ(count_calls("tome_branch_push"), pushes);
+    EXPECT_EQ(index_text(), damaged);
+}
+
+TEST_F(WorkspaceCreation, IsRefusedBeforeAnythingIsPublishedWhenTheIndexIsNewer) {
+    quill_test::write_file(index_path(), R"({"version":2,"workspaces":[]})");
+    EXPECT_EQ(failure_of([&] { create("Feature"); }),
+              "record file of a newer version, nothing was written: " + index_path().string());
+    EXPECT_EQ(count_calls("tome_branch_create"), 0u);
+    EXPECT_EQ(count_calls("tome_branch_push"), 0u);
+}
+
+TEST_F(WorkspaceCreation, ArchiveIsRefusedWhenTheIndexIsDamaged) {
+    create("Feature");
+    const std::string refusal = damage_index();
+    EXPECT_EQ(failure_of([&] { quill::archive_project_workspace(project_, "feature"); }), refusal);
+    EXPECT_EQ(count_calls("tome_branch_archive"), 0u);
+}
+
 // ---- Archiving in the background
 
 TEST_F(WorkspaceCreation, FailureOfTheRemoteArchiveIsNotReported) {

@@ -92,6 +92,14 @@ TEST_F(WorkspaceMerge, WithoutAReportedHeadTakesTheOneOfTheBranchList) {
     EXPECT_EQ(fake_tome::calls("tome_branch_metadata_set").at(0).list("values").at(0), make_hash_hex(2));
 }
 
+TEST_F(WorkspaceMerge, IsRefusedBeforeItIsPublishedWhenTheIndexCannotTakeTheHead) {
+    const std::string refusal = damage_index();
+    EXPECT_EQ(merge("main", "feature"), refusal);
+    EXPECT_EQ(count_calls("tome_branch_merge_into"), 0U);
+    EXPECT_EQ(count_calls("tome_branch_push"), 0U);
+    EXPECT_EQ(merge("feature", "main"), "no failure");
+}
+
 TEST_F(WorkspaceMerge, RefusedPushLeavesTheIndexAsItWas) {
     fake_tome::on("tome_branch_push", [](const Call&, const Events& events) {
         return events.fail(5, "branch has moved on the remote: feature");

@@ -220,8 +220,18 @@ TEST(JsonRecords, WrittenStringMayStandApartFromItsKey) {
 
 TEST(JsonRecords, WhatIsNoWrittenStringIsReadByTheScanner) {
     EXPECT_EQ(quill::json_written_string(R"({"name":5,"z":"q"})", "name"), "z");
-    EXPECT_EQ(quill::json_written_string(R"({"name" x: "q"})", "name"), "q");
     EXPECT_EQ(quill::json_written_string("{}", "name"), "");
+}
+
+TEST(JsonRecords, WrittenMemberOfARecordWithinIsNoneOfTheRecord) {
+    const std::string text = R"({"meta":{"id":"deep","done":true},"list":[{"id":"deeper","late":"x"}],"id":"x"})";
+    EXPECT_EQ(quill::json_written_string(text, "id"), "x");
+    EXPECT_EQ(quill::json_written_string(text, "late"), "");
+    EXPECT_EQ(quill::json_written_member(text, "done"), "");
+}
+
+TEST(JsonRecords, WrittenMemberIsFoundAnywhereInARecordThatDoesNotEnd) {
+    EXPECT_EQ(quill::json_written_string(R"({"list":[{"id":"deep")", "id"), "deep");
 }
 
 TEST(JsonRecords, WrittenStringThatDoesNotEndIsEmpty) {
