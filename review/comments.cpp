@@ -1,16 +1,20 @@
 #include "review/comments.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <map>
 #include <stdexcept>
 
 #include "project/manifest.h"
+#include "project/repository_configuration.h"
 #include "review/comments_file.h"
+#include "review/record_folder.h"
 #include "review/reviews_file.h"
 #include "workspace/wall_clock.h"
 #include "workspace/workspace_id.h"
-#include "workspace/workspace_lookup.h"
+#include "workspace/workspace_index.h"
+#include "workspace/workspace_paths.h"
 
 namespace quill {
 namespace {
@@ -69,15 +73,34 @@ ProjectReview update_review(const std::filesystem::path& project_path, const std
                                 [&](ProjectReview& review) { return change(review, wall_clock_milliseconds()); });
 }
 
-// The workspace that an id means.
-std::string commented_workspace(const std::string& id) {
-    const std::string workspace = workspace_id_or_main(id);
-    return is_valid_workspace_id(workspace) ? workspace : normalize_workspace_id(workspace);
+// The workspace that an id means: the one that has it, else the one that has it normalised. The remote is asked only
+// when neither is known.
+std::string require_commented_workspace(const std::filesystem::path& project, const std::string& given) {
+    const std::array<std::string, 2> ids{workspace_id_or_main(given),
+                                         normalize_workspace_id(workspace_id_or_main(given))};
+    for (const bool refreshed : {false, true}) {
+        if (refreshed && project_has_tome_remote(project)) {
+            refresh_project_workspaces(project, true);
+        }
+        for (const std::string& id : ids) {
+            if (find_project_workspace(project, id, true)) {
+                return id;
+            }
+        }
+    }
+    throw std::runtime_error("workspace not found: " + ids.back());
 }
 
-Buckets::iterator bucket_of(Buckets& buckets, const std::string& workspace) {
+Buckets::iterator bucket_called(Buckets& buckets, const std::string& workspace) {
     return std::find_if(buckets.begin(), buckets.end(),
                         [&](const WorkspaceCommentBucket& bucket) { return bucket.workspace == workspace; });
+}
+
+// The comments of the workspace that an id means, be it there or gone.
+Buckets::iterator bucket_of(Buckets& buckets, const std::string& given) {
+    const std::string id = workspace_id_or_main(given);
+    const auto exact = bucket_called(buckets, id);
+    return exact != buckets.end() ? exact : bucket_called(buckets, normalize_workspace_id(id));
 }
 
 // `change` gets the comments of a workspace that has some, or an empty list, and the time.
@@ -85,10 +108,14 @@ Comments change_workspace_comments(const std::filesystem::path& project_path, co
                                    const std::function<void(Comments&, const std::string&)>& change) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::lock_guard lock(project_comment_index_mutex(project));
+    Comments none;
+    if (read_record_file(project_comments_index_path(project)).empty()) {  // Before the folder is made.
+        change(none, wall_clock_milliseconds());
+        return none;
+    }
     Comments result;
     update_workspace_comments(project, [&](Buckets& buckets) {
-        Comments none;
-        const auto bucket = bucket_of(buckets, commented_workspace(workspace_id));
+        const auto bucket = bucket_of(buckets, workspace_id);
         Comments& comments = bucket != buckets.end() ? bucket->comments : none;
         change(comments, wall_clock_milliseconds());
         result = comments;
@@ -129,7 +156,7 @@ ProjectReview delete_project_review_comment(const std::filesystem::path& project
 std::vector<ProjectReviewComment> list_project_workspace_comments(const std::filesystem::path& project,
                                                                   const std::string& workspace_id) {
     Buckets buckets = read_workspace_comments(absolute_normalized(project));
-    const auto bucket = bucket_of(buckets, commented_workspace(workspace_id));
+    const auto bucket = bucket_of(buckets, workspace_id);
     return bucket != buckets.end() ? std::move(bucket->comments) : Comments();
 }
 
@@ -138,14 +165,11 @@ std::vector<ProjectReviewComment> add_project_workspace_comment(const std::files
                                                                 const ProjectReviewComment& comment) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::lock_guard lock(project_comment_index_mutex(project));
-    const std::string workspace = commented_workspace(workspace_id);
     // Looked up before the folder is locked: the workspace index waits for the same lock.
-    if (workspace != "main" && !find_project_workspace_fresh(project, workspace, false)) {
-        throw std::runtime_error("workspace not found: " + workspace);
-    }
+    const std::string workspace = require_commented_workspace(project, workspace_id);
     Comments result;
     update_workspace_comments(project, [&](Buckets& buckets) {
-        auto bucket = bucket_of(buckets, workspace);
+        auto bucket = bucket_called(buckets, workspace);
         if (bucket == buckets.end()) {
             bucket = buckets.insert(buckets.end(), WorkspaceCommentBucket{workspace, {}});
         }

@@ -28,7 +28,7 @@ ProjectReview delete_project_review_comment(const std::filesystem::path& project
                                             const std::string& comment_id);
 
 /// The workspace's comments in the order in which they were added. Here and below a workspace id may be empty, which
-/// means "main", and one that could be no workspace's is normalised.
+/// means "main", and one that no workspace has stands for the workspace that has it normalised.
 std::vector<ProjectReviewComment> list_project_workspace_comments(const std::filesystem::path& project,
                                                                   const std::string& workspace_id);
 

@@ -6,7 +6,9 @@
 #include <string_view>
 
 #include "project/manifest.h"
+#include "project/repository_configuration.h"
 #include "review/reviews_file.h"
+#include "workspace/revision_history.h"
 #include "workspace/wall_clock.h"
 #include "workspace/workspace_id.h"
 #include "workspace/workspace_index.h"
@@ -35,6 +37,17 @@ const ProjectWorkspace& require_workspace(std::vector<ProjectWorkspace>& workspa
         throw std::runtime_error(std::string(role) + " workspace does not exist: " + id);
     }
     return *found;
+}
+
+// With the heads that the remote has. Its branch list has none for main, whose newest revision is asked for.
+std::vector<ProjectWorkspace> workspaces_on_remote(const std::filesystem::path& project) {
+    std::vector<ProjectWorkspace> workspaces = refresh_project_workspaces(project, true);
+    const auto main = with_id(workspaces, "main");
+    if (main != workspaces.end() && project_has_tome_remote(project)) {
+        const std::vector<ProjectWorkspaceRevision> newest = list_project_workspace_revisions(project, "main", 1);
+        main->headKey = newest.empty() ? "" : newest.front().id;
+    }
+    return workspaces;
 }
 
 std::string free_review_id(std::vector<ProjectReview>& reviews, const std::string& base) {
@@ -106,8 +119,8 @@ ProjectReview create_project_review(const std::filesystem::path& project_path, c
     if (workspace_id_or_main(source_workspace) == "main") {
         throw std::runtime_error("main workspace cannot be reviewed");
     }
-    // One answer of the remote for both, before the folder is locked: the workspace index waits for the same lock.
-    std::vector<ProjectWorkspace> workspaces = refresh_project_workspaces(project, true);
+    // The remote is asked before the folder is locked: the workspace index waits for the same lock.
+    std::vector<ProjectWorkspace> workspaces = workspaces_on_remote(project);
     const ProjectWorkspace& source = require_workspace(workspaces, source_workspace, "source");
     const ProjectWorkspace& target = require_workspace(workspaces, workspace_id_or_main(source.parentId), "target");
 
@@ -145,7 +158,7 @@ ProjectReview update_project_review_status(const std::filesystem::path& project_
         if (!find_project_review(project, review_id)) {  // Before the remote is asked.
             throw std::runtime_error("review does not exist: " + review_id);
         }
-        workspaces = refresh_project_workspaces(project, true);
+        workspaces = workspaces_on_remote(project);
     }
     return update_review(project, review_id, [&](ProjectReview& review) {
         review.status = status;

@@ -74,8 +74,9 @@ class WorkspaceComments : public quill_test::ReviewProject {
     Comments add(const ProjectReviewComment& comment, const std::string& workspace = "feature") const {
         return quill::add_project_workspace_comment(project_, workspace, comment);
     }
-    Comments resolve(const std::string& id, const std::string& by, bool resolved) const {
-        return quill::resolve_project_workspace_comment(project_, "feature", id, by, resolved);
+    Comments resolve(const std::string& id, const std::string& by, bool resolved,
+                     const std::string& workspace = "feature") const {
+        return quill::resolve_project_workspace_comment(project_, workspace, id, by, resolved);
     }
     Comments remove(const std::string& id) const {
         return quill::delete_project_workspace_comment(project_, "feature", id);
@@ -314,6 +315,28 @@ TEST_F(WorkspaceComments, UnknownCommentIsRefused) {
     add(identified("c", "a"), "child");
     EXPECT_EQ(failure_of([&] { remove("c"); }), "workspace comment does not exist: c");
     EXPECT_EQ(list("child").size(), 1U);
+}
+
+TEST_F(WorkspaceComments, RefusedOneMakesNoFolder) {
+    fs::remove_all(comments_file_.parent_path());
+    EXPECT_EQ(failure_of([&] { remove("c"); }), "workspace comment does not exist: c");
+    EXPECT_EQ(failure_of([&] { resolve("c", "", true); }), "workspace comment does not exist: c");
+    EXPECT_EQ(failure_of([&] { add(comment_saying("a"), "nowhere"); }), "workspace not found: nowhere");
+    EXPECT_FALSE(fs::exists(comments_file_.parent_path()));
+}
+
+TEST_F(WorkspaceComments, IdThatNoWorkspaceHasMeansTheOneThatHasItNormalised) {
+    for (const std::string id : {"", "main", "Main", "MAIN", "main!", " main "}) {
+        add(comment_saying("m"), id);
+        EXPECT_EQ(list(id).size(), list("main").size()) << id;
+    }
+    EXPECT_EQ(list("main").size(), 6U);
+    for (const std::string id : {"feature", "Feature", "FEATURE", " feature "}) {
+        add(identified("c-" + id, "f"), id);
+        EXPECT_TRUE(resolve("c-" + id, "ben", true, id).back().resolved) << id;
+    }
+    EXPECT_EQ(list("feature").size(), 4U);
+    EXPECT_EQ(failure_of([&] { add(comment_saying("a"), "No Where"); }), "workspace not found: no-where");
 }
 
 TEST_F(WorkspaceComments, OfAWorkspaceThatIsGoneCanStillBeResolved) {

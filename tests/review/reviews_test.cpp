@@ -321,6 +321,13 @@ TEST_F(Reviews, VerdictOnAFinishedReviewIsRecordedAlone) {
     }
 }
 
+TEST_F(Reviews, RefusedCallMakesNoFolder) {
+    fs::remove_all(reviews_file_.parent_path());
+    EXPECT_EQ(failure_of([&] { set_status("open", "nobody"); }), "review does not exist: nobody");
+    EXPECT_EQ(failure_of([&] { vote("ben", "approved", "nobody"); }), "review does not exist: nobody");
+    EXPECT_FALSE(fs::exists(reviews_file_.parent_path()));
+}
+
 TEST_F(Reviews, VerdictNeedsAReviewerAStateAndAReview) {
     create("r");
     EXPECT_EQ(failure_of([&] { vote("", "nonsense", "nobody"); }), "missing reviewer id");

@@ -20,12 +20,10 @@ std::string commit_elsewhere(const HistoryProject& project, const std::string& w
         quill_test::run_process({QUILL_TOOL, "commit-workspace", project.package().string(), workspace, asset},
                                 {{"QUILL_TOME_REMOTE_URL", project.remote().string()}});
     EXPECT_EQ(result.status, 0) << result.err;
-    for (const ProjectWorkspace& branch : query_tome_branch_index_workspaces(project.package())) {
-        if (branch.id == workspace) {
-            return branch.headKey;
-        }
+    for (const ProjectWorkspaceRevision& newest : list_project_workspace_revisions(project.package(), workspace, 1)) {
+        return newest.id;
     }
-    return "no such branch";
+    return "no revision";
 }
 
 class ReviewsOfWorkspaces : public testing::Test {
@@ -49,6 +47,7 @@ TEST_F(ReviewsOfWorkspaces, CreatedOneHoldsTheHeadsOnTheRemote) {
     EXPECT_EQ(review.targetWorkspace, "main");
     EXPECT_EQ(review.sourceHeadKey, source);
     EXPECT_EQ(review.baseHeadKey, base);
+    EXPECT_EQ(base.size(), 64U);
     EXPECT_NE(source, base);
 }
 
@@ -64,6 +63,8 @@ TEST_F(ReviewsOfWorkspaces, MergedOneHoldsTheHeadsOnTheRemote) {
     EXPECT_EQ(merged.status, "merged");
     EXPECT_EQ(merged.sourceHeadKey, source);
     EXPECT_EQ(merged.baseHeadKey, base);
+    EXPECT_EQ(base.size(), 64U);
+    EXPECT_NE(merged.baseHeadKey, created.baseHeadKey);
 }
 
 TEST_F(ReviewsOfWorkspaces, CommentReachesAWorkspaceThatOnlyTheRemoteKnows) {
@@ -73,6 +74,20 @@ TEST_F(ReviewsOfWorkspaces, CommentReachesAWorkspaceThatOnlyTheRemoteKnows) {
     comment.body = "warmer";
     EXPECT_EQ(add_project_workspace_comment(project_.package(), "evening-light", comment).size(), 1U);
     EXPECT_EQ(list_project_workspace_comments(project_.package(), "evening-light").at(0).body, "warmer");
+}
+
+TEST_F(ReviewsOfWorkspaces, CommentsOnABranchWithCapitalsAreItsOwn) {
+    const TomeCheckout checkout{ensure_tome_metadata_checkout(project_.package()), project_.remote().string()};
+    call_tome_branch_create(checkout, "Evening_Light", "main", "quill-workspace", "ana");
+    push_tome_branch(checkout.root, "Evening_Light", checkout.remote_url, false);
+    ProjectReviewComment comment;
+    comment.body = "warmer";
+    refresh_project_workspaces(project_.package(), false);
+    EXPECT_EQ(add_project_workspace_comment(project_.package(), "Evening_Light", comment).size(), 1U);
+    EXPECT_TRUE(list_project_workspace_comments(project_.package(), "evening-light").empty());
+    EXPECT_EQ(add_project_workspace_comment(project_.package(), "Evening Light", comment).size(), 1U);
+    EXPECT_EQ(list_project_workspace_comments(project_.package(), "evening-light").size(), 1U);
+    EXPECT_EQ(list_project_workspace_comments(project_.package(), "Evening_Light").size(), 1U);
 }
 
 }  // namespace
