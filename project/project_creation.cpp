@@ -126,6 +126,7 @@ std::string bundle_bit_command(const std::filesystem::path& path) {
 void create_project_package(const std::filesystem::path& path, const std::string& name,
                             const std::filesystem::path& template_scene) {
     require_directory_or_nothing(path);
+    check_tome_remote_url(environment_tome_remote_url());
     for (const char* folder : {"Scenes", "Assets", "Build", "Contents"}) {
         std::filesystem::create_directories(path / folder);
     }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 #include "project/manifest.h"
 #include "project/manifest_text.h"
@@ -24,6 +25,38 @@ std::string without_trailing_slashes(std::string text) {
         text.pop_back();
     }
     return text;
+}
+
+int hex_value(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+std::string percent_decoded(std::string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const int high = text[i] == '%' && i + 2 < text.size() ? hex_value(text[i + 1]) : -1;
+        const int low = high >= 0 ? hex_value(text[i + 2]) : -1;
+        result += low >= 0 ? static_cast<char>(high * 16 + low) : text[i];
+        i += low >= 0 ? 2 : 0;
+    }
+    return result;
+}
+
+// The directory that a URL names, or the text as it is.
+std::string directory_or_text(const std::string& url) {
+    constexpr std::string_view scheme = "file://";
+    const bool encoded = url.starts_with("file:///");
+    if (!encoded && !url.starts_with('/')) {
+        return url;
+    }
+    const std::string directory = encoded ? percent_decoded(std::string_view(url).substr(scheme.size())) : url;
+    return without_trailing_slashes(std::filesystem::path(directory).lexically_normal().string());
 }
 
 std::string trimmed(const std::string& text) {
@@ -88,6 +121,25 @@ std::string environment_tome_remote_url() {
     return {};
 }
 
+void check_tome_remote_url(const std::string& remote) {
+    const bool is_directory = remote.starts_with('/') || remote.starts_with("file:///");
+    // A password may hold anything, a slash, too: everything up to the last "@" may be part of it.
+    const std::size_t at = is_directory ? std::string::npos : remote.rfind('@');
+    if (at != std::string::npos) {
+        const std::size_t scheme = remote.find("://");
+        const std::string kept = scheme < at ? remote.substr(0, scheme + 3) : std::string();
+        throw std::runtime_error("Tome remote URL must not hold a user name or password: " + kept + "..." +
+                                 remote.substr(at));
+    }
+    if (!remote.empty() && without_trailing_slashes(remote).empty()) {
+        throw std::runtime_error("Tome remote URL names nothing: " + remote);
+    }
+}
+
+bool is_same_tome_repository(const std::string& a, const std::string& b) {
+    return a == b || directory_or_text(a) == directory_or_text(b);
+}
+
 void ensure_project_tome_configuration(const std::filesystem::path& project_path) {
     const std::lock_guard lock(configuration_mutex());
     const std::filesystem::path path = project_manifest_path(project_path);
@@ -101,6 +153,7 @@ void ensure_project_tome_configuration(const std::filesystem::path& project_path
     if (remote.empty()) {
         throw std::runtime_error("Tome project configuration requires a remote URL");
     }
+    check_tome_remote_url(remote);
     if (!is_valid_project_id(manifest.id)) {
         throw std::runtime_error("Tome project configuration requires a valid project ID");
     }

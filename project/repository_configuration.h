@@ -11,10 +11,18 @@ namespace quill {
 /// The remote that the environment names, or empty text.
 std::string environment_tome_remote_url();
 
+/// Throws std::runtime_error for a remote that must not be written down: "Tome remote URL must not hold a user name or
+/// password: URL", without them, since a manifest is read by everybody who gets the project; "Tome remote URL names
+/// nothing: URL" when it is slashes alone.
+void check_tome_remote_url(const std::string& remote);
+
+/// Whether two URLs name one repository: they are the same text or the same directory, as a path or as a file:// URL.
+bool is_same_tome_repository(const std::string& a, const std::string& b);
+
 /// Completes "tomeRemoteURL" and "tomeRepositoryURL" in the manifest of a project whose content store is "tome"; others
-/// are left alone. Throws std::runtime_error "Tome project configuration requires a remote URL",
-/// "Tome project configuration requires a valid project ID", "Invalid project manifest: " + path. Callers of one
-/// process exclude each other.
+/// are left alone. Throws what check_tome_remote_url does, and std::runtime_error "Tome project configuration requires
+/// a remote URL", "Tome project configuration requires a valid project ID", "Invalid project manifest: " + path.
+/// Callers of one process exclude each other.
 void ensure_project_tome_configuration(const std::filesystem::path& project_path);
 
 /// The directory of the local repository, absolute and normalised: by default the package itself.

@@ -25,10 +25,11 @@ void create_branch(const tome_globals_t& globals, const tome_branch_create_param
     record.head = parent->head;
     record.metadata = parent->metadata;
     record.created_at = record.updated_at = current_time();
+    const std::uint64_t order = order_of(checkout.sources(), record.head);
     if (!checkout.remote().compare_and_set(record)) {
         throw Error(ErrorCode::AlreadyExists, "branch already exists: " + name.text());
     }
-    events.identity(TOME_EVENT_BRANCH_HEAD, record.head, order_of(checkout.sources(), record.head));
+    events.identity(TOME_EVENT_BRANCH_HEAD, record.head, order);
 }
 
 void switch_branch(const tome_globals_t& globals, const tome_branch_switch_params_t& params, const Events& events) {

@@ -7,6 +7,7 @@
 
 #include "tome/directory_remote.h"
 #include "tome/error.h"
+#include "tome/revision_graph.h"
 
 namespace tome {
 namespace {
@@ -118,7 +119,7 @@ std::filesystem::path Checkout::temporary_path() {
 }
 
 Digest Checkout::tree_of(const Digest& revision) {
-    return revision.is_zero() ? Digest{} : read_revision(sources_, revision).tree;
+    return revision.is_zero() ? Digest{} : read_base(sources_, revision).tree;
 }
 
 bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,

@@ -43,7 +43,7 @@ class Checkout {
     /// A new file name in ".tome/tmp", on the volume of the working files. Only for access to change.
     std::filesystem::path temporary_path();
 
-    /// The tree of a revision; zero for none.
+    /// The tree of a revision; zero for none. Throws what read_base does.
     Digest tree_of(const Digest& revision);
 
   private:

@@ -8,8 +8,8 @@
 #include <functional>
 #include <set>
 
-#include "tome/error.h"
 #include "files/platform.h"
+#include "tome/error.h"
 #include "tome/tree_diff.h"
 
 namespace tome {
@@ -132,6 +132,9 @@ class Planner {
         }
         const auto [digest, known] = current_content(path, standing->stamp);
         const bool same_content = entry && entry->digest == digest;
+        if (same_content) {
+            check_size(*entry, standing->stamp.size, text);
+        }
         if (same_content && entry->executable == standing->stamp.executable) {
             plan_.already_there.emplace(text, std::pair(digest, standing->stamp));
             return;
@@ -231,7 +234,7 @@ PreparedFiles prepare_files(Checkout& checkout, const MaterializationPlan& plan)
         const std::filesystem::path temporary = checkout.temporary_path();
         prepared.add(path, temporary);
         last = create_file_at(AT_FDCWD, temporary.string(), path);
-        checkout.sources().copy_content(entry.digest, last.get(), path);
+        checkout.sources().copy_content(entry, last.get(), path);
         if (entry.executable && fchmod(last.get(), 0755) != 0) {
             throw system_error("could not write " + path, errno);
         }

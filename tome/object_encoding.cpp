@@ -11,6 +11,15 @@ constexpr std::string_view revision_magic = "TMR1";
 constexpr std::string_view metadata_magic = "TMM1";
 constexpr std::size_t max_text_bytes = 1U << 24U;  // messages, metadata keys and values
 
+// Orders grow by one and no file is larger: what is reckoned with a number of others stays a number.
+constexpr std::uint64_t max_number = std::uint64_t{1} << 62U;
+
+void check_number(std::uint64_t value, const char* what) {
+    if (value > max_number) {
+        throw Error(ErrorCode::Invalid, std::string(what) + " of " + std::to_string(value) + " is too large");
+    }
+}
+
 [[noreturn]] void corrupt(const std::string& what) {
     throw Error(ErrorCode::Corrupt, "corrupt object: " + what);
 }
@@ -97,7 +106,8 @@ TreeEntry read_entry(Reader& in) {
     }
     entry.kind = static_cast<TreeEntry::Kind>(kind);
     entry.executable = mode == 1;
-    if (mode > 1 || (entry.is_folder() && (mode != 0 || entry.size != 0)) || entry.digest.is_zero()) {
+    if (mode > 1 || (entry.is_folder() && (mode != 0 || entry.size != 0)) || entry.size > max_number ||
+        entry.digest.is_zero()) {
         corrupt("malformed entry: " + entry.name);
     }
     return entry;
@@ -109,6 +119,7 @@ std::string encode_tree(const Tree& tree) {
     Writer out(tree_magic);
     for (const TreeEntry& entry : tree) {
         check_entry_name(entry.name);
+        check_number(entry.size, "size");
         out.text(entry.name, 2);
         out.integer(static_cast<std::uint64_t>(entry.kind), 1);
         out.integer(entry.executable ? 1 : 0, 1);
@@ -131,6 +142,7 @@ Tree parse_tree(std::string_view bytes) {
 }
 
 std::string encode_revision(const Revision& revision) {
+    check_number(revision.order, "order");
     Writer out(revision_magic);
     out.digest(revision.tree);
     out.digest(revision.first_parent);
@@ -153,7 +165,7 @@ Revision parse_revision(std::string_view bytes) {
     in.require_end();
     const bool first = revision.first_parent.is_zero();
     if (revision.tree.is_zero() || (first && !revision.second_parent.is_zero()) || (first != (revision.order == 1)) ||
-        revision.order == 0) {
+        revision.order == 0 || revision.order > max_number) {
         corrupt("malformed revision");
     }
     return revision;

@@ -49,8 +49,8 @@ struct MetadataNode {
     std::map<std::uint8_t, Digest> children;     ///< otherwise, by nibble
 };
 
-/// Each throws Error(Invalid) for a text over 16 MiB or a name that may not stand in a tree: the parser would not take
-/// them.
+/// Each throws Error(Invalid) for a text over 16 MiB, a name that may not stand in a tree, a size or an order above
+/// 2^62: the parser would not take them.
 std::string encode_tree(const Tree& tree);
 std::string encode_revision(const Revision& revision);
 std::string encode_metadata_node(const MetadataNode& node);

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "content/sha256.h"
-#include "tome/error.h"
 #include "files/platform.h"
+#include "tome/error.h"
 
 namespace tome {
 namespace {
@@ -72,6 +72,15 @@ std::optional<std::string> ObjectSource::read_content(const Digest& digest) {
     return bytes;
 }
 
+std::optional<std::uint64_t> ObjectSource::content_size(const Digest& digest) {
+    const std::optional<Content> content = find_content(digest);
+    return content ? std::optional(content->size) : std::nullopt;
+}
+
+std::optional<std::uint64_t> ObjectSources::content_size(const Digest& digest) {
+    return first_sound<std::uint64_t>(sources_, [&](ObjectSource& source) { return source.content_size(digest); });
+}
+
 std::optional<std::string> ObjectSources::read_content(const Digest& digest) {
     return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.read_content(digest); });
 }
@@ -93,22 +102,23 @@ bool ObjectSources::contains(ObjectKind kind, const Digest& digest) {
     return false;
 }
 
-void ObjectSources::copy_content(const Digest& digest, int to, const std::string& name) {
+void ObjectSources::copy_content(const TreeEntry& entry, int to, const std::string& name) {
     bool begun = false;
-    const auto copied = first_sound<bool>(sources_, [&](ObjectSource& source) -> std::optional<bool> {
-        const std::optional<Content> content = source.find_content(digest);
+    const auto copied = first_sound<std::uint64_t>(sources_, [&](ObjectSource& source) -> std::optional<std::uint64_t> {
+        const std::optional<Content> content = source.find_content(entry.digest);
         if (!content) {
             return std::nullopt;
         }
         if (std::exchange(begun, true)) {
             empty_file(to, name);  // The source before was damaged. Not otherwise: ext4 writes out what was emptied.
         }
-        tome::copy_content(digest, *content, to, name);
-        return true;
+        tome::copy_content(entry.digest, *content, to, name);
+        return content->size;
     });
     if (!copied) {
-        throw Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(digest));
+        throw Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(entry.digest));
     }
+    check_size(entry, *copied, name);
 }
 
 Tree read_tree(ObjectSource& source, const Digest& digest) {
@@ -138,6 +148,12 @@ void copy_content(const Digest& digest, const Content& content, int to, const st
     });
     if (Digest{hash.finish()} != digest) {
         throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest) + " (content of " + name + ")");
+    }
+}
+
+void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& path) {
+    if (entry.size != size) {
+        throw Error(ErrorCode::Corrupt, "corrupt object: size of " + path + " in its tree");
     }
 }
 

@@ -35,6 +35,9 @@ class ObjectSource {
     /// All bytes of a content that is small enough for memory, verified; nothing when it is not here.
     virtual std::optional<std::string> read_content(const Digest& digest);
 
+    /// The size of a content as it is noted here; nothing when the content is not here.
+    virtual std::optional<std::uint64_t> content_size(const Digest& digest);
+
     /// Whether an object of this kind, and so everything it refers to, is here. The bytes of a tree that are here as
     /// the content of some file do not count: what the tree refers to need not be here.
     virtual bool contains(ObjectKind kind, const Digest& digest) = 0;
@@ -52,11 +55,12 @@ class ObjectSources final : public ObjectSource {
     std::optional<std::string> find_object(const Digest& digest) override;
     std::optional<Content> find_content(const Digest& digest) override;
     std::optional<std::string> read_content(const Digest& digest) override;
+    std::optional<std::uint64_t> content_size(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
 
-    /// Writes the content to the empty file `to` and checks it against its name on the way. Throws Error(NotFound) or
-    /// Error(Corrupt); `name` is what the file is called in errors.
-    void copy_content(const Digest& digest, int to, const std::string& name);
+    /// Writes the content of a tree's entry to the empty file `to` and checks it against its name and the entry's size
+    /// on the way. Throws Error(NotFound) or Error(Corrupt); `name` is what the file is called in errors.
+    void copy_content(const TreeEntry& entry, int to, const std::string& name);
 
   private:
     std::vector<std::shared_ptr<ObjectSource>> sources_;
@@ -70,6 +74,10 @@ MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest);
 /// Copies `content` to the file `to`, whose end is where it is; throws Error(Corrupt) when it does not hash to
 /// `digest`.
 void copy_content(const Digest& digest, const Content& content, int to, const std::string& name);
+
+/// Throws Error(Corrupt) "corrupt object: size of PATH in its tree" when `entry` has another size than its content, of
+/// which there are `size` bytes.
+void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& path);
 
 /// The text of the error for an object whose bytes are damaged in the store at `where`.
 std::string corrupt_object_text(const Digest& digest, const std::string& where);

@@ -8,9 +8,9 @@
 #include <cerrno>
 
 #include "content/sha256.h"
+#include "files/platform.h"
 #include "tome/database_schema.h"
 #include "tome/error.h"
-#include "files/platform.h"
 
 namespace tome {
 namespace {
@@ -227,6 +227,12 @@ std::optional<Content> ObjectStore::find_content(const Digest& digest) {
         throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()));
     }
     return content;
+}
+
+std::optional<std::uint64_t> ObjectStore::content_size(const Digest& digest) {
+    Statement query = database_.prepare("SELECT size FROM object WHERE digest = ?");
+    return query.bind_blob(1, digest.view()).step() ? std::optional(static_cast<std::uint64_t>(query.integer(0)))
+                                                    : std::nullopt;
 }
 
 bool ObjectStore::contains(ObjectKind kind, const Digest& digest) {

@@ -36,6 +36,7 @@ class ObjectStore final : public ObjectSource {
 
     std::optional<std::string> find_object(const Digest& digest) override;
     std::optional<Content> find_content(const Digest& digest) override;
+    std::optional<std::uint64_t> content_size(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
     bool has_lost(const Digest& digest) override;
 

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "tome/revision_graph.h"
+
 namespace tome {
 namespace {
 
@@ -155,7 +157,7 @@ Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access) {
 }
 
 std::uint64_t order_of(ObjectSource& source, const Digest& revision) {
-    return revision.is_zero() ? 0 : read_revision(source, revision).order;
+    return revision.is_zero() ? 0 : read_base(source, revision).order;
 }
 
 int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_t user, tome_callback_t callback,

@@ -51,7 +51,7 @@ bool is_offline(const tome_globals_t& globals);
 /// Opens the checkout that the globals name.
 Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access);
 
-/// Order of a revision, 0 for none.
+/// Order of a revision, 0 for none. Throws what read_base does.
 std::uint64_t order_of(ObjectSource& source, const Digest& revision);
 
 /// Runs `body` and reports its outcome as tome.h says.

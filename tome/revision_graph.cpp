@@ -10,6 +10,18 @@
 namespace tome {
 namespace {
 
+[[noreturn]] void refuse_order(const Digest& digest) {
+    throw Error(ErrorCode::Corrupt, "corrupt object: order of revision " + to_hex(digest));
+}
+
+void check_order(ObjectSource& source, const Digest& digest, const Revision& revision) {
+    for (const Digest& parent : {revision.first_parent, revision.second_parent}) {
+        if (!parent.is_zero() && read_revision(source, parent).order >= revision.order) {
+            refuse_order(digest);
+        }
+    }
+}
+
 // Revisions not yet looked at, largest order first. A parent whose order is not below its child's would break every
 // walk, so it is refused here.
 class Frontier {
@@ -23,7 +35,7 @@ class Frontier {
         Revision revision = read_revision(source_, digest);
         const std::uint64_t order = revision.order;
         if (order >= below) {
-            throw Error(ErrorCode::Corrupt, "corrupt object: order of revision " + to_hex(digest));
+            refuse_order(digest);
         }
         queue_.emplace(std::pair(order, digest), std::move(revision));
     }
@@ -51,6 +63,12 @@ class Frontier {
 };
 
 }  // namespace
+
+Revision read_base(ObjectSource& source, const Digest& digest) {
+    Revision revision = read_revision(source, digest);
+    check_order(source, digest, revision);
+    return revision;
+}
 
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head) {
     if (ancestor.is_zero() || ancestor == head) {
@@ -112,6 +130,7 @@ std::vector<Digest> unknown_revisions(ObjectSource& source, const Digest& head,
     add(head);
     while (!frontier.empty()) {
         const NamedRevision current = frontier.take();
+        check_order(source, current.digest, current.revision);
         unknown.push_back(current.digest);
         add(current.revision.first_parent);
         add(current.revision.second_parent);

@@ -14,6 +14,10 @@ struct NamedRevision {
     Revision revision;
 };
 
+/// Reads a revision that something is to stand on. Throws Error(Corrupt) "corrupt object: order of revision HEX" unless
+/// its order is above those of its parents: nobody could list a history that goes on from there.
+Revision read_base(ObjectSource& source, const Digest& digest);
+
 /// Whether `ancestor` is `head` or reachable from it; zero is everyone's ancestor.
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head);
 
@@ -22,7 +26,7 @@ bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& hea
 std::vector<Digest> merge_bases(ObjectSource& source, const std::vector<Digest>& ours, const Digest& theirs);
 
 /// The revisions that `head` reaches without passing one for which `is_known` holds, by order, smallest first. What
-/// lies behind those is not read.
+/// lies behind those is not read, but for the orders of parents: every unknown revision is one that read_base takes.
 std::vector<Digest> unknown_revisions(ObjectSource& source, const Digest& head,
                                       const std::function<bool(const Digest&)>& is_known);
 

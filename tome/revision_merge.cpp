@@ -42,10 +42,21 @@ class Merger {
         if (!merge.conflicts.empty()) {
             return {{}, std::move(merge.conflicts)};
         }
+        for (const auto& [path, entry] : merge.changes) {
+            check_content(path, entry);
+        }
         return {apply(our_tree, merge.changes), {}};
     }
 
   private:
+    // What is taken over from the other side as it is. Only a content that is here can be measured.
+    void check_content(const std::string& path, const std::optional<TreeEntry>& entry) {
+        const auto size = entry ? source_.content_size(entry->digest) : std::nullopt;
+        if (size) {
+            check_size(*entry, *size, path);
+        }
+    }
+
     Digest tree_of(const Digest& revision) { return read_revision(source_, revision).tree; }
 
     Digest apply(const Digest& tree, const TreeChanges& changes) {
@@ -128,9 +139,9 @@ class Merger {
         const auto base = sides.base.find(path);
         const auto ours = sides.ours.find(path);
         const auto theirs = sides.theirs.find(path);
-        const auto old_text = text_of(base);
-        const auto our_text = text_of(ours);
-        const auto their_text = text_of(theirs);
+        const auto old_text = text_of(base, path);
+        const auto our_text = text_of(ours, path);
+        const auto their_text = text_of(theirs, path);
         if (!old_text || !our_text || !their_text) {
             return std::nullopt;
         }
@@ -147,7 +158,7 @@ class Merger {
         return entry;
     }
 
-    std::optional<std::string> text_of(const std::optional<TreeEntry>& entry) {
+    std::optional<std::string> text_of(const std::optional<TreeEntry>& entry, const std::string& path) {
         if (!entry || entry->is_folder() || entry->size > max_merged_text_bytes) {
             return std::nullopt;
         }
@@ -155,6 +166,7 @@ class Merger {
         if (!bytes) {
             throw Error(ErrorCode::NotFound, "missing object: " + to_hex(entry->digest));
         }
+        check_size(*entry, bytes->size(), path);
         return is_mergeable_text(*bytes) ? std::move(bytes) : std::nullopt;
     }
 

@@ -71,6 +71,7 @@ class Stager {
         checkout_.index().unstage_below(text);  // From when it was a folder.
         checkout_.index().hold_file(text, entry.digest, stamp);
         if (before && before->same_state(entry)) {
+            check_size(*before, entry.size, text);  // The commit would keep it.
             checkout_.index().unstage(text);
         } else {
             record(text, entry);

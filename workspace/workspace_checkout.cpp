@@ -29,10 +29,6 @@ fs::path project_id_path(const fs::path& checkout) {
     return checkout / ".keel-project-id";
 }
 
-fs::path repository_path(const fs::path& checkout) {
-    return checkout / ".keel-repository";
-}
-
 std::string text_or_nothing(const fs::path& path) {
     try {
         return read_text_file(path);
@@ -69,10 +65,10 @@ void remove_checkout(const fs::path& checkout) {
     fs::remove_all(checkout, ignored);
 }
 
-// A private checkout says which repository it is of; the package may have got another one since.
+// A checkout says which repository it is of; the package may have got another one since.
 bool is_of_another_repository(const fs::path& project, const fs::path& checkout) {
-    const std::string repository = is_tome_checkout(checkout) ? text_or_nothing(repository_path(checkout)) : "";
-    return !repository.empty() && repository != project_tome_repository_url(project) + "\n";
+    const std::string repository = tome_checkout_configuration(checkout, "repository_url");
+    return !repository.empty() && !is_same_tome_repository(repository, project_tome_repository_url(project));
 }
 
 bool holds_files(const fs::path& folder) {
@@ -172,9 +168,6 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     }
     try {
         clone_once(project, checkout, clone);
-        if (!use_shared_store) {
-            write_text_file(repository_path(checkout), clone.repository_url + "\n");
-        }
     } catch (const std::runtime_error& error) {
         remove_unfinished_checkout(checkout, use_shared_store);
         const std::string text = error.what();

@@ -230,6 +230,137 @@ TEST_F(HostileTree, CannotBeReachedThroughFilesInADamagedIndex) {
     EXPECT_EQ(author_.sync().text(), "done");
 }
 
+// A head whose order is not above its parent's: a walk of the history that it begins cannot go on.
+class ForgedOrder : public HostileTree {
+  protected:
+    ForgedOrder() {
+        ObjectStore store(remote_store_);
+        tome::Transaction transaction(store.database());
+        tome::Revision revision;
+        revision.tree = store.add_object(ObjectKind::Tree, tome::encode_tree({}));
+        revision.first_parent = head_;
+        revision.order = 5;
+        revision.first_parent = store.add_object(ObjectKind::Revision, tome::encode_revision(revision));
+        revision.order = 3;
+        forged_ = store.add_object(ObjectKind::Revision, tome::encode_revision(revision));
+        transaction.commit();
+        text_ = "corrupt object: order of revision " + to_hex(forged_);
+    }
+
+    Digest forged_;
+    std::string text_;
+};
+
+TEST_F(ForgedOrder, IsRefusedWhereverAHeadIsTaken) {
+    const DamageCheckout follower = clone("follower", "hostile");
+    const DamageCheckout reader = clone("reader");
+    damage_set_head(remote_store_, "hostile", forged_);
+    EXPECT_EQ(checkout("clone").clone("hostile").text(), text_);
+    EXPECT_EQ(checkout("sparse").clone("hostile", {}, true).text(), text_);
+    EXPECT_EQ(follower.sync().text(), text_);
+    EXPECT_EQ(follower.status().text(), text_);
+    EXPECT_EQ(reader.switch_to("hostile").text(), text_);
+    EXPECT_TRUE(reader.merge("hostile").text().starts_with("corrupt object: order of revision "));
+    EXPECT_EQ(reader.sync({{}, forged_}).text(), text_);
+    EXPECT_EQ(reader.create_branch("child", "hostile").text(), text_);
+    EXPECT_FALSE(remote_heads().contains("child"));
+    EXPECT_FALSE(std::filesystem::exists(checkout("clone") / ".tome"));
+    EXPECT_FALSE(std::filesystem::exists(checkout("sparse") / ".tome"));
+}
+
+TEST_F(ForgedOrder, IsNotBuiltUpon) {
+    const DamageCheckout reader = clone("reader");
+    write_file(reader / "top.txt", "two");
+    DamageCheckout::require(reader.stage({"top.txt"}));
+    tome::CheckoutIndex(reader / ".tome/index.db").set_base(tome::BranchName::parse("main"), forged_);
+    EXPECT_EQ(reader.commit().text(), text_);
+    EXPECT_TRUE(reader.restore(head_).text().starts_with("corrupt object: order of revision "));
+    EXPECT_EQ(tome::CheckoutIndex(reader / ".tome/index.db").base(), forged_);
+}
+
+TEST_F(ForgedOrder, IsNotPublishedUpon) {
+    damage_set_head(remote_store_, "main", forged_);
+    Digest upon;
+    {
+        ObjectStore store(author_.own_store());
+        tome::Revision revision;
+        revision.tree = store.add_object(ObjectKind::Tree, tome::encode_tree({}));
+        revision.first_parent = forged_;
+        revision.order = 4;
+        upon = store.add_object(ObjectKind::Revision, tome::encode_revision(revision));
+        revision.first_parent = upon;
+        revision.order = 4;
+        const Digest local = store.add_object(ObjectKind::Revision, tome::encode_revision(revision));
+        tome::CheckoutIndex(author_ / ".tome/index.db").set_local_head(tome::BranchName::parse("main"), local);
+    }
+    const auto heads = remote_heads();
+    EXPECT_EQ(author_.push().code, corrupt);
+    EXPECT_EQ(remote_heads(), heads);
+    EXPECT_FALSE(ObjectStore(remote_store_).contains(ObjectKind::Revision, upon));
+}
+
+// A tree that says another size of a file than its content has.
+class ForgedSize : public HostileTree {
+  protected:
+    ForgedSize() {
+        ObjectStore store(remote_store_);
+        tome::Transaction transaction(store.database());
+        const Digest small = store.add_object(ObjectKind::Content, "four");
+        const std::string large(100'000, 'l');
+        const Digest large_digest = tome::digest_of(large);
+        store.add_bytes(large_digest, large);
+        const Digest tree = store.add_object(
+            ObjectKind::Tree,
+            tome::encode_tree({TreeEntry{"large.bin", TreeEntry::Kind::File, false, 99'999, large_digest},
+                               TreeEntry{"small.txt", TreeEntry::Kind::File, false, std::uint64_t{1} << 62U, small},
+                               TreeEntry{"top.txt", TreeEntry::Kind::File, false, 3, tome::digest_of("top")}}));
+        const Digest revision = add_revision(store, tree);
+        transaction.commit();
+        damage_set_head(remote_store_, "hostile", revision);
+    }
+
+    static std::string text_for(const std::string& path) { return "corrupt object: size of " + path + " in its tree"; }
+};
+
+TEST_F(ForgedSize, IsNamedWhereTheContentIsReadAndNothingIsWritten) {
+    EXPECT_EQ(checkout("clone").clone("hostile").text(), text_for("large.bin"));
+    const DamageCheckout reader = checkout("reader");
+    DamageCheckout::require(reader.clone("hostile", {}, true));
+    for (const std::string path : {"large.bin", "small.txt"}) {
+        EXPECT_EQ(reader.sync({{path}}).text(), text_for(path));
+        EXPECT_FALSE(std::filesystem::exists(reader / path));
+    }
+    EXPECT_EQ(reader.sync({{"top.txt"}}).text(), "done");
+}
+
+TEST_F(ForgedSize, IsNamedWhenTheFileIsThereAlready) {
+    const DamageCheckout reader = checkout("reader");
+    DamageCheckout::require(reader.clone("hostile", {}, true));
+    write_file(reader / "small.txt", "four");
+    EXPECT_EQ(reader.sync({{"small.txt"}}).text(), text_for("small.txt"));
+}
+
+TEST_F(ForgedSize, IsNotCommittedAsItIsButReplaced) {
+    const DamageCheckout reader = checkout("reader");
+    DamageCheckout::require(reader.clone("hostile", {}, true));
+    write_file(reader / "small.txt", "four");
+    write_file(reader / "new.txt", "new");
+    EXPECT_EQ(reader.stage({"small.txt"}).text(), text_for("small.txt"));
+    EXPECT_EQ(reader.stage({"new.txt"}).text(), "done");
+    write_file(reader / "small.txt", "other");
+    write_file(reader / "large.bin", "other");
+    EXPECT_EQ(reader.stage({"small.txt", "large.bin"}).text(), "done");
+    EXPECT_EQ(reader.commit().text(), "done");
+    EXPECT_EQ(reader.push("hostile").text(), "done");
+    EXPECT_EQ(checkout("clone").clone("hostile").text(), "done");
+}
+
+TEST_F(ForgedSize, IsNotMerged) {
+    const DamageCheckout reader = clone("reader");
+    EXPECT_EQ(reader.merge("hostile").text(), text_for("large.bin"));
+    EXPECT_EQ(reader.history().revisions.size(), 1U);
+}
+
 // A tree of few objects that names 2^40 files: each folder holds the one below it twice.
 class EndlessTree : public HostileTree {
   protected:

@@ -21,7 +21,7 @@ using tome::Tree;
 using tome::TreeEntry;
 
 constexpr std::size_t longest_text = 16'777'216;
-constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t largest = std::uint64_t{1} << 62U;  // size or order
 
 // ---- Bytes made by hand
 
@@ -481,6 +481,7 @@ TEST(ObjectEncoding, RefusesAnOrderThatCannotBe) {
     EXPECT_EQ(refusal(tome::parse_revision, raw_revision(one_digest, zero_digest, zero_digest, 1)), "");
     EXPECT_EQ(refusal(tome::parse_revision, raw_revision(one_digest, two_digest, zero_digest, 2)), "");
     EXPECT_EQ(refusal(tome::parse_revision, raw_revision(one_digest, two_digest, one_digest, largest)), "");
+    expect_corrupt(tome::parse_revision, raw_revision(one_digest, two_digest, one_digest, largest + 1), "too large");
     for (const std::uint64_t order : {std::uint64_t{0}, std::uint64_t{2}, largest}) {
         expect_corrupt(tome::parse_revision, raw_revision(one_digest, zero_digest, zero_digest, order),
                        "first revision of order " + std::to_string(order));
@@ -488,6 +489,14 @@ TEST(ObjectEncoding, RefusesAnOrderThatCannotBe) {
     for (const std::uint64_t order : {0, 1}) {
         expect_corrupt(tome::parse_revision, raw_revision(one_digest, two_digest, zero_digest, order),
                        "later revision of order " + std::to_string(order));
+    }
+}
+
+TEST(ObjectEncoding, RefusesASizeThatNoFileHas) {
+    EXPECT_EQ(refusal(tome::parse_tree, "TMT1" + raw_entry("a", 1, 0, largest)), "");
+    for (const std::uint64_t size : {largest + 1, std::uint64_t{1} << 63U, ~std::uint64_t{0}}) {
+        expect_corrupt(tome::parse_tree, "TMT1" + raw_entry("a", 1, 0, size), std::to_string(size));
+        EXPECT_THROW(tome::encode_tree({TreeEntry{"a", TreeEntry::Kind::File, false, size, digest(1)}}), tome::Error);
     }
 }
 

@@ -48,6 +48,46 @@ TEST_F(WorkspaceCheckout, BranchCheckoutIsBroughtToTheNewestHeadAgain) {
     EXPECT_FALSE(quill::tome_checkout_uses_project_shared_store(project_, checkout_));
 }
 
+TEST_F(WorkspaceCheckout, BranchCheckoutTakesFilesOfAnyNameThatAnotherCommitted) {
+    const fs::path clone = clone_of_main();
+    const std::vector<std::string> files{".keel-project-id", ".keel-repository"};
+    for (const std::string& file : files) {
+        write_file(clone / file, "theirs");
+    }
+    quill::tome_stage_and_commit(clone, files, remote_, "edit");
+    quill::push_tome_branch(clone, "main", remote_, false);
+    quill::ensure_tome_branch_checkout(project_, checkout_, project_ / scene, "main");
+    quill::call_tome_revision_sync({checkout_, remote_}, {});
+    for (const std::string& file : files) {
+        EXPECT_EQ(read_file(checkout_ / file), "theirs");
+    }
+}
+
+TEST_F(WorkspaceCheckout, BranchCheckoutIsKeptHoweverItsRepositorysUrlIsWritten) {
+    quill::ensure_tome_branch_checkout(project_, checkout_, project_ / scene, "main");
+    write_file(checkout_ / "kept.txt", "kept");
+    const std::string manifest = read_file(project_ / "project.json");
+    const std::string url = quill::project_tome_repository_url(project_);
+    std::string plain = manifest;
+    plain.replace(plain.rfind(url), url.size(), url.substr(std::string("file://").size()));
+    write_file(project_ / "project.json", plain);
+    ASSERT_NE(quill::project_tome_repository_url(project_), url);
+    quill::ensure_tome_branch_checkout(project_, checkout_, project_ / scene, "main");
+    EXPECT_EQ(read_file(checkout_ / "kept.txt"), "kept");
+}
+
+TEST_F(WorkspaceCheckout, BranchCheckoutOfAnotherRepositoryIsClonedAnew) {
+    quill::ensure_tome_branch_checkout(project_, checkout_, project_ / scene, "main");
+    std::string manifest = read_file(project_ / "project.json");
+    const std::string url = quill::project_tome_repository_url(project_);
+    fs::copy(folder_ / "remote", folder_ / "remote2", fs::copy_options::recursive);
+    manifest.replace(manifest.rfind(url), url.size(),
+                     "file://" + (folder_ / "remote2" / fs::path(url).filename()).string());
+    write_file(project_ / "project.json", manifest);
+    quill::ensure_tome_branch_checkout(project_, checkout_, project_ / scene, "main");
+    EXPECT_NE(read_file(checkout_ / ".tome/config.toml").find("remote2"), std::string::npos);
+}
+
 TEST_F(WorkspaceCheckout, BranchCheckoutFetchesTheSceneAlone) {
     quill::ensure_tome_branch_checkout(project_, checkout_, project_ / scene, "main");
     EXPECT_EQ(visible_files(checkout_), std::vector<std::string>{scene});
