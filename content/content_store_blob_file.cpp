@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -64,10 +65,15 @@ bool write_and_sync(int file, std::span<const std::byte> bytes) {
     return fsync(file) == 0;
 }
 
-std::optional<std::vector<std::byte>> read_exactly(std::istream& in, std::uint64_t length) {
+// Nothing either when there is no memory for so many bytes.
+std::optional<std::vector<std::byte>> read_exactly(std::istream& in, std::uint64_t length) try {
     std::vector<std::byte> bytes(length);
     in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(length));
     return in ? std::optional(std::move(bytes)) : std::nullopt;
+} catch (const std::bad_alloc&) {
+    return std::nullopt;
+} catch (const std::length_error&) {
+    return std::nullopt;
 }
 
 }  // namespace

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <set>
+#include <stdexcept>
 #include <thread>
 
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
 #include "workspace/tome_binding.h"
 #include "workspace/workspace_checkout.h"
+#include "workspace/workspace_id.h"
+#include "workspace/workspace_index_file.h"
 #include "workspace/workspace_paths.h"
 #include "workspace/workspace_scene.h"
 
@@ -71,6 +75,44 @@ void run_refresh(const std::filesystem::path& project) {
         error = "unknown Tome branch index refresh error";
     }
     finish_refresh(project, error);
+}
+
+std::set<std::string> local_ids(const std::filesystem::path& project) {
+    std::set<std::string> ids;
+    for (const ProjectWorkspace& workspace : read_workspaces_without_main(project)) {
+        ids.insert(workspace.id);
+    }
+    return ids;
+}
+
+// What the workspace's branch says of it; only text that could be an index entry's is taken over.
+void complete_from_metadata(const std::filesystem::path& project, const TomeCheckout& checkout,
+                            ProjectWorkspace& workspace) {
+    TomeWorkspaceState state;
+    try {
+        state = call_tome_branch_metadata_get(
+            checkout, workspace.id,
+            {"quill.workspace.name", "quill.workspace.parent", "quill.workspace.baseScene", "quill.workspace.createdAt",
+             "quill.workspace.author"});
+    } catch (const std::runtime_error&) {
+        return;  // The branch is worth listing without.
+    }
+    const auto take = [&](const char* name, std::string& field, const auto& is_good) {
+        const auto entry = state.metadata.find(std::string("quill.workspace.") + name);
+        if (entry != state.metadata.end() && !entry->second.empty() && is_good(entry->second)) {
+            field = entry->second;
+        }
+    };
+    const auto any = [](const std::string&) { return true; };
+    take("name", workspace.name, any);
+    take("parent", workspace.parentId, is_valid_workspace_id);
+    take("createdAt", workspace.createdAt, any);
+    take("author", workspace.author, [&](const std::string&) { return workspace.author.empty(); });
+    take("baseScene", workspace.baseScene, [&](const std::string& scene) {
+        ProjectWorkspace based = workspace;
+        based.baseScene = scene;
+        return canonical_workspace_scene_uri(project, based, {}) == std::filesystem::path(scene);
+    });
 }
 
 }  // namespace
@@ -140,7 +182,9 @@ std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::file
         std::filesystem::remove_all(checkout, ignored);
     }
     clone_tome_checkout_if_needed(project, checkout, "main", {}, false, true);
-    TomeWorkspaceState state = call_tome_branch_list({checkout, project_tome_remote_url(project)});
+    const TomeCheckout query{checkout, project_tome_remote_url(project)};
+    TomeWorkspaceState state = call_tome_branch_list(query);
+    const std::set<std::string> known = local_ids(project);
     std::vector<ProjectWorkspace> workspaces{main_workspace(project)};
     const std::string scene = workspaces.front().baseScene;
     for (ProjectWorkspace& workspace : state.workspaces) {
@@ -150,18 +194,12 @@ std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::file
         }
         workspace.parentId = "main";
         workspace.baseScene = scene;
+        if (!known.contains(workspace.id)) {
+            complete_from_metadata(project, query, workspace);
+        }
         workspaces.push_back(std::move(workspace));
     }
     return workspaces;
-}
-
-void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces) {
-    std::stable_sort(workspaces.begin(), workspaces.end(), [](const ProjectWorkspace& a, const ProjectWorkspace& b) {
-        if ((a.id == "main") != (b.id == "main")) {
-            return a.id == "main";
-        }
-        return a.id != "main" && a.updatedAt > b.updatedAt;
-    });
 }
 
 }  // namespace quill

@@ -53,16 +53,22 @@ Metadata display_metadata(const TomeCheckout& checkout, const std::string& works
     }
 }
 
+// Over what the engine said of the revision; that stays for one without any entry, such as a merge.
 void set_display_values(ProjectWorkspaceRevision& revision, const Metadata& metadata) {
-    const auto value = [&](const char* name) {
+    std::array<const std::string*, display_names.size()> values{};
+    std::transform(display_names.begin(), display_names.end(), values.begin(), [&](const char* name) {
         const auto entry = metadata.find(revision_display_metadata_key(revision.id, name));
-        return entry != metadata.end() ? entry->second : std::string();
-    };
-    revision.author = value("author");
-    revision.createdAt = value("createdAt");
-    revision.summary = value("summary");
-    const std::string count = value("changedFileCount");
-    revision.changedFileCount = 0;
+        return entry != metadata.end() ? &entry->second : nullptr;
+    });
+    if (std::all_of(values.begin(), values.end(), [](const std::string* value) { return value == nullptr; })) {
+        revision.createdAt = revision.createdAt == "0" ? "" : revision.createdAt;
+        return;
+    }
+    const auto text = [&](std::size_t i) { return values[i] != nullptr ? *values[i] : std::string(); };
+    revision.author = text(0);
+    revision.createdAt = text(1);
+    revision.summary = text(2);
+    const std::string count = text(3);
     std::from_chars(count.data(), count.data() + count.size(), revision.changedFileCount);
 }
 

@@ -17,6 +17,7 @@
 #include "workspace/workspace_id.h"
 #include "workspace/workspace_index.h"
 #include "workspace/workspace_index_file.h"
+#include "workspace/workspace_lookup.h"
 #include "workspace/workspace_paths.h"
 #include "workspace/workspace_scene.h"
 
@@ -116,8 +117,8 @@ ProjectWorkspace create_project_workspace(const std::filesystem::path& project_p
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::string remote = require_project_tome_remote(project);
     const std::string parent_name = parent_id.empty() ? "main" : parent_id;
-    const std::optional<ProjectWorkspace> parent = find_project_workspace(project, parent_name, false);
-    if (!parent) {
+    const std::optional<ProjectWorkspace> parent = find_project_workspace_fresh(project, parent_name, false);
+    if (!parent || parent->archived) {
         throw std::runtime_error("parent workspace does not exist: " + parent_name);
     }
     const auto base_scene = canonical_workspace_scene_uri(project, *parent, scene);
@@ -150,7 +151,7 @@ void archive_project_workspace(const std::filesystem::path& project_path, const 
     }
     const std::filesystem::path project = absolute_normalized(project_path);
     require_project_tome_remote(project);
-    std::optional<ProjectWorkspace> found = find_project_workspace(project, id, true);
+    std::optional<ProjectWorkspace> found = find_project_workspace_fresh(project, id, false);
     if (!found) {
         throw std::runtime_error("workspace does not exist: " + id);
     }

@@ -10,7 +10,6 @@
 #include "review/json_value.h"
 #include "review/record_file.h"
 #include "review/record_folder.h"
-#include "workspace/branch_index_cache.h"
 #include "workspace/workspace_id.h"
 #include "workspace/workspace_paths.h"
 #include "workspace/workspace_scene.h"
@@ -134,6 +133,15 @@ void record_workspace_head(const std::filesystem::path& project, const std::stri
                 workspace.updatedAt = updated_at;
             }
         }
+    });
+}
+
+void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces) {
+    std::stable_sort(workspaces.begin(), workspaces.end(), [](const ProjectWorkspace& a, const ProjectWorkspace& b) {
+        if ((a.id == "main") != (b.id == "main")) {
+            return a.id == "main";
+        }
+        return a.id != "main" && a.updatedAt > b.updatedAt;
     });
 }
 

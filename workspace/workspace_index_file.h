@@ -32,6 +32,9 @@ void require_writable_workspace_index(const std::filesystem::path& project);
 void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
                            const std::string& updated_at);
 
+/// "main" first, then by `updatedAt`, compared as byte strings, greatest first.
+void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces);
+
 /// The main workspace and the index file's, in picker order.
 std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived);
 

@@ -202,6 +202,27 @@ TEST(ContentStoreBlobFile, WhatIsNoRegularFileReadsAsNothing) {
     }
 }
 
+// Where a process can be given a limit, and does not end without memory as it does under a sanitizer.
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(ContentStoreBlobFile, OneLargerThanMemoryReadsAsNothingButInRanges) {
+    const TemporaryFolder folder;
+    write_file(folder / "x", "start");
+    const std::uint64_t size = std::uint64_t{1} << 40U;
+    std::filesystem::resize_file(folder / "x", size);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+    const rlimit little{rlim_t{4} << 30U, before.rlim_max};  // The system may promise more than there is.
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
+    const auto whole = quill::read_blob_file(folder / "x");
+    const auto range = quill::read_blob_file_range(folder / "x", 0, size);
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(whole, std::nullopt);
+    EXPECT_EQ(range, std::nullopt);
+    EXPECT_EQ(quill::blob_file_size(folder / "x"), size);
+    EXPECT_EQ(text_of(quill::read_blob_file_range(folder / "x", 0, 5)), "start");
+}
+#endif
+
 TEST(ContentStoreBlobFile, ReadsARange) {
     const TemporaryFolder folder;
     write_file(folder / "x", "0123456789");

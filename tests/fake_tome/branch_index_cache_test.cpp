@@ -5,6 +5,7 @@
 
 #include "tests/fake_tome/fake_project.h"
 #include "workspace/workspace_index.h"
+#include "workspace/workspace_index_file.h"
 
 namespace {
 
@@ -50,7 +51,8 @@ class BranchIndexCache : public quill_test::FakeProject {
 
 TEST_F(BranchIndexCache, QueryUsesACheckoutOfItsOwnWithoutFiles) {
     quill::query_tome_branch_index_workspaces(project_);
-    EXPECT_EQ(fake_tome::operations(), (Texts{"tome_repository_clone", "tome_branch_list"}));
+    EXPECT_EQ(fake_tome::operations(),
+              (Texts{"tome_repository_clone", "tome_branch_list", "tome_branch_metadata_get"}));
     const Call clone = fake_tome::calls().at(0);
     EXPECT_EQ(clone.checkout, (project_ / ".derived/tome-workspaces/.branch-index").string());
     EXPECT_EQ(clone.value("branch"), "main");
@@ -80,6 +82,47 @@ TEST_F(BranchIndexCache, QueryFillsParentAndScene) {
     EXPECT_EQ(workspace.parentId, "main");
     EXPECT_EQ(workspace.baseScene, scene);
     EXPECT_EQ(workspace.headKey, make_hash_hex(1));
+}
+
+TEST_F(BranchIndexCache, QueryCompletesWhatTheIndexLacksFromTheBranchesMetadata) {
+    fake_tome::on("tome_branch_metadata_get", [](const Call& call, const Events& events) {
+        EXPECT_EQ(call.value("branch"), "feature");
+        events.metadata("quill.workspace.name", "A \"feature\"");
+        events.metadata("quill.workspace.parent", "parent");
+        events.metadata("quill.workspace.baseScene", "Scenes/Other.usda");
+        events.metadata("quill.workspace.createdAt", "5");
+        events.metadata("quill.workspace.author", "ana");
+        return 0;
+    });
+    const ProjectWorkspace workspace = quill::query_tome_branch_index_workspaces(project_).at(1);
+    EXPECT_EQ(workspace.name, "A \"feature\"");
+    EXPECT_EQ(workspace.parentId, "parent");
+    EXPECT_EQ(workspace.baseScene, "Scenes/Other.usda");
+    EXPECT_EQ(workspace.createdAt, "5");
+    EXPECT_EQ(workspace.author, "ana");
+    quill::write_workspaces_without_main(project_, {workspace});
+    quill::query_tome_branch_index_workspaces(project_);
+    EXPECT_EQ(count_calls("tome_branch_metadata_get"), 1u);
+}
+
+TEST_F(BranchIndexCache, QueryTakesNoParentOrSceneThatIsNone) {
+    for (const std::string scene_path : {"../../outside.usda", "/etc/passwd", "Scenes/../../x", ".", "Scenes/./a"}) {
+        fake_tome::on("tome_branch_metadata_get", [scene_path](const Call&, const Events& events) {
+            events.metadata("quill.workspace.name", "");
+            events.metadata("quill.workspace.parent", "../x");
+            events.metadata("quill.workspace.baseScene", scene_path);
+            return 0;
+        });
+        const ProjectWorkspace workspace = quill::query_tome_branch_index_workspaces(project_).at(1);
+        EXPECT_EQ(workspace.name, "feature");
+        EXPECT_EQ(workspace.parentId, "main");
+        EXPECT_EQ(workspace.baseScene, scene) << scene_path;
+    }
+}
+
+TEST_F(BranchIndexCache, QueryListsABranchWhoseMetadataCannotBeRead) {
+    fake_tome::on("tome_branch_metadata_get", [](const Call&, const Events& events) { return events.fail(7, "no"); });
+    EXPECT_EQ(ids(quill::query_tome_branch_index_workspaces(project_)), (Texts{"main", "feature"}));
 }
 
 TEST_F(BranchIndexCache, RefreshAtOnceReportsTheFailureAndKeepsTheList) {

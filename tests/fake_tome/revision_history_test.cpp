@@ -24,12 +24,14 @@ class RevisionHistory : public quill_test::FakeProject {
   protected:
     RevisionHistory() {
         // In no order, as an engine may report them.
-        fake_tome::on("tome_revision_history", [](const Call&, const Events& events) {
+        fake_tome::on("tome_revision_history", [this](const Call&, const Events& events) {
             for (const std::uint8_t order : std::initializer_list<std::uint8_t>{2, 3, 1}) {
                 tome_event_t event = {};
                 event.kind = TOME_EVENT_REVISION;
                 event.as.revision.hash = make_hash(order);
                 event.as.revision.order = order;
+                event.as.revision.created_at = created_at_;
+                event.as.revision.message = {message_.data(), message_.size()};
                 events.send(event);
             }
             return 0;
@@ -48,6 +50,10 @@ class RevisionHistory : public quill_test::FakeProject {
     std::vector<quill::ProjectWorkspaceRevision> list(std::uint64_t limit = 10) const {
         return quill::list_project_workspace_revisions(project_, "", limit);
     }
+
+    // What the engine says of every revision.
+    std::uint64_t created_at_ = 0;
+    std::string message_;
 };
 
 TEST_F(RevisionHistory, IsSortedByOrderTheLargestBeingCurrent) {
@@ -69,6 +75,26 @@ TEST_F(RevisionHistory, OfMetadataThatCannotBeReadHasNoAuthorsAndPlainSummaries)
     const auto revisions = list();
     ASSERT_EQ(revisions.size(), 3U);
     EXPECT_EQ(revisions[1].author, "");
+    EXPECT_EQ(revisions[1].summary, "Scene updated");
+}
+
+TEST_F(RevisionHistory, RevisionWithoutDisplayValuesHasItsOwnMessageAndTime) {
+    message_ = "Merge";
+    created_at_ = 7;
+    answer_metadata(oldest, {{"summary", "edited"}});
+    const auto revisions = list();
+    EXPECT_EQ(revisions[1].summary, "Merge");
+    EXPECT_EQ(revisions[1].createdAt, "7");
+    EXPECT_EQ(revisions[1].author, "");
+    EXPECT_EQ(revisions[2].summary, "edited");
+    EXPECT_EQ(revisions[2].createdAt, "");
+}
+
+TEST_F(RevisionHistory, RevisionThatSaysNothingShowsTheCurrentTimeOfItsWorkspaceAlone) {
+    message_ = "Workspace revision";
+    const auto revisions = list();
+    EXPECT_EQ(revisions[0].createdAt, "0");
+    EXPECT_EQ(revisions[1].createdAt, "");
     EXPECT_EQ(revisions[1].summary, "Scene updated");
 }
 

@@ -103,6 +103,30 @@ TEST_F(WorkspaceCreation, FailureOfAnyCallLeavesTheIndexAsItWasAndTheNextAttempt
     }
 }
 
+// ---- What only the remote knows
+
+TEST_F(WorkspaceCreation, ParentThatOnlyTheRemoteKnowsIsAskedFor) {
+    fake_tome::on("tome_branch_list", [](const Call&, const Events& events) {
+        events.branch("main", "", fake_tome::make_hash(0));
+        events.branch("elsewhere", "quill-workspace", fake_tome::make_hash(0));
+        return 0;
+    });
+    EXPECT_EQ(quill::create_project_workspace(project_, project_ / scene, "elsewhere", "Feature", "Ann").parentId,
+              "elsewhere");
+    EXPECT_EQ(
+        failure_of([&] { quill::create_project_workspace(project_, project_ / scene, "nowhere", "Feature", "Ann"); }),
+        "parent workspace does not exist: nowhere");
+}
+
+TEST_F(WorkspaceCreation, ParentThatIsArchivedDoesNotExist) {
+    ProjectWorkspace archived;
+    archived.id = archived.name = "old";
+    archived.archived = true;
+    quill::write_workspaces_without_main(project_, {archived});
+    EXPECT_EQ(failure_of([&] { quill::create_project_workspace(project_, project_ / scene, "old", "Feature", "Ann"); }),
+              "parent workspace does not exist: old");
+}
+
 // ---- A damaged index
 
 TEST_F(WorkspaceCreation, IsRefusedBeforeAnythingIsPublishedWhenTheIndexIsDamaged) {

@@ -6,6 +6,7 @@
 
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
+#include "workspace/wall_clock.h"
 
 namespace quill {
 namespace {
@@ -16,6 +17,7 @@ using quill_test::read_file;
 using quill_test::write_file;
 
 TEST(RevisionHistory, ListsNewestFirstWithWhatTheCommitSaid) {
+    const std::string since = wall_clock_milliseconds();
     const HistoryProject project;
     const std::string head = project.commit("two", "Scenes/Main.usda", "second");
     const auto revisions = list_project_workspace_revisions(project.package(), "", 0);
@@ -29,7 +31,26 @@ TEST(RevisionHistory, ListsNewestFirstWithWhatTheCommitSaid) {
     EXPECT_EQ(revisions[0].linkedHash1, revisions[1].id);
     EXPECT_EQ(revisions[0].linkedHash2, "");
     EXPECT_FALSE(revisions[1].current);
-    EXPECT_EQ(revisions[1].summary, "Scene updated");
+    EXPECT_EQ(revisions[1].summary, "Initialize Keel project workspace state");
+    EXPECT_GE(std::stoull(revisions[1].createdAt), std::stoull(since));
+}
+
+TEST(RevisionHistory, MergesAndRestartsShowWhatTheRevisionSays) {
+    const std::string since = wall_clock_milliseconds();
+    const HistoryProject project;
+    create_project_workspace(project.package(), project.scene(), "main", "Feature", "ben");
+    write_file(project.package() / "Assets/a.txt", "a");
+    update_project_workspace_head(project.package(), "feature", project.package(), {"Assets/a.txt"}, "ben", "more");
+    project.commit("b", "Assets/b.txt");
+    merge_project_workspace_into(project.package(), "feature", "main", "");
+    const ProjectWorkspaceRevision merge = list_project_workspace_revisions(project.package(), "main", 1).at(0);
+    EXPECT_NE(merge.linkedHash2, "");
+    EXPECT_EQ(merge.summary, "Merge Quill workspace feature into main");
+    EXPECT_GE(std::stoull(merge.createdAt), std::stoull(since));
+    write_file(project.package() / "Assets/c.txt", "c");
+    initialize_project_tome_repository(project.package());
+    EXPECT_EQ(list_project_workspace_revisions(project.package(), "main", 1).at(0).summary,
+              "Initialize imported Keel project workspace state");
 }
 
 TEST(RevisionHistory, LimitHoldsAndZeroMeansFifty) {

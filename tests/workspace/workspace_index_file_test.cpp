@@ -10,7 +10,6 @@
 
 #include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/branch_index_cache.h"
 
 namespace {
 
