@@ -295,8 +295,7 @@ std::optional<FolderEntry> FolderTree::look_at(const std::string& path, int flag
     }
     struct stat status {};
     if (fstatat(parent, leaf_of(path).c_str(), &status, flags) != 0) {
-        const bool leads_nowhere = flags == 0 && errno == ELOOP;
-        if (is_absent(errno) || leads_nowhere) {
+        if (is_absent(errno)) {
             return std::nullopt;
         }
         fail("could not inspect " + path, errno);
@@ -396,6 +395,14 @@ void FolderTree::remove_file(const std::string& path) const {
     parent_names_.reset();
 }
 
+void FolderTree::remove_if_empty(const std::string& folder) const {
+    forget_parent();
+    const FileDescriptor parent = open_path(folder_of(folder), false, folder);
+    if (parent.is_open()) {
+        unlinkat(parent.get(), leaf_of(folder).c_str(), AT_REMOVEDIR);
+    }
+}
+
 void FolderTree::remove_empty_parents(const std::string& path) const {
     forget_parent();  // It may go, too.
     for (std::string folder = folder_of(path); !folder.empty(); folder = folder_of(folder)) {
@@ -440,20 +447,25 @@ void FolderTree::walk(const std::string& folder, const WalkRules& rules,
 
 void FolderTree::walk_folder(int folder, const std::string& prefix, const WalkRules& rules,
                              const std::function<void(const std::string&, const FolderEntry&)>& visit) const {
-    struct stat status {};
-    for (const Name& name : sorted_names(folder, prefix.empty() ? root_path_.string() : prefix)) {
+    std::vector<std::string> folders;
+    for (Name& name : sorted_names(folder, prefix.empty() ? root_path_.string() : prefix)) {
         const std::string path = joined(prefix, name.text);
         if (rules.leaves_out && rules.leaves_out(path)) {
             continue;
         }
         const std::optional<FolderEntry> entry = entry_named(folder, name, path, rules.stamps);
-        if (!entry || !entry->is_folder()) {
-            entry ? visit(path, *entry) : void();
-            continue;
+        if (entry && entry->is_folder()) {
+            folders.push_back(std::move(name.text));
+        } else if (entry) {
+            visit(path, *entry);
         }
-        const FileDescriptor next = open_at(folder, name.text.c_str(), folder_flags);
+    }
+    struct stat status {};
+    for (const std::string& name : folders) {
+        const std::string path = joined(prefix, name);
+        const FileDescriptor next = open_at(folder, name.c_str(), folder_flags);
         if (!next.is_open()) {
-            if (errno != ENOENT) {
+            if (errno != ENOENT && !(rules.skips_denied && errno == EACCES)) {
                 fail("could not open directory " + path, errno);
             }
             continue;

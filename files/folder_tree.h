@@ -78,7 +78,8 @@ class FolderTree {
     /// FileError(Link) when a link is on the way.
     std::optional<FolderEntry> find(const std::string& path) const;
 
-    /// The same, but for a link what it leads to, wherever that is; nothing for one that leads nowhere.
+    /// The same, but for a link what it leads to, wherever that is; nothing for one that leads nowhere. Links in a
+    /// circle are an error.
     std::optional<FolderEntry> find_target(const std::string& path) const;
 
     /// Opens the file for reading, never waiting on a FIFO. Throws FileError(NotAFile) for anything else, a link among
@@ -110,6 +111,9 @@ class FolderTree {
     /// Removes a file, or a link, not what it leads to. Fine when it does not exist.
     void remove_file(const std::string& path) const;
 
+    /// Removes the folder when nothing is in it.
+    void remove_if_empty(const std::string& folder) const;
+
     /// Removes the folders above `path` that are empty, the nearest first.
     void remove_empty_parents(const std::string& path) const;
 
@@ -129,9 +133,12 @@ class FolderTree {
         std::string border;
         /// Whether `visit` needs stamps and modes, which cost a look at each file.
         bool stamps = false;
+        /// Whether folders that may not be read are passed over.
+        bool skips_denied = false;
     };
 
-    /// Calls `visit` for everything at or below `folder` that is no folder, folder by folder in the order of names.
+    /// Calls `visit` for everything at or below `folder` that is no folder, in the order of names; those of a
+    /// folder before those of its folders.
     /// What vanishes meanwhile is passed over; whatever else cannot be read is an error.
     void walk(const std::string& folder, const WalkRules& rules,
               const std::function<void(const std::string& path, const FolderEntry&)>& visit) const;

@@ -1,6 +1,5 @@
 #include "identity/file_bytes.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,7 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <set>
-#include <utility>
+#include <system_error>
 
 #include "files/platform.h"
 
@@ -18,176 +17,143 @@ namespace {
 
 constexpr std::size_t comparison_block = 65'536;
 constexpr std::size_t copy_block = 1U << 20U;
+constexpr mode_t permissions = 0777;
 
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return descriptor_; }
-    bool is_open() const { return descriptor_ >= 0; }
-    bool close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
-
-  private:
-    int descriptor_;
-};
-
-// Not filled with zeros first: that would cost more than a small file's bytes.
-class Block {
-  public:
-    explicit Block(std::size_t size) : size_(size), bytes_(std::make_unique_for_overwrite<char[]>(size)) {}
-
-    /// As many bytes as the file still has, up to the block's size; -1 on failure.
-    ssize_t fill(int file) {
-        std::size_t filled = 0;
-        while (filled < size_) {
-            const ssize_t count = read(file, bytes_.get() + filled, size_ - filled);
-            if (count < 0 && errno == EINTR) {
-                continue;
-            }
-            if (count < 0) {
-                return -1;
-            }
-            if (count == 0) {
-                break;
-            }
-            filled += static_cast<std::size_t>(count);
-        }
-        return static_cast<ssize_t>(filled);
-    }
-    const char* data() const { return bytes_.get(); }
-
-  private:
-    std::size_t size_;
-    std::unique_ptr<char[]> bytes_;
-};
-
-bool write_block(int file, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(file, data, size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
+[[noreturn]] void fail(const std::string& what) {
+    const int number = errno;
+    throw FileError(FileError::Kind::System, what + ": " + std::generic_category().message(number), number);
 }
 
-bool copy_bytes(int from, int to) {
-    if (clone_file(from, to)) {
-        return true;
+// Not filled with zeros first: that would cost more than a small file's bytes.
+std::unique_ptr<char[]> block_of(std::size_t size) {
+    return std::make_unique_for_overwrite<char[]>(size);
+}
+
+std::size_t fill(const FileDescriptor& file, char* block, std::size_t size) {
+    const ssize_t count = read_fully(file.get(), block, size);
+    if (count < 0) {
+        fail("could not read the file");
     }
-    Block block(copy_block);
-    for (;;) {
-        const ssize_t count = block.fill(from);
-        if (count <= 0) {
-            return count == 0;
-        }
-        if (!write_block(to, block.data(), static_cast<std::size_t>(count))) {
-            return false;
+    return static_cast<std::size_t>(count);
+}
+
+struct stat status_of(const FileDescriptor& file) {
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0) {
+        fail("could not inspect the file");
+    }
+    return status;
+}
+
+mode_t with_executable_bit(mode_t mode, bool executable) {
+    const mode_t plain = mode & permissions & ~mode_t{0111};
+    return executable ? plain | ((plain & 0444) >> 2U) : plain;
+}
+
+// A volume without permissions keeps its own.
+bool set_mode(const FileDescriptor& file, mode_t mode) {
+    return fchmod(file.get(), mode) == 0 || errno == EPERM || errno == ENOTSUP;
+}
+
+void copy_bytes(const FileDescriptor& from, const FileDescriptor& to, const std::string& name) {
+    if (clone_file(from.get(), to.get())) {
+        return;
+    }
+    const auto block = block_of(copy_block);
+    while (const std::size_t count = fill(from, block.get(), copy_block)) {
+        if (!write_fully(to.get(), {block.get(), count})) {
+            fail("could not write " + name);
         }
     }
+}
+
+bool holds_the_same(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
+    const std::optional<FolderEntry> standing = tree.find(path);
+    const bool same = standing && standing->is_file() &&
+                      standing->stamp.size == static_cast<std::uint64_t>(status_of(from).st_size) &&
+                      equal_file_bytes(from, tree.open_file(path));
+    if (lseek(from.get(), 0, SEEK_SET) != 0) {
+        fail("could not read the file");
+    }
+    return same;
 }
 
 }  // namespace
 
-bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::path& b) {
-    const Descriptor first(open(a.c_str(), O_RDONLY | O_CLOEXEC));
-    const Descriptor second(open(b.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!first.is_open() || !second.is_open()) {
-        return false;
-    }
-    Block first_block(comparison_block);
-    Block second_block(comparison_block);
+bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b) {
+    const auto first = block_of(comparison_block);
+    const auto second = block_of(comparison_block);
     for (;;) {
-        const ssize_t count = first_block.fill(first.get());
-        if (count < 0 || second_block.fill(second.get()) != count ||
-            std::memcmp(first_block.data(), second_block.data(), static_cast<std::size_t>(count)) != 0) {
+        const std::size_t count = fill(a, first.get(), comparison_block);
+        if (fill(b, second.get(), comparison_block) != count || std::memcmp(first.get(), second.get(), count) != 0) {
             return false;
         }
-        if (static_cast<std::size_t>(count) < comparison_block) {
+        if (count < comparison_block) {
             return true;
         }
     }
 }
 
-void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
-               std::error_code& error) {
-    error.clear();
-    const auto fail = [&] { error = std::error_code(errno, std::generic_category()); };
-    const Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status {};
-    if (!source.is_open() || fstat(source.get(), &status) != 0) {
-        return fail();
-    }
-    unlink(to.c_str());
-    const mode_t mode = (status.st_mode & S_IXUSR) != 0 ? 0777 : 0666;
-    Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (!target.is_open()) {
-        return fail();
-    }
-    const bool copied =
-        copy_bytes(source.get(), target.get()) && (durability == Durability::Scratch || fsync(target.get()) == 0);
-    if (!copied) {
-        fail();
-    }
-    if (!target.close() && !error) {
-        fail();
-    }
-    if (error) {
-        unlink(to.c_str());
+mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& standing) {
+    const mode_t source = status_of(from).st_mode;
+    return with_executable_bit(standing && standing->is_file() ? standing->mode : source, (source & S_IXUSR) != 0);
+}
+
+void copy_file(const FileDescriptor& from, const FolderTree& tree, const std::string& path, mode_t mode,
+               Durability durability) {
+    tree.remove_file(path);
+    FileDescriptor to = tree.create_file(path, S_IRUSR | S_IWUSR);
+    try {
+        copy_bytes(from, to, path);
+        if (!set_mode(to, mode) || (durability == Durability::Synced && !sync_to_disk(to.get())) || !to.close()) {
+            fail("could not write " + path);
+        }
+    } catch (const FileError&) {
+        tree.remove_file(path);
+        throw;
     }
 }
 
-void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) {
+void replace_file_by_copy(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
     static std::atomic<unsigned> counter{0};
+    if (holds_the_same(from, tree, path)) {
+        return match_executable_bit(from, tree, path);
+    }
     // Without the file's name, which may be as long as names may be.
-    const std::filesystem::path temporary =
-        to.parent_path() / (".quill-" + std::to_string(getpid()) + "-" + std::to_string(counter.fetch_add(1)));
-    copy_file(from, temporary, Durability::Synced, error);
-    if (error) {
+    const std::string temporary = path.substr(0, path.rfind('/') + 1) + ".quill-" + std::to_string(getpid()) + "-" +
+                                  std::to_string(counter.fetch_add(1));
+    copy_file(from, tree, temporary, mode_of_copy(from, tree.find(path)), Durability::Synced);
+    try {
+        tree.rename(temporary, path);
+    } catch (const FileError&) {
+        tree.remove_file(temporary);
+        throw;
+    }
+}
+
+void match_executable_bit(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
+    const FileDescriptor standing = tree.open_file(path);
+    const mode_t mode = status_of(standing).st_mode & permissions;
+    const bool executable = (status_of(from).st_mode & S_IXUSR) != 0;
+    if (executable == ((mode & S_IXUSR) != 0)) {
         return;
     }
-    std::filesystem::rename(temporary, to, error);
-    if (error) {
-        unlink(temporary.c_str());
+    if (!set_mode(standing, with_executable_bit(mode, executable)) || !sync_to_disk(standing.get())) {
+        fail("could not write " + path);
     }
 }
 
-void sync_folders(const std::filesystem::path& root, const std::vector<std::filesystem::path>& paths) {
-    std::set<std::filesystem::path> folders;
-    for (std::filesystem::path path : paths) {
+void sync_folders(const FolderTree& tree, const std::vector<std::string>& paths) {
+    std::set<std::string> folders;
+    for (std::string folder : paths) {
         do {
-            path = path.parent_path();
-        } while (folders.insert(path).second && !path.empty());
+            const std::size_t slash = folder.rfind('/');
+            folder.erase(slash == std::string::npos ? 0 : slash);
+        } while (folders.insert(folder).second && !folder.empty());
     }
-    for (const std::filesystem::path& folder : folders) {
-        const Descriptor descriptor(open((root / folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (descriptor.is_open()) {
-            fsync(descriptor.get());
-        }
+    for (const std::string& folder : folders) {
+        tree.sync_folder(folder);
     }
-}
-
-bool passes_symbolic_link(const std::filesystem::path& root, const std::filesystem::path& relative) {
-    std::filesystem::path folder = root;
-    for (const std::filesystem::path& component : relative.parent_path()) {
-        folder /= component;
-        std::error_code ignored;
-        if (std::filesystem::is_symlink(std::filesystem::symlink_status(folder, ignored))) {
-            return true;
-        }
-    }
-    return false;
 }
 
 }  // namespace quill

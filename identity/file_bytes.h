@@ -1,32 +1,41 @@
-// Comparing and copying files of any size in blocks, never whole in memory. Any thread.
+// Comparing and copying files of any size in blocks, never whole in memory. Any thread. Failures are FileError.
 #pragma once
 
-#include <filesystem>
-#include <system_error>
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
 #include <vector>
+
+#include "files/folder_tree.h"
 
 namespace quill {
 
-/// Whether both files can be read and hold the same bytes.
-bool equal_file_bytes(const std::filesystem::path& a, const std::filesystem::path& b);
+/// Whether both files, read from where they stand, hold the same bytes.
+bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b);
 
 /// Whether a copy waits until its bytes are on the disk. Scratch copies, which a power cut may take, need not.
 enum class Durability { Synced, Scratch };
 
-/// Makes `to` a copy of the file `from`, its executable bit included. An existing `to` is replaced. On failure `error`
-/// is set and no half-written `to` is left.
-void copy_file(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability,
-               std::error_code& error);
+/// The mode for a copy of `from` that takes the place of `standing`: the permissions stay those of the file that stands
+/// there and are otherwise those of `from`; who may read may execute where `from` is executable.
+mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& standing);
 
-/// Replaces `to` by a synced copy of `from` through a temporary file beside it (its name begins with a dot), so that
-/// readers see the old bytes or the new. On failure `error` is set and the old file stands.
-void replace_file_by_copy(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
+/// Makes `path`, in a folder of `tree` that is there, a copy of the file `from`. What stood there is removed first. On
+/// failure nothing is left there.
+void copy_file(const FileDescriptor& from, const FolderTree& tree, const std::string& path, mode_t mode,
+               Durability durability);
 
-/// Makes the names of the files at `paths` below `root`, there or removed, survive a power cut; each folder on the way
-/// is synced once. A folder that does not exist any more is passed over, as is one that cannot be synced.
-void sync_folders(const std::filesystem::path& root, const std::vector<std::filesystem::path>& paths);
+/// Replaces the file at `path` by a synced copy of `from` through a temporary file beside it (its name begins with a
+/// dot), so that readers see the old bytes or the new. A file that holds the same bytes already is left, but for its
+/// executable bit. On failure the old file stands.
+void replace_file_by_copy(const FileDescriptor& from, const FolderTree& tree, const std::string& path);
 
-/// Whether a parent folder of `relative` below `root` is a symbolic link, through which a write would leave `root`.
-bool passes_symbolic_link(const std::filesystem::path& root, const std::filesystem::path& relative);
+/// Gives the file at `path` the executable bit of `from`, to survive a power cut.
+void match_executable_bit(const FileDescriptor& from, const FolderTree& tree, const std::string& path);
+
+/// Makes the names of the files at `paths`, there or removed, survive a power cut; each folder on the way is synced
+/// once. A folder that does not exist any more is passed over.
+void sync_folders(const FolderTree& tree, const std::vector<std::string>& paths);
 
 }  // namespace quill

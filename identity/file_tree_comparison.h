@@ -4,9 +4,41 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace quill {
+
+/// A file that could not be read, so that nobody knows whether it differs.
+struct UnreadableFile {
+    std::string path;
+    int number = 0;  ///< the system's error number
+};
+
+struct TreeComparison {
+    std::vector<std::filesystem::path> differing;  ///< unreadable ones among them
+    std::vector<std::string> other_mode;           ///< equal but for the executable bit
+    std::vector<UnreadableFile> unreadable;
+};
+
+/// Two trees that should be equal and are not.
+class TreeMismatchError : public std::runtime_error {
+  public:
+    TreeMismatchError(const std::string& text, TreeComparison comparison)
+        : std::runtime_error(text), comparison_(std::move(comparison)) {}
+    /// Which files it is about.
+    const TreeComparison& comparison() const { return comparison_; }
+
+  private:
+    TreeComparison comparison_;
+};
+
+/// How the visible files of the two trees compare, paths project-relative and in byte order. A tree that does not exist
+/// has no files. Throws as `differing_project_workspace_files` does.
+TreeComparison compare_project_workspace_files(const std::filesystem::path& live_root,
+                                               const std::filesystem::path& historical_root);
 
 /// The visible files that differ between the two trees or stand in one only, project-relative, in byte order. Throws
 /// std::runtime_error "could not inspect live workspace file: " or "could not inspect historical workspace file: " +

@@ -2,13 +2,45 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <functional>
 #include <string_view>
+
+#include "files/folder_tree.h"
 
 namespace quill {
 namespace {
 
 constexpr std::array<std::string_view, 7> hidden_folders{"Build/",      "Cooked/",   "Content/", "Contents/",
                                                          "Workspaces/", ".derived/", ".tome/"};
+
+bool leads_to_file(const FolderTree& tree, const std::string& link) {
+    try {
+        const std::optional<FolderEntry> target = tree.find_target(link);
+        return target && target->is_file();
+    } catch (const FileError& error) {
+        if (error.number() != ELOOP) {
+            throw;
+        }
+        return false;  // Links in a circle lead nowhere.
+    }
+}
+
+void walk_visible(const FolderTree& tree, bool skips_denied,
+                  const std::function<void(const std::string& path, const FolderEntry& entry)>& visit) {
+    FolderTree::WalkRules rules;
+    rules.leaves_out = [](const std::string& path) { return project_relative_path_is_hidden(path); };
+    rules.skips_denied = skips_denied;
+    tree.walk("", rules, visit);
+}
+
+void list_visible_files(const FolderTree& tree, bool skips_denied, std::vector<std::string>& files) {
+    walk_visible(tree, skips_denied, [&](const std::string& path, const FolderEntry& entry) {
+        if (entry.is_file() || (entry.kind == FolderEntry::Kind::Link && leads_to_file(tree, path))) {
+            files.push_back(path);
+        }
+    });
+}
 
 }  // namespace
 
@@ -25,27 +57,36 @@ bool project_relative_path_is_hidden(const std::filesystem::path& relative) {
 
 std::vector<std::string> visible_project_files(const std::filesystem::path& root) {
     std::vector<std::string> files;
-    std::error_code error;
-    // Paths from the walk begin with `root` as it was given, so what follows it is the relative path.
-    const std::filesystem::path base = root.lexically_normal() / "";
-    const std::size_t prefix = base.string().size();
-    std::filesystem::recursive_directory_iterator entry(
-        base, std::filesystem::directory_options::skip_permission_denied, error);
-    const std::filesystem::recursive_directory_iterator end;
-    while (!error && entry != end) {
-        const std::filesystem::path relative = entry->path().string().substr(prefix);
-        std::error_code ignored;
-        if (project_relative_path_is_hidden(relative)) {
-            if (entry->is_directory(ignored)) {
-                entry.disable_recursion_pending();
-            }
-        } else if (entry->is_regular_file(ignored)) {
-            files.push_back(relative.string());
-        }
-        entry.increment(error);
+    try {
+        list_visible_files(FolderTree(root.lexically_normal()), true, files);
+    } catch (const FileError&) {
+        // What was found until then is the answer.
     }
     std::sort(files.begin(), files.end());
     return files;
+}
+
+std::vector<std::string> all_visible_project_files(const FolderTree& tree) {
+    std::vector<std::string> files;
+    list_visible_files(tree, false, files);
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<std::string> visible_links_to(const FolderTree& tree, const std::set<std::string>& files) {
+    const std::filesystem::path root = std::filesystem::canonical(tree.root());
+    std::vector<std::string> links;
+    walk_visible(tree, false, [&](const std::string& path, const FolderEntry& entry) {
+        std::error_code error;
+        if (entry.kind == FolderEntry::Kind::Link) {
+            const std::filesystem::path target = std::filesystem::canonical(root / path, error);
+            if (!error && files.contains(target.lexically_relative(root).string())) {
+                links.push_back(path);
+            }
+        }
+    });
+    std::sort(links.begin(), links.end());
+    return links;
 }
 
 }  // namespace quill

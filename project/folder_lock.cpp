@@ -10,7 +10,7 @@
 namespace quill {
 
 FolderLock::FolderLock(const std::filesystem::path& folder)
-    : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
     int result = descriptor_ < 0 ? -1 : 0;
     while (descriptor_ >= 0 && (result = flock(descriptor_, LOCK_EX)) != 0 && errno == EINTR) {
     }

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "files/folder_tree.h"
+#include "project/package_state.h"
 #include "project/text_file.h"
 #include "workspace/workspace_paths.h"
 
@@ -15,7 +17,7 @@ std::filesystem::path made_record_folder(const std::filesystem::path& project) {
         throw std::runtime_error("Project is not a directory: " + project.string());
     }
     std::filesystem::path folder = project_workspaces_index_path(project).parent_path();
-    make_record_folder(folder);
+    make_record_folder(project, folder);
     return folder;
 }
 
@@ -34,11 +36,11 @@ std::string read_record_file(const std::filesystem::path& path) {
     return read_text_file(path);
 }
 
-void make_record_folder(const std::filesystem::path& folder) {
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        throw std::runtime_error("could not create workspace folder: " + error.message());
+void make_record_folder(const std::filesystem::path& project, const std::filesystem::path& folder) {
+    try {
+        make_state_folder(project, folder);
+    } catch (const FileError& error) {
+        throw std::runtime_error("could not create workspace folder: " + error.reason());
     }
 }
 

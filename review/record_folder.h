@@ -12,8 +12,9 @@ namespace quill {
 /// something other than a file stands there.
 std::string read_record_file(const std::filesystem::path& path);
 
-/// Makes the folder with its parents. Throws std::runtime_error "could not create workspace folder: " + system text.
-void make_record_folder(const std::filesystem::path& folder);
+/// Makes the folder of the project's record files. Throws std::runtime_error "could not create workspace folder: " +
+/// system text.
+void make_record_folder(const std::filesystem::path& project, const std::filesystem::path& folder);
 
 /// The folder of one project, made and locked (`FolderLock`) for as long as the object lives. No workspace operation
 /// may be called meanwhile: those on the workspace index wait for the same lock.

@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "files/folder_tree.h"
 #include "project/manifest.h"
 #include "workspace/workspace_paths.h"
 
@@ -77,19 +78,12 @@ std::optional<pid_t> owner_of(std::string_view name) {
 
 // A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID, or, when its
 // clone was cut off, nothing but the engine's state.
-bool may_be_workspace(const std::filesystem::path& checkout) {
-    std::error_code error;
-    if (!checkout.filename().string().starts_with("metadata-") ||
-        std::filesystem::exists(checkout / ".keel-project-id", error)) {
+bool may_be_workspace(const FolderTree& package, const std::string& checkout) {
+    if (checkout.find("/metadata-") == std::string::npos || package.find(checkout + "/.keel-project-id")) {
         return false;
     }
-    std::filesystem::directory_iterator entry(checkout, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        if (!entry->path().filename().string().starts_with(".tome")) {
-            return true;
-        }
-    }
-    return bool(error);
+    const std::vector<std::string> names = package.names_in(checkout);
+    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return !name.starts_with(".tome"); });
 }
 
 bool is_dead(pid_t process) {
@@ -100,45 +94,43 @@ int open_folder(const std::filesystem::path& folder) {
     return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
-void remove_unless_held(const std::filesystem::path& checkout) {
-    const int descriptor = open_folder(checkout);
-    if (descriptor < 0) {
-        return;
+void remove_unless_held(const FolderTree& package, const std::string& checkout) {
+    const FileDescriptor folder = package.open_folder(checkout);
+    if (folder.is_open() && flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
+        package.remove_all(checkout);
     }
-    std::error_code ignored;
-    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
-        std::filesystem::remove_all(checkout, ignored);
-    }
-    close(descriptor);
 }
 
-std::vector<std::filesystem::path> entries_of(const std::filesystem::path& folder) {
-    std::vector<std::filesystem::path> entries;
-    std::error_code error;
-    std::filesystem::directory_iterator entry(folder, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        entries.push_back(entry->path());
+void remove_previews_of_revision(const FolderTree& package, const std::string& revision) {
+    for (const std::string& name : package.names_in(revision)) {
+        const std::optional<pid_t> owner = process_in(std::string_view(name).substr(0, name.find('-')));
+        if (owner && is_dead(*owner)) {
+            package.remove_file(revision + "/." + name + ".ready");
+            remove_unless_held(package, revision + "/" + name);
+        }
     }
-    return entries;
+    package.remove_if_empty(revision);
 }
 
 // A preview is named by its process, below its workspace and revision; its ready marker stands beside it.
-void remove_abandoned_previews(const std::filesystem::path& previews) {
-    for (const std::filesystem::path& workspace : entries_of(previews)) {
-        for (const std::filesystem::path& revision : entries_of(workspace)) {
-            for (const std::filesystem::path& preview : entries_of(revision)) {
-                const std::string name = preview.filename().string();
-                const std::optional<pid_t> owner = process_in(std::string_view(name).substr(0, name.find('-')));
-                if (owner && is_dead(*owner)) {
-                    std::error_code ignored;
-                    std::filesystem::remove(revision / ("." + name + ".ready"), ignored);
-                    remove_unless_held(preview);
-                }
-            }
-            rmdir(revision.c_str());  // when nothing else is in it
+void remove_abandoned_previews(const FolderTree& package, const std::string& previews) {
+    for (const std::string& workspace : package.names_in(previews)) {
+        for (const std::string& revision : package.names_in(previews + "/" + workspace)) {
+            remove_previews_of_revision(package, previews + "/" + workspace + "/" + revision);
         }
-        rmdir(workspace.c_str());
+        package.remove_if_empty(previews + "/" + workspace);
     }
+}
+
+void remove_abandoned(const FolderTree& package, const std::string& base) {
+    for (const std::string& name : package.names_in(base)) {
+        const std::string checkout = base + "/" + name;
+        const std::optional<pid_t> owner = owner_of(name);
+        if (owner && is_dead(*owner) && !may_be_workspace(package, checkout)) {
+            remove_unless_held(package, checkout);
+        }
+    }
+    remove_abandoned_previews(package, base + "/.history-preview");
 }
 
 }  // namespace
@@ -169,20 +161,18 @@ void release_checkout(const std::filesystem::path& checkout) {
 
 void remove_abandoned_checkouts(const std::filesystem::path& project) {
     HeldCheckouts& held = held_checkouts();
-    const std::filesystem::path base = workspace_checkout_base(project);
+    const std::filesystem::path package = absolute_normalized(project);
     {
         const std::lock_guard lock(held.mutex);
-        if (!held.swept.insert(base.string()).second) {
+        if (!held.swept.insert(package.string()).second) {
             return;
         }
     }
-    for (const std::filesystem::path& checkout : entries_of(base)) {
-        const std::optional<pid_t> owner = owner_of(checkout.filename().string());
-        if (owner && is_dead(*owner) && !may_be_workspace(checkout)) {
-            remove_unless_held(checkout);
-        }
+    try {
+        remove_abandoned(FolderTree(package), workspace_checkout_base(package).lexically_relative(package).string());
+    } catch (const std::runtime_error&) {
+        // The next process tries again.
     }
-    remove_abandoned_previews(base / ".history-preview");
 }
 
 }  // namespace quill

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "project/repository_configuration.h"
 #include "workspace/tome_binding.h"
 #include "workspace/workspace_checkout.h"
@@ -178,8 +179,7 @@ void invalidate_tome_branch_index_cache(const std::filesystem::path& project) {
 std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::filesystem::path& project) {
     const std::filesystem::path checkout = workspace_checkout_base(project) / ".branch-index";
     if (tome_checkout_uses_project_shared_store(project, checkout)) {
-        std::error_code ignored;
-        std::filesystem::remove_all(checkout, ignored);
+        discard_state(project, checkout);
     }
     clone_tome_checkout_if_needed(project, checkout, "main", {}, false, true);
     const TomeCheckout query{checkout, project_tome_remote_url(project)};

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "project/project_identity.h"
 #include "project/repository_configuration.h"
 #include "project/text_file.h"
@@ -64,8 +65,8 @@ void materialize_preview(const fs::path& project, const Preview& preview, const 
     if (fs::is_regular_file(preview.marker, ignored) && fs::is_regular_file(preview.root / scene, ignored)) {
         return;
     }
-    fs::remove_all(preview.root, ignored);
-    fs::remove(preview.marker, ignored);
+    remove_state(project, preview.root);
+    remove_state(project, preview.marker);
     ensure_tome_branch_checkout(project, preview.root, base_scene, workspace);
     TomeSync sync;
     sync.revision = revision;

@@ -13,14 +13,22 @@ namespace quill {
 /// project's own files stands.
 void check_live_project(const std::filesystem::path& live, const std::filesystem::path& restored);
 
-/// Makes the visible files of `live` equal to those of `restored` and verifies them; returns how many paths were
-/// written or removed. What they held before, edits that were never committed among it, is afterwards in the folder
-/// `name` in `replaced`, of the same volume, instead of what earlier restores left there. Until this restore is
-/// complete that folder's name ends in ".unfinished"; those of restores that were cut off stay. Throws
-/// std::runtime_error with the texts of file_tree_comparison.h, "could not keep replaced workspace file: " + path, or
-/// "restore verification failed: the live project does not match the selected historical state". Commits and restores
-/// of the workspace must be locked out.
-std::uint64_t restore_live_project(const std::filesystem::path& live, const std::filesystem::path& restored,
-                                   const std::filesystem::path& replaced, const std::string& name);
+/// Where a restore works; all three lie in the package or are it.
+struct LiveProject {
+    std::filesystem::path package;
+    std::filesystem::path files;     ///< what the user works on
+    std::filesystem::path replaced;  ///< the folder for what restores replaced
+};
+
+/// Makes the visible files of `live` equal to those of `restored`, executable bits among it, and verifies them; returns
+/// how many paths were written or removed. What they held before, edits that were never committed among it, is
+/// afterwards in the folder `name` in `live.replaced`, instead of what earlier restores left there, and survives a
+/// power cut before anything is replaced. Until this restore is complete that folder's name ends in ".unfinished";
+/// those of restores that were cut off stay. A link to a file that the restore changes becomes a file of its own.
+/// Throws std::runtime_error with the texts of file_tree_comparison.h, "could not keep replaced workspace file: " +
+/// path, or TreeMismatchError "restore verification failed: the live project does not match the selected historical
+/// state". Commits and restores of the workspace must be locked out.
+std::uint64_t restore_live_project(const LiveProject& live, const std::filesystem::path& restored,
+                                   const std::string& name);
 
 }  // namespace quill

@@ -5,8 +5,10 @@
 #include <string>
 #include <string_view>
 
+#include "files/folder_tree.h"
 #include "identity/visible_files.h"
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "project/repository_configuration.h"
 #include "workspace/abandoned_checkouts.h"
 #include "workspace/workspace_checkout.h"
@@ -32,26 +34,22 @@ bool says_that_it_exists(std::string_view text) {
 // Removes a folder when the operation that it serves ends, on failure, too.
 class TemporaryCheckout {
   public:
-    explicit TemporaryCheckout(fs::path path) : path_(std::move(path)) {}
-    ~TemporaryCheckout() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
+    TemporaryCheckout(fs::path project, fs::path path) : project_(std::move(project)), path_(std::move(path)) {}
+    ~TemporaryCheckout() { discard_state(project_, path_); }
     TemporaryCheckout(const TemporaryCheckout&) = delete;
     TemporaryCheckout& operator=(const TemporaryCheckout&) = delete;
 
   private:
+    fs::path project_;
     fs::path path_;
 };
 
-void make_empty_folder(const fs::path& checkout) {
-    std::error_code error;
-    fs::remove_all(checkout, error);
-    if (!error) {
-        fs::create_directories(checkout, error);
-    }
-    if (error) {
-        throw std::runtime_error("could not create Tome remote bootstrap checkout: " + error.message());
+void make_empty_folder(const fs::path& project, const fs::path& checkout) {
+    try {
+        remove_state(project, checkout);
+        make_state_folder(project, checkout);
+    } catch (const FileError& error) {
+        throw std::runtime_error("could not create Tome remote bootstrap checkout: " + error.reason());
     }
     hold_checkout(checkout);
 }
@@ -65,7 +63,7 @@ void create_or_clone(const fs::path& project, const TomeCheckout& checkout, cons
         if (!says_that_it_exists(error.what())) {
             throw;
         }
-        make_empty_folder(checkout.root);
+        make_empty_folder(project, checkout.root);
         clone_tome_checkout_if_needed(project, checkout.root, "main", {}, false, false);
         TomeSync everything;
         everything.scratch = true;
@@ -85,11 +83,11 @@ void bootstrap_missing_project_tome_remote(const fs::path& project_path) {
     const TomeCheckout checkout{workspace_checkout_base(project) / (".remote-bootstrap-" + workspace_process_token()),
                                 remote};
     remove_abandoned_checkouts(project);
-    const TemporaryCheckout cleanup(checkout.root);
-    make_empty_folder(checkout.root);
+    const TemporaryCheckout cleanup(project, checkout.root);
+    make_empty_folder(project, checkout.root);
     create_or_clone(project, checkout, repository_url);
     const std::vector<std::string> removed = mirror_visible_project_files(project, checkout.root);
-    std::vector<std::string> paths = visible_project_files(checkout.root);
+    std::vector<std::string> paths = all_visible_project_files(FolderTree(checkout.root));
     paths.insert(paths.end(), removed.begin(), removed.end());
     tome_stage_and_commit(checkout.root, paths, remote, "Initialize imported Keel project workspace state");
     push_tome_branch(checkout.root, "main", remote, true);
@@ -109,9 +107,10 @@ void initialize_new_project_tome_repository(const fs::path& project_path) {
     const TomeCheckout checkout{project_tome_repository_path(project), project_tome_remote_url(project)};
     std::error_code error;
     if (!fs::exists(checkout.root / ".tome", error)) {
-        fs::create_directories(checkout.root, error);
-        if (error) {
-            throw std::runtime_error("could not create Tome repository path: " + error.message());
+        try {
+            make_state_folder(project, checkout.root);
+        } catch (const FileError& failure) {
+            throw std::runtime_error("could not create Tome repository path: " + failure.reason());
         }
         std::string name = project_tome_repository_url(project);
         name = name.empty() ? checkout.root.filename().string() : name;
@@ -123,7 +122,7 @@ void initialize_new_project_tome_repository(const fs::path& project_path) {
         return;
     }
     if (status.identity.empty() && status.identity_number == 0) {
-        tome_stage_and_commit(checkout.root, visible_project_files(project), checkout.remote_url,
+        tome_stage_and_commit(checkout.root, all_visible_project_files(FolderTree(project)), checkout.remote_url,
                               "Initialize Keel project workspace state");
     }
     push_tome_branch(checkout.root, "main", checkout.remote_url, true);

@@ -7,6 +7,7 @@
 
 #include "identity/file_tree_comparison.h"
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "project/project_identity.h"
 #include "workspace/abandoned_checkouts.h"
 #include "workspace/branch_index_cache.h"
@@ -46,7 +47,9 @@ struct RestoreRequest {
 // Removes a scratch folder when the restore ends, on failure, too.
 class RestoreCheckoutCleanup {
   public:
-    explicit RestoreCheckoutCleanup(fs::path path) : path_(std::move(path)) { remove(); }
+    RestoreCheckoutCleanup(fs::path project, fs::path path) : project_(std::move(project)), path_(std::move(path)) {
+        remove();
+    }
     ~RestoreCheckoutCleanup() { remove(); }
     RestoreCheckoutCleanup(const RestoreCheckoutCleanup&) = delete;
     RestoreCheckoutCleanup& operator=(const RestoreCheckoutCleanup&) = delete;
@@ -55,10 +58,10 @@ class RestoreCheckoutCleanup {
 
   private:
     void remove() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
+        discard_state(project_, path_);
         release_checkout(path_);
     }
+    fs::path project_;
     fs::path path_;
 };
 
@@ -122,14 +125,19 @@ TomeCheckout check_out_revision(const RestoreRequest& request, const fs::path& r
     return checkout;
 }
 
+void require_equal(const fs::path& a, const fs::path& b, const char* otherwise) {
+    TreeComparison comparison = compare_project_workspace_files(a, b);
+    if (!comparison.differing.empty()) {
+        throw TreeMismatchError(otherwise, std::move(comparison));
+    }
+}
+
 // The reference copy that what is published is compared with.
-void preserve_selected_state(const fs::path& scratch, const fs::path& selected) {
-    fs::create_directories(selected);
+void preserve_selected_state(const RestoreRequest& request, const fs::path& scratch, const fs::path& selected) {
+    make_state_folder(request.project, selected);
     hold_checkout(selected);
     mirror_visible_project_files(scratch, selected);
-    if (!differing_project_workspace_files(scratch, selected).empty()) {
-        refuse("could not preserve the selected historical project state");
-    }
+    require_equal(scratch, selected, "could not preserve the selected historical project state");
 }
 
 std::string add_restored_revision(const RestoreRequest& request, const TomeCheckout& scratch) {
@@ -170,21 +178,21 @@ void publish(const RestoreRequest& request, const TomeCheckout& scratch, const s
     push_tome_branch(scratch.root, request.workspace_id, request.remote_url, false);
 }
 
-// The files that the user works on.
-fs::path live_project(const RestoreRequest& request) {
-    return request.workspace_id == "main" ? request.project
-                                          : checkout_root_for_workspace_id(request.project, request.workspace_id);
+// The files that the user works on. A workspace's checkout is made ready before anything is published: one made later
+// would come with the restored files, and nothing would be left to restore in it.
+fs::path ensure_live_project(const RestoreRequest& request) {
+    return request.workspace_id == "main"
+               ? request.project
+               : ensure_tome_checkout_for_workspace(request.project, request.workspace_id, {});
 }
 
-std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& published, const std::string& head) {
-    if (request.workspace_id != "main") {
-        ensure_tome_checkout_for_workspace(request.project, request.workspace_id, request.scene);
-    }
-    const std::uint64_t count = restore_live_project(
-        live_project(request), published, workspace_replaced_files(request.project, request.workspace_id), head);
+std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& files, const fs::path& published,
+                                 const std::string& head) {
+    const LiveProject live{request.project, files, workspace_replaced_files(request.project, request.workspace_id)};
+    const std::uint64_t count = restore_live_project(live, published, head);
     if (request.workspace_id != "main") {
         try {  // The checkout learns that its files are those of the new head.
-            call_tome_revision_sync({live_project(request), request.remote_url}, {});
+            call_tome_revision_sync({files, request.remote_url}, {});
         } catch (const std::runtime_error&) {
             // The next sync tells.
         }
@@ -210,9 +218,9 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
         require_writable_workspace_index(request.project);
     }
     const auto lock = lock_workspace_commits(request.workspace_id);
-    const RestoreCheckoutCleanup scratch(scratch_path(request));
-    const RestoreCheckoutCleanup selected(scratch.path().string() + "-selected-tree");
-    const RestoreCheckoutCleanup published(scratch.path().string() + "-published-head");
+    const RestoreCheckoutCleanup scratch(request.project, scratch_path(request));
+    const RestoreCheckoutCleanup selected(request.project, scratch.path().string() + "-selected-tree");
+    const RestoreCheckoutCleanup published(request.project, scratch.path().string() + "-published-head");
     const TomeCheckout checkout = check_out_revision(request, scratch.path(), request.target, "tome_revision_sync");
     if (call_tome_repository_status(checkout, false).identity != request.current_head) {
         refuse("workspace changed since history was opened; refresh history and try again");
@@ -223,19 +231,19 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     if (on_selected_state) {
         on_selected_state(scratch.path());
     }
-    preserve_selected_state(scratch.path(), selected.path());
-    check_live_project(live_project(request), selected.path());
+    preserve_selected_state(request, scratch.path(), selected.path());
+    const fs::path live = ensure_live_project(request);
+    check_live_project(live, selected.path());
 
     const std::string head = add_restored_revision(request, checkout);
     const std::string now = wall_clock_milliseconds();
     publish(request, checkout, head, now);
     check_out_revision(request, published.path(), head, "tome_revision_sync restored head");
-    if (!differing_project_workspace_files(selected.path(), published.path()).empty()) {
-        refuse("Tome restore verification failed: the published revision bytes do not match the selected state");
-    }
+    require_equal(selected.path(), published.path(),
+                  "Tome restore verification failed: the published revision bytes do not match the selected state");
     record_workspace_head(request.project, request.workspace_id, head, now);
     ProjectWorkspaceRestoreResult result;
-    result.verifiedLiveFileCount = restore_live_files(request, published.path(), head);
+    result.verifiedLiveFileCount = restore_live_files(request, live, published.path(), head);
     invalidate_tome_branch_index_cache(request.project);
     result.workspaceId = request.workspace_id;
     result.targetRevision = request.target;

@@ -4,7 +4,9 @@
 #include <optional>
 #include <stdexcept>
 
+#include "files/folder_tree.h"
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "project/project_identity.h"
 #include "project/repository_configuration.h"
 #include "project/text_file.h"
@@ -38,9 +40,8 @@ std::string text_or_nothing(const fs::path& path) {
 }
 
 // Another process may be writing the same marker through the same temporary file: what counts is what stands there.
-void write_marker(const fs::path& checkout, const std::string& text) {
-    std::error_code ignored;
-    fs::create_directories(marker_path(checkout).parent_path(), ignored);
+void write_marker(const fs::path& project, const fs::path& checkout, const std::string& text) {
+    make_state_folder(project, marker_path(checkout).parent_path());
     try {
         write_text_file_atomically(marker_path(checkout), text);
     } catch (const std::runtime_error&) {
@@ -58,11 +59,6 @@ std::vector<std::string> scene_to_fetch(const fs::path& project, const fs::path&
     const fs::path relative = scene_relative_path(absolute_normalized(project), scene);
     const bool outside = relative.empty() || relative == "." || *relative.begin() == "..";
     return outside ? std::vector<std::string>() : std::vector<std::string>{relative.string()};
-}
-
-void remove_checkout(const fs::path& checkout) {
-    std::error_code ignored;
-    fs::remove_all(checkout, ignored);
 }
 
 // A checkout says which repository it is of; the package may have got another one since.
@@ -84,17 +80,17 @@ bool holds_files(const fs::path& folder) {
 
 // What an interrupted or failed clone left behind; never a finished checkout, which another process may just have made.
 // The files of a folder that somebody works in stay: those of the clone are there in the next one, too.
-void remove_unfinished_checkout(const fs::path& checkout, bool worked_in) {
+void remove_unfinished_checkout(const fs::path& project, const fs::path& checkout, bool worked_in) {
     if (!is_tome_checkout(checkout)) {
-        remove_checkout(worked_in && holds_files(checkout) ? checkout / ".tome" : checkout);
+        discard_state(project, worked_in && holds_files(checkout) ? checkout / ".tome" : checkout);
     }
 }
 
 void clone_once(const fs::path& project, const fs::path& checkout, const TomeClone& clone) {
-    std::error_code error;
-    fs::create_directories(checkout, error);
-    if (error) {
-        throw std::runtime_error("could not create Tome workspace checkout: " + error.message());
+    try {
+        make_state_folder(project, checkout);
+    } catch (const FileError& error) {
+        throw std::runtime_error("could not create Tome workspace checkout: " + error.reason());
     }
     hold_checkout(checkout);
     call_tome_repository_clone({checkout, project_tome_remote_url(project)}, clone);
@@ -134,8 +130,9 @@ bool is_tome_checkout(const fs::path& checkout) {
 
 void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& checkout, const std::string& branch,
                                    const std::vector<std::string>& paths, bool use_shared_store, bool metadata_only) {
+    unlinked_state_path(project, checkout);
     if (!use_shared_store && is_of_another_repository(project, checkout)) {
-        remove_checkout(checkout);
+        discard_state(project, checkout);
     }
     if (is_tome_checkout(checkout)) {
         return;
@@ -144,7 +141,7 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     std::error_code ignored;
     // In this order: another process may finish its clone in between, which puts both there at once.
     if (fs::exists(fs::symlink_status(checkout / ".tome", ignored))) {
-        remove_unfinished_checkout(checkout, use_shared_store);
+        remove_unfinished_checkout(project, checkout, use_shared_store);
     }
     TomeClone clone;
     clone.repository_url = project_tome_repository_url(project);
@@ -162,14 +159,14 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
             return clone_once(project, checkout, clone);
         } catch (const std::runtime_error&) {
             // The clone does not need the store; what else is wrong shows without it.
-            remove_unfinished_checkout(checkout, true);
+            remove_unfinished_checkout(project, checkout, true);
             clone.use_shared_store = false;
         }
     }
     try {
         clone_once(project, checkout, clone);
     } catch (const std::runtime_error& error) {
-        remove_unfinished_checkout(checkout, use_shared_store);
+        remove_unfinished_checkout(project, checkout, use_shared_store);
         const std::string text = error.what();
         throw std::runtime_error(text.empty() ? "tome_repository_clone failed" : text);
     }
@@ -192,14 +189,14 @@ fs::path ensure_tome_checkout_for_workspace(const fs::path& project, const std::
     if (!scene_is_there()) {
         throw std::runtime_error("workspace scene did not materialize after Tome sync: " + paths.front());
     }
-    write_marker(checkout, workspace + "\n");
+    write_marker(project, checkout, workspace + "\n");
     return checkout;
 }
 
 void ensure_tome_branch_checkout(const fs::path& project, const fs::path& checkout, const fs::path& scene,
                                  const std::string& branch) {
     if (tome_checkout_uses_project_shared_store(project, checkout)) {
-        remove_checkout(checkout);
+        discard_state(project, checkout);
     }
     const std::string name = branch.empty() ? "main" : branch;
     const std::vector<std::string> paths = scene_to_fetch(project, scene);
@@ -211,7 +208,7 @@ void ensure_tome_branch_checkout(const fs::path& project, const fs::path& checko
         if (!reused) {
             throw;
         }
-        remove_checkout(checkout);  // A repository made anew on the remote lacks what this one stands on.
+        discard_state(project, checkout);  // A repository made anew on the remote lacks what this one stands on.
     }
     clone_tome_checkout_if_needed(project, checkout, name, paths, false, false);
     bring_to_branch(project, checkout, name, paths);
@@ -224,18 +221,20 @@ void ensure_workspace_shared_store(const fs::path& project) {
         if (!fs::is_directory(store, error) || !fs::is_empty(store, error)) {
             return;
         }
-        fs::remove(store, error);
-        if (error) {
-            throw std::runtime_error("could not replace empty Tome shared store: " + error.message());
+        try {
+            remove_state(project, store);
+        } catch (const FileError& failure) {
+            throw std::runtime_error("could not replace empty Tome shared store: " + failure.reason());
         }
     }
     const std::string remote = project_tome_remote_url(project);
     if (remote.empty()) {
         throw std::runtime_error("cannot create a Tome shared store without a configured remote");
     }
-    fs::create_directories(store.parent_path(), error);
-    if (error) {
-        throw std::runtime_error("could not create Tome shared store parent folder: " + error.message());
+    try {
+        make_state_folder(project, store.parent_path());
+    } catch (const FileError& failure) {
+        throw std::runtime_error("could not create Tome shared store parent folder: " + failure.reason());
     }
     call_tome_shared_store_create({store.parent_path(), remote}, store);
 }
@@ -259,7 +258,7 @@ fs::path ensure_tome_metadata_checkout(const fs::path& project) {
     }
     const bool other_project = is_tome_checkout(checkout) && text_or_nothing(project_id_path(checkout)) != id + "\n";
     if (other_project || tome_checkout_uses_project_shared_store(project, checkout)) {
-        remove_checkout(checkout);
+        discard_state(project, checkout);
     }
     const bool fresh = !is_tome_checkout(checkout);
     clone_tome_checkout_if_needed(project, checkout, "main", {}, false, true);

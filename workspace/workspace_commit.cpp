@@ -7,10 +7,12 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "files/folder_tree.h"
 #include "identity/file_content_hash.h"
 #include "identity/file_tree_comparison.h"
 #include "identity/visible_files.h"
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/commit_lock.h"
 #include "workspace/repository_bootstrap.h"
@@ -119,6 +121,11 @@ bool is_in_source(const CommitRequest& request, const fs::path& path) {
     return fs::exists(request.source / path, ignored);
 }
 
+bool is_file_in_source(const CommitRequest& request, const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(request.source / path, ignored);
+}
+
 // The paths to take over: without those that a sparse source merely does not hold.
 std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
     if (!request.sparse_source) {
@@ -138,6 +145,16 @@ std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
     return paths;
 }
 
+// A folder without any file is no package that its user emptied, but the wrong folder.
+void require_files_in_source(const CommitRequest& request) {
+    const std::vector<std::string> names = open_source_folder(request.source).names_in("");
+    const bool holds_files = std::any_of(
+        names.begin(), names.end(), [](const std::string& name) { return !project_relative_path_is_hidden(name); });
+    if (!holds_files && !request.sparse_source) {
+        throw std::runtime_error("nothing to commit from, the source folder holds no file: " + request.source.string());
+    }
+}
+
 // Copies the files into the private checkout. What is gone is fetched first: only a file that the checkout holds can
 // be seen to be deleted.
 void mirror_files(const CommitRequest& request, const fs::path& checkout) {
@@ -149,19 +166,32 @@ void mirror_files(const CommitRequest& request, const fs::path& checkout) {
         mirror_visible_project_files(request.source, checkout);
         return;
     }
-    const std::vector<fs::path> paths = paths_to_mirror(request);
+    std::vector<fs::path> paths = paths_to_mirror(request);
     TomeSync gone;
     gone.scratch = true;
-    std::error_code ignored;
     for (const fs::path& path : paths) {
-        if (!fs::is_regular_file(request.source / path, ignored)) {
+        if (!is_file_in_source(request, path)) {
             gone.paths.push_back(path.string());
         }
     }
     if (!gone.paths.empty()) {
+        require_files_in_source(request);
         call_tome_revision_sync(opened, gone);
     }
+    if (request.whole) {  // Links to folders, pipes and the like are no files of the project, in the package as here.
+        std::erase_if(paths, [&](const fs::path& path) {
+            std::error_code ignored;
+            return is_in_source(request, path) && !is_file_in_source(request, path) &&
+                   !fs::exists(checkout / path, ignored);
+        });
+    }
     mirror_selected_project_files(request.source, checkout, paths);
+}
+
+// Or was one and is gone; links to folders, pipes and the like are none.
+bool is_project_file(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(path, ignored) || !fs::exists(path, ignored);
 }
 
 std::vector<std::string> reported_changes(const TomeWorkspaceState& status, const CommitRequest& request,
@@ -179,8 +209,8 @@ std::vector<std::string> reported_changes(const TomeWorkspaceState& status, cons
         if (path.empty() || path.is_absolute() || *path.begin() == "..") {
             throw std::runtime_error("Tome reported a changed file outside the project checkout: " + reported);
         }
-        const bool asked_for =
-            wanted.contains(path.string()) || ((!place.in_place || request.whole) && !is_restore_staging_file(path));
+        const bool everything = !place.in_place || (request.whole && is_project_file(place.checkout / path));
+        const bool asked_for = wanted.contains(path.string()) || (everything && !is_restore_staging_file(path));
         if (!project_relative_path_is_hidden(path) && asked_for) {
             changed.push_back(path.string());
         }
@@ -320,8 +350,7 @@ ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const C
         return result;
     } catch (...) {
         // It may hold a state that nobody wants, such as a commit that was not published.
-        std::error_code ignored;
-        fs::remove_all(place.checkout, ignored);
+        discard_state(request.project, place.checkout);
         throw;
     }
 }

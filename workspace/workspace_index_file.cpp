@@ -101,7 +101,7 @@ std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem
 void write_workspaces_without_main(const std::filesystem::path& project,
                                    const std::vector<ProjectWorkspace>& workspaces) {
     const std::filesystem::path path = project_workspaces_index_path(project);
-    make_record_folder(path.parent_path());
+    make_record_folder(project, path.parent_path());
     replace_index_file(path, record_file_text(format(), texts_of(workspaces)));
 }
 

@@ -1,12 +1,15 @@
 #include "workspace/workspace_merge.h"
 
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
+#include "files/folder_tree.h"
 #include "identity/file_bytes.h"
 #include "identity/visible_files.h"
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/commit_lock.h"
 #include "workspace/tome_binding.h"
@@ -77,23 +80,25 @@ void bring_files(const MergeRequest& request, const fs::path& checkout, const st
     call_tome_revision_sync({checkout, request.remote_url}, sync);
 }
 
-bool same_file(const fs::path& a, const fs::path& b) {
-    std::error_code ignored;
-    const fs::file_status first = fs::status(a, ignored);
-    const fs::file_status second = fs::status(b, ignored);
-    if (fs::is_regular_file(first) && fs::is_regular_file(second)) {
-        return equal_file_bytes(a, b);
-    }
-    return !fs::is_regular_file(first) && !fs::is_regular_file(second);
+// What stands at the path, where a link there leads to; nothing when that is no file.
+std::optional<FolderEntry> file_at(const FolderTree& tree, const std::string& path) {
+    const std::optional<FolderEntry> entry = tree.find_target(path);
+    return entry && entry->is_file() ? entry : std::nullopt;
 }
 
-bool same_file_and_mode(const fs::path& a, const fs::path& b) {
-    std::error_code ignored;
-    const auto executable = [&](const fs::path& path) {
-        const fs::file_status status = fs::status(path, ignored);
-        return fs::is_regular_file(status) ? status.permissions() & fs::perms::owner_exec : fs::perms::none;
-    };
-    return executable(a) == executable(b) && same_file(a, b);
+bool same_file(const FolderTree& a, const FolderTree& b, const std::string& path) {
+    const std::optional<FolderEntry> first = file_at(a, path);
+    const std::optional<FolderEntry> second = file_at(b, path);
+    if (!first || !second) {
+        return !first && !second;
+    }
+    return first->stamp.size == second->stamp.size && equal_file_bytes(a.open_target(path), b.open_target(path));
+}
+
+bool same_file_and_mode(const FolderTree& a, const FolderTree& b, const std::string& path) {
+    const std::optional<FolderEntry> first = file_at(a, path);
+    const std::optional<FolderEntry> second = file_at(b, path);
+    return (first && first->stamp.executable) == (second && second->stamp.executable) && same_file(a, b, path);
 }
 
 std::vector<std::string> visible_paths(std::vector<std::string> paths) {
@@ -101,16 +106,51 @@ std::vector<std::string> visible_paths(std::vector<std::string> paths) {
     return paths;
 }
 
-// What the package cannot take is refused before anything is published.
-void check_way(const fs::path& project, const std::string& path) {
-    if (passes_symbolic_link(project, path)) {
+// What the package cannot take is refused before anything is published: here a link in the way, and then what is
+// neither a file nor a folder.
+bool is_up_to_date(const FolderTree& package, const FolderTree& merged, const std::string& path) {
+    try {
+        return same_file_and_mode(package, merged, path);
+    } catch (const FileError& error) {
+        if (error.kind() != FileError::Kind::Link) {
+            throw;
+        }
         throw std::runtime_error("could not create merged project folder: a symbolic link stands in the way of " +
                                  path);
     }
-    std::error_code ignored;
-    const fs::file_status status = fs::symlink_status(project / path, ignored);
-    if (fs::exists(status) && !fs::is_regular_file(fs::status(project / path, ignored)) && !fs::is_directory(status)) {
+}
+
+void check_kind(const FolderTree& package, const std::string& path) {
+    const std::optional<FolderEntry> entry = package.find(path);
+    const std::optional<FolderEntry> target = package.find_target(path);
+    if (entry && !entry->is_folder() && target && !target->is_file()) {
         throw std::runtime_error("could not materialize merged project file: " + path);
+    }
+}
+
+// Links of the package to files that the merge removes from it become files of their own: what they stand for is still
+// in the history.
+void add_links_to_removed(const MergeRequest& request, const TomeCheckout& merged, const std::string& after,
+                          std::vector<std::string>& brought) {
+    std::set<std::string> removed;
+    for (const std::string& path : brought) {
+        if (!FolderTree(merged.root).find(path)) {
+            removed.insert(path);
+        }
+    }
+    if (removed.empty()) {
+        return;
+    }
+    const std::vector<std::string> links = visible_links_to(FolderTree(request.project), removed);
+    if (links.empty()) {
+        return;
+    }
+    bring_files(request, merged.root, links, after);
+    const FolderTree files(merged.root);
+    for (const std::string& link : links) {
+        if (files.find(link)) {
+            brought.push_back(link);
+        }
     }
 }
 
@@ -128,18 +168,21 @@ std::vector<std::string> paths_to_bring(const MergeRequest& request, const TomeC
     bring_files(request, merged.root, paths, after);
     std::vector<std::string> brought;
     std::vector<std::string> uncommitted;
+    const FolderTree package(request.project);
+    const FolderTree old_tree(old_files);
+    const FolderTree new_tree(merged.root);
     for (const std::string& path : paths) {
-        if (same_file_and_mode(request.project / path, merged.root / path)) {
-            continue;
+        if (!is_up_to_date(package, new_tree, path)) {
+            check_kind(package, path);
+            (same_file(package, old_tree, path) ? brought : uncommitted).push_back(path);
         }
-        check_way(request.project, path);
-        (same_file(request.project / path, old_files / path) ? brought : uncommitted).push_back(path);
     }
     if (!uncommitted.empty() && !published) {
         throw std::runtime_error(
             "uncommitted changes would be overwritten: " + uncommitted.front() +
             (uncommitted.size() == 1 ? std::string() : " and " + std::to_string(uncommitted.size() - 1) + " more"));
     }
+    add_links_to_removed(request, merged, after, brought);
     check_project_can_take_files(request.project, merged.root, {brought.begin(), brought.end()});
     return brought;
 }
@@ -203,8 +246,7 @@ void merge_and_publish(const MergeRequest& request) {
         sync_project_workspace_files(request.project, "main", {merged.paths.begin(), merged.paths.end()}, false);
     } catch (...) {
         if (request.into_main()) {  // It may hold a merge that was not published.
-            std::error_code ignored;
-            fs::remove_all(checkout.root, ignored);
+            discard_state(request.project, checkout.root);
         }
         throw;
     }

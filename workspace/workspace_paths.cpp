@@ -6,14 +6,25 @@
 #include <stdexcept>
 
 #include "project/manifest.h"
+#include "project/package_state.h"
 #include "project/repository_configuration.h"
 #include "workspace/workspace_id.h"
 
 namespace quill {
 namespace {
 
-std::filesystem::path derived_folder(const std::filesystem::path& project) {
-    return absolute_normalized(project) / ".derived";
+std::filesystem::path derived_path(const std::filesystem::path& project, const std::filesystem::path& relative) {
+    const std::filesystem::path package = absolute_normalized(project);
+    return unlinked_state_path(package, package / ".derived" / relative);
+}
+
+std::filesystem::path checkout_path(const std::filesystem::path& project, const std::string& name) {
+    return derived_path(project, std::filesystem::path("tome-workspaces") / name);
+}
+
+std::filesystem::path record_path(const std::filesystem::path& project, const std::string& name) {
+    const std::filesystem::path package = absolute_normalized(project);
+    return unlinked_state_path(package, package / "Workspaces") / name;
 }
 
 }  // namespace
@@ -26,7 +37,7 @@ std::string workspace_process_token() {
 }
 
 std::filesystem::path workspace_checkout_base(const std::filesystem::path& project) {
-    return derived_folder(project) / "tome-workspaces";
+    return derived_path(project, "tome-workspaces");
 }
 
 std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path& project, const std::string& id) {
@@ -36,7 +47,7 @@ std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path
     if (!is_valid_workspace_id(id)) {
         throw std::runtime_error("invalid workspace id: " + id);
     }
-    return workspace_checkout_base(project) / id;
+    return checkout_path(project, id);
 }
 
 std::filesystem::path project_workspace_checkout_root(const std::filesystem::path& project, const std::string& id) {
@@ -44,24 +55,23 @@ std::filesystem::path project_workspace_checkout_root(const std::filesystem::pat
 }
 
 std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path& project) {
-    return workspace_checkout_base(project) / (".main-commit-" + workspace_process_token());
+    return checkout_path(project, ".main-commit-" + workspace_process_token());
 }
 
 std::filesystem::path workspace_branch_commit_checkout(const std::filesystem::path& project, const std::string& id) {
-    return workspace_checkout_base(project) /
-           (".workspace-commit-" + normalize_workspace_id(id) + "-" + workspace_process_token());
+    return checkout_path(project, ".workspace-commit-" + normalize_workspace_id(id) + "-" + workspace_process_token());
 }
 
 std::filesystem::path workspace_main_materialize_checkout(const std::filesystem::path& project) {
-    return workspace_checkout_base(project) / (".main-materialize-" + workspace_process_token());
+    return checkout_path(project, ".main-materialize-" + workspace_process_token());
 }
 
 std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id) {
-    return workspace_checkout_base(project) / (".replaced-by-restore-" + id);
+    return checkout_path(project, ".replaced-by-restore-" + id);
 }
 
 std::filesystem::path workspace_shared_store_path(const std::filesystem::path& project) {
-    return derived_folder(project) / "tome-shared-store";
+    return derived_path(project, "tome-shared-store");
 }
 
 std::string workspace_shared_store_path_string(const std::filesystem::path& project) {
@@ -69,15 +79,15 @@ std::string workspace_shared_store_path_string(const std::filesystem::path& proj
 }
 
 std::filesystem::path project_workspaces_index_path(const std::filesystem::path& project) {
-    return absolute_normalized(project) / "Workspaces" / "workspaces.json";
+    return record_path(project, "workspaces.json");
 }
 
 std::filesystem::path project_reviews_index_path(const std::filesystem::path& project) {
-    return absolute_normalized(project) / "Workspaces" / "reviews.json";
+    return record_path(project, "reviews.json");
 }
 
 std::filesystem::path project_comments_index_path(const std::filesystem::path& project) {
-    return absolute_normalized(project) / "Workspaces" / "comments.json";
+    return record_path(project, "comments.json");
 }
 
 }  // namespace quill

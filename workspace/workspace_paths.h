@@ -1,5 +1,6 @@
 // Where a project's checkouts, stores and record files lie. Every function takes the package path and makes it absolute
-// and normalised itself; nothing is created. Table of folders: docs/formats.md.
+// and normalised itself; nothing is created. Throws std::runtime_error "a symbolic link stands in the way: " + path
+// where a folder of the package's own state is a link. Table of folders: docs/formats.md.
 #pragma once
 
 #include <filesystem>

@@ -1,10 +1,15 @@
 #include "workspace/workspace_snapshot.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
 
+#include "files/folder_tree.h"
 #include "identity/file_bytes.h"
 #include "identity/file_tree_comparison.h"
 #include "identity/visible_files.h"
@@ -16,119 +21,153 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int max_walks = 5;
+constexpr int copy_attempts = 3;
 constexpr std::string_view nothing_staged = "Nothing staged for commit";
 
-bool same_file(const fs::path& a, const fs::path& b) {
-    std::error_code error;
-    const fs::file_status other = fs::symlink_status(b, error);
-    if (error || !fs::is_regular_file(other)) {
-        return false;
+struct stat status_of(const FileDescriptor& file) {
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0) {
+        throw FileError(FileError::Kind::System, "could not inspect the file", errno);
     }
-    const auto size = fs::file_size(a, error);
-    if (error || size != fs::file_size(b, error) || error) {
-        return false;
-    }
-    constexpr fs::perms executable = fs::perms::owner_exec;
-    return (fs::status(a, error).permissions() & executable) == (other.permissions() & executable) &&
-           equal_file_bytes(a, b);
-}
-
-bool is_file(const fs::path& path) {
-    std::error_code ignored;
-    return fs::is_regular_file(fs::symlink_status(path, ignored));
-}
-
-// A file in the place of a folder above `relative` is stale.
-void make_way(const fs::path& checkout, const fs::path& relative, std::error_code& error) {
-    fs::path folder = checkout;
-    for (const fs::path& component : relative.parent_path()) {
-        folder /= component;
-        if (is_file(folder)) {
-            fs::remove(folder, error);
-            return;
-        }
-    }
+    return status;
 }
 
 // Copies files into a checkout, without leaving it: a regular file for a link that points to one.
 class Snapshot {
   public:
-    Snapshot(const fs::path& source, const fs::path& checkout, const char* no_folder, const char* no_copy)
+    Snapshot(const FolderTree& source, const FolderTree& checkout, const char* no_folder, const char* no_copy)
         : source_(source), checkout_(checkout), no_folder_(no_folder), no_copy_(no_copy) {}
 
-    void copy(const fs::path& relative) {
+    void copy(const std::string& relative) {
         prepare_folder(relative);
-        const fs::path target = checkout_ / relative;
-        if (same_file(source_ / relative, target)) {
-            return;
-        }
-        std::error_code error;
-        std::error_code ignored;
-        if (fs::is_directory(fs::symlink_status(target, ignored))) {
-            fs::remove_all(target, error);
-        }
-        if (!error) {
-            copy_file(source_ / relative, target, Durability::Scratch, error);
-        }
-        if (error) {
-            throw std::runtime_error(no_copy_ + relative.string());
+        try {
+            if (!copy_unchanging(relative)) {
+                throw std::runtime_error(no_copy_ + relative);
+            }
+        } catch (const FileError&) {
+            throw std::runtime_error(no_copy_ + relative);
         }
     }
 
   private:
-    // Files come folder by folder, so that most find theirs prepared.
-    void prepare_folder(const fs::path& relative) {
-        const fs::path folder = relative.parent_path();
+    // False for a file that is being written all the while: half of one state and half of another is nobody's file.
+    bool copy_unchanging(const std::string& relative) {
+        for (int attempt = 0; attempt < copy_attempts; ++attempt) {
+            const FileDescriptor from = source_.open_target(relative);
+            const FileStamp before = stamp_of(status_of(from));
+            if (!is_there(from, before, relative)) {
+                checkout_.remove_all(relative);
+                copy_file(from, checkout_, relative, mode_of_copy(from, std::nullopt) | S_IRUSR | S_IWUSR,
+                          Durability::Scratch);
+            }
+            if (stamp_of(status_of(from)) == before) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    bool is_there(const FileDescriptor& from, const FileStamp& stamp, const std::string& relative) const {
+        const std::optional<FolderEntry> standing = checkout_.find(relative);
+        const bool same = standing && standing->is_file() && standing->stamp.size == stamp.size &&
+                          standing->stamp.executable == stamp.executable &&
+                          equal_file_bytes(from, checkout_.open_file(relative));
+        if (lseek(from.get(), 0, SEEK_SET) != 0) {
+            throw FileError(FileError::Kind::System, "could not read " + relative, errno);
+        }
+        return same;
+    }
+
+    // Files come folder by folder, so that most find theirs prepared. A file in the place of a folder above is stale.
+    void prepare_folder(const std::string& relative) {
+        const std::string folder = fs::path(relative).parent_path().string();
         if (prepared_ == folder) {
             return;
         }
-        std::error_code error;
-        const bool leaves = passes_symbolic_link(checkout_, relative);
-        if (!leaves) {
-            make_way(checkout_, relative, error);
-        }
-        if (!leaves && !error) {
-            fs::create_directories(checkout_ / folder, error);
-        }
-        if (error || leaves) {
-            throw std::runtime_error(no_folder_ + relative.string());
+        try {
+            for (std::size_t slash = folder.find('/');; slash = folder.find('/', slash + 1)) {
+                const std::string part = folder.substr(0, slash);
+                const std::optional<FolderEntry> standing = checkout_.find(part);
+                if (standing && standing->is_file()) {
+                    checkout_.remove_file(part);
+                }
+                if (slash == std::string::npos) {
+                    break;
+                }
+            }
+            checkout_.make_folder(folder);
+        } catch (const FileError&) {
+            throw std::runtime_error(no_folder_ + relative);
         }
         prepared_ = folder;
     }
 
-    const fs::path& source_;
-    const fs::path& checkout_;
+    const FolderTree& source_;
+    const FolderTree& checkout_;
     const char* no_folder_;
     const char* no_copy_;
-    std::optional<fs::path> prepared_;
+    std::optional<std::string> prepared_;
 };
 
-// What the source has no file at goes from the checkout, too; a path that never named a file is refused.
-void remove_selected(const fs::path& checkout, const fs::path& relative, const fs::file_status& in_source) {
-    if (fs::exists(in_source) && !(fs::is_directory(in_source) && is_file(checkout / relative))) {
-        throw std::runtime_error("could not snapshot changed workspace file: " + relative.string());
+// What stands in the source, where a link there leads to. A link that leads nowhere is no deletion.
+std::optional<FolderEntry> inspect(const FolderTree& source, const std::string& relative) {
+    std::optional<FolderEntry> entry;
+    bool dangling = false;
+    try {
+        entry = source.find_target(relative);
+        dangling = !entry && source.find(relative);
+    } catch (const FileError&) {
+        throw std::runtime_error("could not inspect changed workspace file: " + relative);
     }
-    std::error_code error;
-    fs::remove_all(checkout / relative, error);
-    if (error && error != std::errc::not_a_directory) {
-        throw std::runtime_error("could not remove changed workspace file: " + relative.string());
+    if (dangling) {
+        throw std::runtime_error("could not snapshot changed workspace file: " + relative);
+    }
+    return entry;
+}
+
+// What the source has no file at goes from the checkout, too; a path that never named a file is refused.
+void remove_selected(const FolderTree& checkout, const std::string& relative,
+                     const std::optional<FolderEntry>& in_source) {
+    try {
+        const std::optional<FolderEntry> standing = checkout.find(relative);
+        const bool took_its_place = in_source && standing && standing->is_file();
+        if (in_source && !took_its_place) {
+            throw std::runtime_error("could not snapshot changed workspace file: " + relative);
+        }
+        checkout.remove_all(relative);
+    } catch (const FileError&) {
+        throw std::runtime_error("could not remove changed workspace file: " + relative);
     }
 }
 
-// The walk of the source ends where a folder vanishes under it, so a file that it did not list is gone only when it is
-// not there either.
-std::vector<std::string> files_to_mirror(const fs::path& source, const std::vector<std::string>& present,
+// A folder may vanish or come while it is walked, so a file that was not listed is gone only when it is not there
+// either. A link that leads nowhere is no deletion: what it led to may have been moved.
+bool is_gone(const FolderTree& source, const std::string& file) {
+    try {
+        const std::optional<FolderEntry> standing = source.find(file);
+        if (!standing || standing->kind != FolderEntry::Kind::Link) {
+            return !standing || !standing->is_file();
+        }
+        const std::optional<FolderEntry> target = source.find_target(file);
+        return target && !target->is_file();
+    } catch (const FileError& error) {
+        return error.kind() == FileError::Kind::Link;
+    }
+}
+
+std::vector<std::string> files_to_mirror(const FolderTree& source, const std::vector<std::string>& present,
                                          std::vector<std::string>& stale) {
     for (int walk = 1;; ++walk) {
-        std::vector<std::string> wanted = visible_project_files(source);
+        std::vector<std::string> wanted = all_visible_project_files(source);
         std::erase_if(wanted, is_restore_staging_file);
+        if (wanted.empty() && !present.empty()) {
+            throw std::runtime_error("nothing to commit from, the source folder holds no file: " +
+                                     source.root().string());
+        }
         stale.clear();
         std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));
-        const auto missed = std::find_if(stale.begin(), stale.end(), [&](const std::string& file) {
-            std::error_code error;
-            const fs::file_type type = fs::status(source / file, error).type();
-            return type == fs::file_type::regular || type == fs::file_type::none;
-        });
+        const auto missed =
+            std::find_if(stale.begin(), stale.end(), [&](const std::string& file) { return !is_gone(source, file); });
         if (missed == stale.end()) {
             return wanted;
         }
@@ -140,14 +179,23 @@ std::vector<std::string> files_to_mirror(const fs::path& source, const std::vect
 
 }  // namespace
 
-std::vector<std::string> mirror_visible_project_files(const fs::path& source, const fs::path& checkout) {
-    const std::vector<std::string> present = visible_project_files(checkout);
+FolderTree open_source_folder(const fs::path& source) {
+    try {
+        return FolderTree(source);
+    } catch (const FileError& error) {
+        throw std::runtime_error("could not read the source folder " + source.string() + ": " + error.reason());
+    }
+}
+
+std::vector<std::string> mirror_visible_project_files(const fs::path& source_root, const fs::path& checkout_root) {
+    const FolderTree source = open_source_folder(source_root);
+    const FolderTree checkout(checkout_root);
     std::vector<std::string> stale;
-    const std::vector<std::string> wanted = files_to_mirror(source, present, stale);
+    const std::vector<std::string> wanted = files_to_mirror(source, all_visible_project_files(checkout), stale);
     for (const std::string& file : stale) {
-        std::error_code error;
-        fs::remove(checkout / file, error);
-        if (error) {
+        try {
+            checkout.remove_file(file);
+        } catch (const FileError&) {
             throw std::runtime_error("could not remove stale main workspace file: " + file);
         }
     }
@@ -167,29 +215,28 @@ fs::path checked_changed_path(const fs::path& path) {
     return normal;
 }
 
-void mirror_selected_project_files(const fs::path& source, const fs::path& checkout,
+void mirror_selected_project_files(const fs::path& source_root, const fs::path& checkout_root,
                                    const std::vector<fs::path>& changed_paths) {
-    std::vector<fs::path> copies;
+    const FolderTree source = open_source_folder(source_root);
+    const FolderTree checkout(checkout_root);
+    std::vector<std::string> copies;
     for (const fs::path& path : changed_paths) {
-        const fs::path relative = checked_changed_path(path);
-        if (project_relative_path_is_hidden(relative)) {
+        const fs::path normal = checked_changed_path(path);
+        if (project_relative_path_is_hidden(normal)) {
             continue;
         }
-        std::error_code error;
-        const fs::file_status status = fs::status(source / relative, error);
-        if (error && status.type() != fs::file_type::not_found) {
-            throw std::runtime_error("could not inspect changed workspace file: " + relative.string());
-        }
-        if (fs::is_regular_file(status)) {
+        const std::string relative = normal.string();
+        const std::optional<FolderEntry> entry = inspect(source, relative);
+        if (entry && entry->is_file()) {
             copies.push_back(relative);
         } else {
-            remove_selected(checkout, relative, status);
+            remove_selected(checkout, relative, entry);
         }
     }
     // After all removals, which make room where a file became a folder or a folder a file.
     Snapshot snapshot(source, checkout,
                       "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
-    for (const fs::path& relative : copies) {
+    for (const std::string& relative : copies) {
         snapshot.copy(relative);
     }
 }

@@ -8,9 +8,16 @@
 
 namespace quill {
 
+class FolderTree;
+
+/// The folder that is committed from. Throws "could not read the source folder " + path + ": " + system text.
+FolderTree open_source_folder(const std::filesystem::path& source);
+
 /// Makes the checkout's visible files those of `source`: copied where they differ, removed where `source` has none.
-/// Returns the removed paths. Throws "could not create main workspace snapshot folder: ",
-/// "could not snapshot main workspace file: ", "could not remove stale main workspace file: ".
+/// Returns the removed paths. A file that is being written all the while, or that cannot be read, is not copied. Throws
+/// "nothing to commit from, the source folder holds no file: " + path when the checkout holds some, "could not create
+/// main workspace snapshot folder: ", "could not snapshot main workspace file: ", "could not remove stale main
+/// workspace file: ".
 std::vector<std::string> mirror_visible_project_files(const std::filesystem::path& source,
                                                       const std::filesystem::path& checkout);
 

@@ -1,8 +1,10 @@
 #include "workspace/workspace_sync.h"
 
+#include <optional>
 #include <set>
 #include <stdexcept>
 
+#include "files/folder_tree.h"
 #include "identity/file_bytes.h"
 #include "identity/visible_files.h"
 #include "project/manifest.h"
@@ -38,110 +40,135 @@ fs::path checkout_to_sync_from(const fs::path& project, const std::string& works
     return checkout;
 }
 
-[[noreturn]] void refuse_file(const fs::path& relative) {
-    throw std::runtime_error("could not materialize merged project file: " + relative.string());
+[[noreturn]] void refuse_file(const std::string& relative) {
+    throw std::runtime_error("could not materialize merged project file: " + relative);
 }
 
-bool is_folder(const fs::path& path) {
-    std::error_code ignored;
-    return fs::is_directory(fs::symlink_status(path, ignored));
+[[noreturn]] void refuse_folder(const std::string& text) {
+    throw std::runtime_error("could not create merged project folder: " + text);
+}
+
+bool is_folder(const FolderTree& tree, const std::string& path) {
+    const std::optional<FolderEntry> entry = tree.find(path);
+    return entry && entry->is_folder();
 }
 
 // What is to happen to the package; `copied` and `removed` are relative to the project.
 struct SyncPlan {
-    std::vector<fs::path> copied;
-    std::set<fs::path> removed;
+    std::vector<std::string> copied;
+    std::set<std::string> removed;
 };
 
-// Whether a folder of the package holds nothing but what is removed, and so may give way to a file.
-bool gives_way(const fs::path& project, const fs::path& folder, const SyncPlan& plan) {
-    std::error_code error;
-    for (const fs::directory_entry& entry : fs::directory_iterator(project / folder, error)) {
-        const fs::path relative = folder / entry.path().filename();
-        if (is_folder(entry.path()) ? !gives_way(project, relative, plan) : !plan.removed.contains(relative)) {
-            return false;
-        }
-    }
-    return !error;
-}
+// Makes the plan, and refuses what could not be carried out before anything is written.
+class SyncPlanner {
+  public:
+    SyncPlanner(const FolderTree& checkout, const FolderTree& project) : checkout_(checkout), project_(project) {}
 
-// A file where one of the path's folders is to be, unless it goes.
-void check_folders(const fs::path& project, const fs::path& path, const SyncPlan& plan) {
-    for (fs::path folder = path.parent_path(); !folder.empty(); folder = folder.parent_path()) {
-        std::error_code ignored;
-        const bool stands = fs::exists(fs::symlink_status(project / folder, ignored));
-        if (stands && !is_folder(project / folder) && !plan.removed.contains(folder)) {
-            throw std::runtime_error("could not create merged project folder: " + path.parent_path().string());
+    SyncPlan plan(const std::vector<fs::path>& paths) {
+        for (const fs::path& path : paths) {
+            add(path.string());
         }
+        for (const fs::path& path : paths) {
+            if (is_folder(project_, path.string()) && !gives_way(path.string())) {
+                refuse_file(path.string());
+            }
+        }
+        for (const std::string& path : plan_.copied) {
+            check_folders(path);
+        }
+        return std::move(plan_);
     }
-}
 
-// Refuses before anything is written what could not be carried out.
-SyncPlan plan_sync(const fs::path& checkout, const fs::path& project, const std::vector<fs::path>& paths) {
-    SyncPlan plan;
-    for (const fs::path& path : paths) {
-        std::error_code ignored;
-        const fs::file_status status = fs::symlink_status(checkout / path, ignored);
-        if (fs::is_regular_file(status)) {
-            plan.copied.push_back(path);
-        } else if (!fs::exists(status) || (fs::exists(project / path, ignored) && !is_folder(project / path))) {
-            plan.removed.insert(path);
+  private:
+    void add(const std::string& path) {
+        const std::optional<FolderEntry> wanted = checkout_.find(path);
+        const std::optional<FolderEntry> standing = project_.find(path);
+        if (wanted && wanted->is_file()) {
+            plan_.copied.push_back(path);
+        } else if (!wanted || (standing && !standing->is_folder())) {
+            plan_.removed.insert(path);
         } else {
             refuse_file(path);
         }
     }
-    for (const fs::path& path : paths) {
-        if (is_folder(project / path) && !gives_way(project, path, plan)) {
-            refuse_file(path);
+
+    // Whether a folder of the package holds nothing but what is removed, and so may give way to a file.
+    bool gives_way(const std::string& folder) const {
+        bool gives_way = true;
+        project_.walk(folder, {}, [&](const std::string& path, const FolderEntry&) {
+            gives_way = gives_way && plan_.removed.contains(path);
+        });
+        return gives_way;
+    }
+
+    // A file where one of the path's folders is to be, unless it goes.
+    void check_folders(const std::string& path) const {
+        for (fs::path folder = fs::path(path).parent_path(); !folder.empty(); folder = folder.parent_path()) {
+            const std::optional<FolderEntry> standing = project_.find(folder.string());
+            if (standing && !standing->is_folder() && !plan_.removed.contains(folder.string())) {
+                refuse_folder(fs::path(path).parent_path().string());
+            }
         }
     }
-    for (const fs::path& path : plan.copied) {
-        check_folders(project, path, plan);
+
+    const FolderTree& checkout_;
+    const FolderTree& project_;
+    SyncPlan plan_;
+};
+
+void refuse_links_in_the_way(const FolderTree& project, const std::vector<fs::path>& paths) {
+    for (const fs::path& path : paths) {
+        try {
+            project.find(path.string());
+        } catch (const FileError& error) {
+            if (error.kind() == FileError::Kind::Link) {
+                refuse_folder("a symbolic link stands in the way of " + path.string());
+            }
+            refuse_file(path.string());
+        }
     }
-    return plan;
 }
 
-void remove_from_project(const fs::path& project, const fs::path& relative) {
-    std::error_code error;
-    fs::remove(project / relative, error);
-    if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory) {
+SyncPlan plan_sync(const FolderTree& checkout, const FolderTree& project, const std::vector<fs::path>& paths) {
+    refuse_links_in_the_way(project, paths);
+    return SyncPlanner(checkout, project).plan(paths);
+}
+
+void copy_into_project(const FolderTree& checkout, const FolderTree& project, const std::string& relative) {
+    const std::string folder = fs::path(relative).parent_path().string();
+    try {
+        project.make_folder(folder);
+    } catch (const FileError&) {
+        refuse_folder(folder);
+    }
+    try {
+        if (is_folder(project, relative)) {
+            project.remove_empty_folder(relative);
+        }
+        replace_file_by_copy(checkout.open_file(relative), project, relative);
+    } catch (const FileError&) {
         refuse_file(relative);
     }
 }
 
-// Removes a folder that holds empty folders at most.
-void remove_emptied_folder(const fs::path& folder) {
-    std::error_code error;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
-        remove_emptied_folder(entry.path());
-    }
-    if (is_folder(folder)) {
-        fs::remove(folder, error);
-    }
-}
-
-void copy_into_project(const fs::path& checkout, const fs::path& project, const fs::path& relative) {
-    std::error_code error;
-    fs::create_directories((project / relative).parent_path(), error);
-    if (error) {
-        throw std::runtime_error("could not create merged project folder: " + relative.parent_path().string());
-    }
-    if (is_folder(project / relative)) {
-        remove_emptied_folder(project / relative);
-    }
-    replace_file_by_copy(checkout / relative, project / relative, error);
-    if (error) {
-        refuse_file(relative);
-    }
-}
-
-void carry_out(const SyncPlan& plan, const fs::path& checkout, const fs::path& project) {
+void carry_out(const SyncPlan& plan, const FolderTree& checkout, const FolderTree& project) {
     // Backwards: what a folder holds goes before the folder.
     for (auto path = plan.removed.rbegin(); path != plan.removed.rend(); ++path) {
-        remove_from_project(project, *path);
+        try {
+            project.remove_file(*path);
+        } catch (const FileError&) {
+            refuse_file(*path);
+        }
     }
-    for (const fs::path& path : plan.copied) {
+    for (const std::string& path : plan.copied) {
         copy_into_project(checkout, project, path);
+    }
+    std::vector<std::string> changed = plan.copied;
+    changed.insert(changed.end(), plan.removed.begin(), plan.removed.end());
+    try {
+        sync_folders(project, changed);
+    } catch (const FileError&) {
+        refuse_file(changed.front());
     }
 }
 
@@ -149,7 +176,7 @@ void carry_out(const SyncPlan& plan, const fs::path& checkout, const fs::path& p
 
 void check_project_can_take_files(const fs::path& project, const fs::path& checkout,
                                   const std::vector<fs::path>& paths) {
-    plan_sync(checkout, project, paths);
+    plan_sync(FolderTree(checkout), FolderTree(project), paths);
 }
 
 ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& project_path,
@@ -163,12 +190,8 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
     const std::string remote = require_project_tome_remote(project);
     const std::vector<fs::path> usable = usable_paths(paths);
     const fs::path scene = resolve_workspace_base_scene(project, require_workspace_branch(project, workspace));
-    for (const fs::path& path : usable) {
-        if (passes_symbolic_link(project, path)) {
-            throw std::runtime_error("could not create merged project folder: a symbolic link stands in the way of " +
-                                     path.string());
-        }
-    }
+    const FolderTree files(project);
+    refuse_links_in_the_way(files, usable);
     ProjectWorkspaceMutationResult result;
     if (usable.empty()) {
         return result;
@@ -180,11 +203,11 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
         sync.paths.push_back(path.string());
     }
     result.headKey = call_tome_revision_sync({checkout, remote}, sync).identity;
-    const SyncPlan plan = plan_sync(checkout, project, usable);
-    carry_out(plan, checkout, project);
-    sync_folders(project, usable);
+    const FolderTree synced(checkout);
+    const SyncPlan plan = plan_sync(synced, files, usable);
+    carry_out(plan, synced, files);
     for (const fs::path& path : usable) {
-        result.files.push_back({path.string(), plan.removed.contains(path) ? "delete" : "copy"});
+        result.files.push_back({path.string(), plan.removed.contains(path.string()) ? "delete" : "copy"});
     }
     return result;
 }

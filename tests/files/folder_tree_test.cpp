@@ -66,12 +66,12 @@ TEST_F(FolderTreeTest, FindsFilesFoldersAndLinksWithoutFollowingThem) {
     EXPECT_FALSE(tree.find("Assets/a.txt/none"));
 }
 
-TEST_F(FolderTreeTest, FindsNothingBehindALinkThatLeadsNowhere) {
+TEST_F(FolderTreeTest, FindsNothingBehindALinkThatLeadsNowhereAndRefusesACircle) {
     fs::create_symlink("none", folder_ / "tree/dangling");
     fs::create_symlink("circle", folder_ / "tree/circle");
     const FolderTree tree(folder_ / "tree");
     EXPECT_FALSE(tree.find_target("dangling"));
-    EXPECT_FALSE(tree.find_target("circle"));
+    EXPECT_THROW(tree.find_target("circle"), FileError);
     EXPECT_TRUE(tree.find("circle"));
 }
 
@@ -150,12 +150,12 @@ TEST_F(FolderTreeTest, OpensOnlyFilesAndThoseBehindALinkWhenAsked) {
     EXPECT_EQ(kind_of_failure([&] { tree.open_file("None/none"); }), FileError::Kind::Missing);
 }
 
-TEST_F(FolderTreeTest, WalksEverythingInTheOrderOfNames) {
+TEST_F(FolderTreeTest, WalksTheFilesOfAFolderBeforeItsFolders) {
     write_file(folder_ / "tree/b.txt", "b");
     write_file(folder_ / "tree/A.txt", "A");
     write_file(folder_ / "tree/Assets/deep/c.txt", "c");
     fs::create_directory_symlink(folder_ / "outside", folder_ / "tree/out");
-    EXPECT_EQ(walked(), (std::vector<std::string>{"A.txt", "Assets/a.txt", "Assets/deep/c.txt", "b.txt", "out"}));
+    EXPECT_EQ(walked(), (std::vector<std::string>{"A.txt", "b.txt", "out", "Assets/a.txt", "Assets/deep/c.txt"}));
     EXPECT_EQ(walked({}, "Assets/deep"), std::vector<std::string>{"Assets/deep/c.txt"});
     EXPECT_TRUE(walked({}, "None").empty());
 }

@@ -22,8 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using quill::Durability;
-using quill::equal_file_bytes;
-using quill::passes_symbolic_link;
+using quill::FolderTree;
 using quill_test::bytes_of_size;
 using quill_test::names_in;
 using quill_test::odd_name;
@@ -36,6 +35,38 @@ constexpr std::size_t block = 65'536;
 
 std::error_code system_error(int number) {
     return {number, std::generic_category()};
+}
+
+quill::FileDescriptor opened(const fs::path& path) {
+    return FolderTree(path.parent_path()).open_target(path.filename().string());
+}
+
+bool equal_file_bytes(const fs::path& a, const fs::path& b) {
+    return quill::equal_file_bytes(opened(a), opened(b));
+}
+
+// What the call fails with.
+template <typename Call>
+std::error_code error_of(Call call) {
+    try {
+        call();
+    } catch (const quill::FileError& error) {
+        return system_error(error.number());
+    }
+    return {};
+}
+
+std::error_code copy_plainly(const fs::path& from, const fs::path& to, Durability durability) {
+    return error_of([&] {
+        const quill::FileDescriptor source = opened(from);
+        quill::copy_file(source, FolderTree(to.parent_path()), to.filename().string(),
+                         quill::mode_of_copy(source, std::nullopt), durability);
+    });
+}
+
+std::error_code replace(const fs::path& from, const fs::path& to, Durability /*always synced*/ = Durability::Synced) {
+    return error_of(
+        [&] { quill::replace_file_by_copy(opened(from), FolderTree(to.parent_path()), to.filename().string()); });
 }
 
 // ---- Comparing
@@ -98,44 +129,28 @@ TEST(EqualFileBytes, IsTrueForAFileAndItselfOrALinkToIt) {
     EXPECT_TRUE(equal_file_bytes(folder / odd_name, folder / "link"));
 }
 
-TEST(EqualFileBytes, IsFalseForWhatCannotBeRead) {
-    const TemporaryFolder folder;
-    write_file(folder / "file", "");
-    fs::create_directory(folder / "folder");
-    fs::create_symlink("missing", folder / "dangling");
-    for (const char* unreadable : {"missing", "folder", "dangling", "file/below"}) {
-        EXPECT_FALSE(equal_file_bytes(folder / "file", folder / unreadable)) << unreadable;
-        EXPECT_FALSE(equal_file_bytes(folder / unreadable, folder / "file")) << unreadable;
-        EXPECT_FALSE(equal_file_bytes(folder / unreadable, folder / unreadable)) << unreadable;
-    }
-}
-
-TEST(EqualFileBytes, IsFalseForFilesWhoseReadingFails) {
+TEST(EqualFileBytes, FailsForFilesWhoseReadingFails) {
     const fs::path unreadable = "/proc/self/mem";  // opens, but its first byte cannot be read
     if (!fs::exists(unreadable)) {
         GTEST_SKIP() << "no such file here";
     }
     const TemporaryFolder folder;
     write_file(folder / "empty", "");
-    EXPECT_FALSE(equal_file_bytes(unreadable, unreadable));
-    EXPECT_FALSE(equal_file_bytes(unreadable, folder / "empty"));
-    EXPECT_FALSE(equal_file_bytes(folder / "empty", unreadable));
+    EXPECT_THROW(equal_file_bytes(unreadable, unreadable), quill::FileError);
+    EXPECT_THROW(equal_file_bytes(unreadable, folder / "empty"), quill::FileError);
+    EXPECT_THROW(equal_file_bytes(folder / "empty", unreadable), quill::FileError);
 }
 
 // ---- Copying, in the ways that a plain copy and a replacing one have in common
 
 struct WayToCopy {
     const char* name;
-    void (*copy)(const fs::path&, const fs::path&, Durability, std::error_code&);
+    std::error_code (*copy)(const fs::path&, const fs::path&, Durability);
     Durability durability;
 };
 
 std::ostream& operator<<(std::ostream& out, const WayToCopy& way) {
     return out << way.name;
-}
-
-void replace(const fs::path& from, const fs::path& to, Durability /*always synced*/, std::error_code& error) {
-    quill::replace_file_by_copy(from, to, error);
 }
 
 class FileCopy : public testing::TestWithParam<WayToCopy> {
@@ -146,9 +161,7 @@ class FileCopy : public testing::TestWithParam<WayToCopy> {
     fs::path to(const fs::path& name) const { return folder_ / "to" / name; }
 
     std::error_code copy(const fs::path& source, const fs::path& target) const {
-        std::error_code error = system_error(EIO);  // of something before, to be cleared
-        GetParam().copy(source, target, GetParam().durability, error);
-        return error;
+        return GetParam().copy(source, target, GetParam().durability);
     }
 
     fs::perms mode_of_copy(int mode) const {
@@ -162,8 +175,8 @@ class FileCopy : public testing::TestWithParam<WayToCopy> {
 };
 
 INSTANTIATE_TEST_SUITE_P(, FileCopy,
-                         testing::Values(WayToCopy{"PlainSynced", quill::copy_file, Durability::Synced},
-                                         WayToCopy{"PlainScratch", quill::copy_file, Durability::Scratch},
+                         testing::Values(WayToCopy{"PlainSynced", copy_plainly, Durability::Synced},
+                                         WayToCopy{"PlainScratch", copy_plainly, Durability::Scratch},
                                          WayToCopy{"Replacing", replace, Durability::Synced}),
                          [](const auto& test) { return std::string(test.param.name); });
 
@@ -218,14 +231,12 @@ TEST_P(FileCopy, HasANameAsLongAsNamesMayBe) {
     EXPECT_EQ(names_in(to("")), Texts{longest});
 }
 
-TEST_P(FileCopy, HasTheModeOfANewFileAndTheExecutableBitOfTheSource) {
-    const mode_t old = umask(027);
-    const std::vector<std::pair<int, int>> cases{{0644, 0640}, {0600, 0640}, {0444, 0640},  {0755, 0750},
-                                                 {0700, 0750}, {0500, 0750}, {04755, 0750}, {0611, 0640}};
-    for (const auto& [mode, expected] : cases) {
+TEST_P(FileCopy, HasTheModeOfTheSource) {
+    for (const auto& [mode, expected] : std::vector<std::pair<int, int>>{
+             {0644, 0644}, {0600, 0600}, {0444, 0444}, {0755, 0755}, {0700, 0700}, {04755, 0755}, {0611, 0600}}) {
+        fs::remove(to("a"));
         EXPECT_EQ(mode_of_copy(mode), fs::perms(expected)) << std::oct << mode;
     }
-    umask(old);
 }
 
 TEST_P(FileCopy, HasTheExecutableBitOfTheSourceNotOfTheFileBefore) {
@@ -278,7 +289,7 @@ TEST_P(FileCopy, FailsForASourceThatIsNoFile) {
     fs::create_symlink("missing", from("dangling"));
     write_file(from("file"), "x");
     const std::vector<std::pair<const char*, int>> cases{
-        {"missing", ENOENT}, {"dangling", ENOENT}, {"file/below", ENOTDIR}, {"folder", EISDIR}};
+        {"missing", ENOENT}, {"dangling", ENOENT}, {"file/below", ENOTDIR}, {"folder", EINVAL}};
     for (const auto& [source, number] : cases) {
         EXPECT_EQ(copy(from(source), to("a")), system_error(number)) << source;
         EXPECT_EQ(names_in(to("")), Texts{}) << source;
@@ -332,11 +343,10 @@ TEST(ReplaceFileByCopy, LeavesTheOldFileWhenTheDiskFills) {
     const TemporaryFolder folder;
     write_file(folder / "from", bytes_of_size(200'000));
     write_file(folder / "to/a", "old");
-    std::error_code error;
-    {
+    const std::error_code error = [&] {
         const quill_test::ResourceLimit limit(RLIMIT_FSIZE, 100'000);
-        quill::replace_file_by_copy(folder / "from", folder / "to/a", error);
-    }
+        return replace(folder / "from", folder / "to/a");
+    }();
     EXPECT_EQ(error, system_error(EFBIG));
     EXPECT_EQ(read_file(folder / "to/a"), "old");
     EXPECT_EQ(names_in(folder / "to"), Texts{"a"});
@@ -345,8 +355,7 @@ TEST(ReplaceFileByCopy, LeavesTheOldFileWhenTheDiskFills) {
 TEST(ReplaceFileByCopy, LeavesTheOldFileWhenThereIsNoSource) {
     const TemporaryFolder folder;
     write_file(folder / "to/a", "old");
-    std::error_code error;
-    quill::replace_file_by_copy(folder / "missing", folder / "to/a", error);
+    const std::error_code error = replace(folder / "missing", folder / "to/a");
     EXPECT_EQ(error, system_error(ENOENT));
     EXPECT_EQ(read_file(folder / "to/a"), "old");
     EXPECT_EQ(names_in(folder / "to"), Texts{"a"});
@@ -356,11 +365,8 @@ TEST(ReplaceFileByCopy, LeavesTheOldFileWhenTheRenameFails) {
     const TemporaryFolder folder;
     write_file(folder / "from", "new");
     write_file(folder / "to/a", "old");
-    const auto message = quill_test::with_idle_calls(quill_test::renaming_calls(), EIO, [&] {
-        std::error_code error;
-        quill::replace_file_by_copy(folder / "from", folder / "to/a", error);
-        return error.message();
-    });
+    const auto message = quill_test::with_idle_calls(
+        quill_test::renaming_calls(), EIO, [&] { return replace(folder / "from", folder / "to/a").message(); });
     if (!message) {
         GTEST_SKIP() << "system calls cannot be refused here";
     }
@@ -379,8 +385,8 @@ TEST(ReplaceFileByCopy, RenamesAHiddenFileBesideIt) {
     }
     Texts temporaries;
     for (int time = 0; time < 2; ++time) {
-        std::error_code error;
-        quill::replace_file_by_copy(folder / "from", folder / "to/a", error);
+        write_file(folder / "from", std::string("new ") + std::to_string(time));
+        EXPECT_FALSE(replace(folder / "from", folder / "to/a"));
         const Texts changes = watch.changes();
         ASSERT_EQ(changes.size(), 3U);
         temporaries.push_back(changes[0].substr(std::string("made ").size()));
@@ -401,8 +407,7 @@ TEST(ReplaceFileByCopy, ShowsReadersTheOldBytesOrTheNew) {
     for (const char* name : {"one", "two"}) {
         writers.emplace_back([&folder, name] {
             for (int time = 0; time < 50; ++time) {
-                std::error_code error;
-                quill::replace_file_by_copy(folder / name, folder / "to/a", error);
+                const std::error_code error = replace(folder / name, folder / "to/a");
                 EXPECT_FALSE(error) << error.message();
             }
         });
@@ -417,37 +422,50 @@ TEST(ReplaceFileByCopy, ShowsReadersTheOldBytesOrTheNew) {
     EXPECT_EQ(names_in(folder / "to"), Texts{"a"});
 }
 
-// ---- Links on the way
+// ---- What replacing leaves
 
-TEST(PassesSymbolicLink, LooksAtTheParentFoldersBelowTheRoot) {
+TEST(ReplaceFileByCopy, KeepsThePermissionsOfTheFileThere) {
     const TemporaryFolder folder;
-    fs::create_directories(folder / "root/real/deeper");
-    write_file(folder / "root/real/file", "x");
-    fs::create_directory_symlink("real", folder / "root/link");
-    fs::create_directory_symlink("../../missing", folder / "root/real/dangling");
-    fs::create_symlink("loop", folder / "root/loop");
-    fs::create_symlink("real/file", folder / "root/link to a file");
-    fs::create_directory_symlink("root", folder / "link to the root");
-    const std::vector<std::pair<fs::path, bool>> cases{
-        {"a", false},
-        {"real/a", false},
-        {"real/file", false},
-        {"real/deeper/a", false},
-        {"missing/a/b", false},
-        {"real/file/a", false},
-        {"link", false},
-        {"real/dangling", false},
-        {"link/a", true},
-        {"link/deeper/a", true},
-        {"real/dangling/a", true},
-        {"loop/a", true},
-        {"link to a file/a", true},
-    };
-    for (const char* root : {"root", "link to the root"}) {
-        for (const auto& [relative, passes] : cases) {
-            EXPECT_EQ(passes_symbolic_link(folder / root, relative), passes) << root << ": " << relative;
-        }
+    const std::vector<std::pair<std::pair<int, int>, int>> cases{
+        {{0644, 0600}, 0600}, {{0755, 0600}, 0700}, {{0644, 0755}, 0644}, {{0400, 0640}, 0640}, {{0700, 0444}, 0555}};
+    for (const auto& [modes, expected] : cases) {
+        write_file(folder / "from", "new");
+        write_file(folder / "to/a", "old");
+        fs::permissions(folder / "from", fs::perms(modes.first));
+        fs::permissions(folder / "to/a", fs::perms(modes.second));
+        EXPECT_FALSE(replace(folder / "from", folder / "to/a"));
+        EXPECT_EQ(read_file(folder / "to/a"), "new");
+        EXPECT_EQ(fs::status(folder / "to/a").permissions(), fs::perms(expected)) << std::oct << modes.second;
+        fs::remove(folder / "from");
+        fs::remove(folder / "to/a");
     }
+}
+
+TEST(ReplaceFileByCopy, LeavesAFileThatHoldsTheSameBytes) {
+    const TemporaryFolder folder;
+    write_file(folder / "from", "same");
+    write_file(folder / "to/a", "same");
+    fs::create_hard_link(folder / "to/a", folder / "other name");
+    const fs::file_time_type before = fs::last_write_time(folder / "to/a");
+    EXPECT_FALSE(replace(folder / "from", folder / "to/a"));
+    EXPECT_TRUE(fs::equivalent(folder / "to/a", folder / "other name"));
+    EXPECT_EQ(fs::last_write_time(folder / "to/a"), before);
+    fs::permissions(folder / "from", fs::perms(0755));
+    EXPECT_FALSE(replace(folder / "from", folder / "to/a"));
+    EXPECT_TRUE(fs::equivalent(folder / "to/a", folder / "other name"));
+    EXPECT_NE(fs::status(folder / "to/a").permissions() & fs::perms::owner_exec, fs::perms::none);
+}
+
+TEST(SyncFolders, FailsWhereAFolderCannotBeSynced) {
+    const TemporaryFolder folder;
+    write_file(folder / "to/a", "x");
+    const auto message = quill_test::with_idle_calls(quill_test::syncing_calls(), EIO, [&] {
+        return error_of([&] { quill::sync_folders(FolderTree(folder.path()), {"to/a"}); }).message();
+    });
+    if (!message) {
+        GTEST_SKIP() << "system calls cannot be refused here";
+    }
+    EXPECT_EQ(*message, system_error(EIO).message());
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ TEST(WorkspaceSnapshot, FileThatAnIncompleteWalkDidNotListIsNotTakenForDeleted) 
     for (int file = 0; file < 40; ++file) {
         quill_test::write_file(folder / ("source/Assets" + std::to_string(file) + "/file"), "kept");
     }
+    std::filesystem::create_directory(folder / "checkout");
     quill::mirror_visible_project_files(folder / "source", folder / "checkout");
     for (int tree = 0; tree < 8; ++tree) {
         std::filesystem::path deep = folder / ("source/Deep" + std::to_string(tree));
