@@ -45,7 +45,7 @@ class Merger {
         for (const auto& [path, entry] : merge.changes) {
             check_content(path, entry);
         }
-        return {apply(our_tree, merge.changes), {}};
+        return {apply(our_tree, merge.changes, NewNames::Distinct), {}};
     }
 
   private:
@@ -59,9 +59,9 @@ class Merger {
 
     Digest tree_of(const Digest& revision) { return read_revision(source_, revision).tree; }
 
-    Digest apply(const Digest& tree, const TreeChanges& changes) {
+    Digest apply(const Digest& tree, const TreeChanges& changes, NewNames new_names) {
         ObjectList made;
-        const Digest changed = apply_changes(source_, tree, changes, made);
+        const Digest changed = apply_changes(source_, tree, changes, made, new_names);
         Transaction transaction(store_.database());
         for (const NewObject& object : made.objects()) {
             store_.add_object(object.kind, object.bytes);
@@ -101,7 +101,7 @@ class Merger {
             merge.changes.erase(path);
             base.unsure.insert(path);
         }
-        base.tree = apply(base.tree, merge.changes);
+        base.tree = apply(base.tree, merge.changes, NewNames::Any);  // No revision: nobody gets its names.
     }
 
     void distrust(Base& base, const Digest& tree) {

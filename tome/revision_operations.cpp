@@ -41,7 +41,8 @@ void commit(const tome_globals_t& globals, const tome_revision_commit_params_t& 
     const TreeChanges staged = checkout.index().staged_changes();
     const Digest before = checkout.tree_of(checkout.index().base());
     ObjectList trees;
-    const Digest tree = staged.empty() ? before : apply_changes(checkout.sources(), before, staged, trees);
+    const Digest tree =
+        staged.empty() ? before : apply_changes(checkout.sources(), before, staged, trees, NewNames::Distinct);
     if (staged.empty() || tree == before) {
         throw Error(ErrorCode::NothingStaged, "Nothing staged for commit");
     }

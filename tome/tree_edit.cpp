@@ -1,7 +1,11 @@
 #include "tome/tree_edit.h"
 
 #include <algorithm>
+#include <set>
+#include <unordered_map>
 
+#include "tome/error.h"
+#include "tome/name_folding.h"
 #include "tome/tree_walk.h"
 
 namespace tome {
@@ -36,44 +40,92 @@ FolderChanges split(const TreeChanges& changes) {
     return result;
 }
 
-// The changed folder's tree, or nothing when it ends up empty.
-std::optional<Digest> change_folder(ObjectSource& source, const Digest& root, const TreeChanges& changes,
-                                    ObjectSink& sink) {
-    std::map<std::string, TreeEntry> entries;
-    if (!root.is_zero()) {
-        for (TreeEntry& entry : read_tree(source, root)) {
-            std::string name = entry.name;
-            entries.emplace(std::move(name), std::move(entry));
+using Entries = std::map<std::string, TreeEntry>;
+
+class Editor {
+  public:
+    Editor(ObjectSource& source, ObjectSink& sink, NewNames new_names)
+        : source_(source), sink_(sink), new_names_(new_names) {}
+
+    // The changed folder's tree, or nothing when it ends up empty. The folder's path ends in "/", or is empty.
+    std::optional<Digest> change_folder(const Digest& root, const std::string& path, const TreeChanges& changes) {
+        Entries entries = entries_of(root);
+        const FolderChanges parts = split(changes);
+        std::set<std::string> new_names;
+        for (const auto& [name, entry] : parts.entries) {
+            const bool known = entries.erase(name) != 0;
+            if (entry) {
+                TreeEntry named = *entry;
+                named.name = name;
+                entries.emplace(name, named);
+                known ? void() : void(new_names.insert(name));
+            }
+        }
+        for (const auto& [name, below] : parts.below) {
+            const auto old = entries.find(name);
+            const bool was_folder = old != entries.end() && old->second.is_folder();
+            const auto tree = change_folder(was_folder ? old->second.digest : Digest{}, path + name + "/", below);
+            if (tree) {
+                old == entries.end() ? void(new_names.insert(name)) : void();
+                entries[name] = TreeEntry{name, TreeEntry::Kind::Folder, false, 0, *tree};
+            } else if (was_folder) {
+                entries.erase(old);
+            }
+        }
+        if (new_names_ == NewNames::Distinct && !new_names.empty()) {
+            require_distinct(new_names, entries, path);
+        }
+        return written(std::move(entries));
+    }
+
+  private:
+    Entries entries_of(const Digest& root) {
+        Entries entries;
+        if (!root.is_zero()) {
+            for (TreeEntry& entry : read_tree(source_, root)) {
+                std::string name = entry.name;
+                entries.emplace(std::move(name), std::move(entry));
+            }
+        }
+        return entries;
+    }
+
+    std::optional<Digest> written(Entries entries) {
+        if (entries.empty()) {
+            return std::nullopt;
+        }
+        Tree tree;
+        for (auto& [name, entry] : entries) {
+            tree.push_back(std::move(entry));
+        }
+        return sink_.add(ObjectKind::Tree, encode_tree(tree));
+    }
+
+    static void require_distinct(const std::set<std::string>& new_names, const Entries& entries,
+                                 const std::string& path) {
+        std::unordered_map<std::u32string, std::string> taken;
+        const auto take = [&](const std::string& name) {
+            const auto [other, fresh] = taken.emplace(folded_name(name), name);
+            if (!fresh && other->second != name) {
+                const auto [first, second] = std::minmax(other->second, name);
+                throw Error(ErrorCode::Invalid,
+                            "names differ only by case or normalisation: " + path + first + " and " + path + second);
+            }
+        };
+        for (const std::string& name : new_names) {
+            take(name);
+        }
+        for (const auto& [name, entry] : entries) {
+            if (taken.contains(folded_name(name))) {
+                take(name);
+            }
         }
     }
-    const FolderChanges parts = split(changes);
-    for (const auto& [name, entry] : parts.entries) {
-        entries.erase(name);
-        if (entry) {
-            TreeEntry named = *entry;
-            named.name = name;
-            entries.emplace(name, named);
-        }
-    }
-    for (const auto& [name, below] : parts.below) {
-        const auto old = entries.find(name);
-        const bool was_folder = old != entries.end() && old->second.is_folder();
-        const auto tree = change_folder(source, was_folder ? old->second.digest : Digest{}, below, sink);
-        if (tree) {
-            entries[name] = TreeEntry{name, TreeEntry::Kind::Folder, false, 0, *tree};
-        } else if (was_folder) {
-            entries.erase(old);
-        }
-    }
-    if (entries.empty()) {
-        return std::nullopt;
-    }
-    Tree tree;
-    for (auto& [name, entry] : entries) {
-        tree.push_back(std::move(entry));
-    }
-    return sink.add(ObjectKind::Tree, encode_tree(tree));
-}
+
+    ObjectSource& source_;
+    ObjectSink& sink_;
+    NewNames new_names_;
+};
 
 }  // namespace
 
@@ -125,8 +177,9 @@ void TreeLookup::visit_files(const std::string& path,
     }
 }
 
-Digest apply_changes(ObjectSource& source, const Digest& root, const TreeChanges& changes, ObjectSink& sink) {
-    const std::optional<Digest> tree = change_folder(source, root, changes, sink);
+Digest apply_changes(ObjectSource& source, const Digest& root, const TreeChanges& changes, ObjectSink& sink,
+                     NewNames new_names) {
+    const std::optional<Digest> tree = Editor(source, sink, new_names).change_folder(root, "", changes);
     return tree ? *tree : empty_tree(sink);
 }
 

@@ -47,8 +47,13 @@ class TreeLookup {
     std::map<std::string, Tree> folders_;
 };
 
+/// Whether a name may come into a folder that holds one which differs from it by case or normalisation alone.
+enum class NewNames { Any, Distinct };
+
 /// The tree `root` (zero: empty) with `changes`. A file that is set where a folder stood takes its place, and the other
-/// way round. New trees go to `sink`.
-Digest apply_changes(ObjectSource& source, const Digest& root, const TreeChanges& changes, ObjectSink& sink);
+/// way round. New trees go to `sink`. Throws Error(Invalid) "names differ only by case or normalisation: PATH and PATH"
+/// when new names are to be distinct and one is not; a pair that stands in the tree already stays.
+Digest apply_changes(ObjectSource& source, const Digest& root, const TreeChanges& changes, ObjectSink& sink,
+                     NewNames new_names);
 
 }  // namespace tome

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 #include "tome/error.h"
+#include "tome/name_folding.h"
 
 namespace tome {
 namespace {
@@ -33,23 +33,6 @@ constexpr std::array<Range, 17> ignorable{{{0xad, 0xad},
                                            {0x1bca0, 0x1bca3},
                                            {0x1d173, 0x1d17a},
                                            {0xe0000, 0xe0fff}}};
-
-// The code point at the start of `text` and its bytes in UTF-8; a byte that begins none stands for itself.
-std::pair<char32_t, std::size_t> first_code_point(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const std::size_t length = byte(0) >= 0xf0 ? 4 : byte(0) >= 0xe0 ? 3 : byte(0) >= 0xc0 ? 2 : 1;
-    if (length == 1 || text.size() < length) {
-        return {byte(0), 1};
-    }
-    char32_t value = byte(0) & (0x7fU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0U) != 0x80) {
-            return {byte(0), 1};
-        }
-        value = value << 6U | (byte(i) & 0x3fU);
-    }
-    return {value, length};
-}
 
 bool skip_ignorable(std::string_view& rest) {
     const auto [value, length] = first_code_point(rest);

@@ -1,5 +1,6 @@
 // Names and paths of trees: what passes the check is one component that no file system takes for the state folder, what
-// is refused has a reason; a path in its form stays so. The input is a name, a path and, cut into values, a disguise.
+// is refused has a reason; a name in another case is folded alike; a path in its form stays so. The input is a name, a
+// path and, cut into values, a disguise.
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -7,6 +8,7 @@
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tome/error.h"
+#include "tome/name_folding.h"
 #include "tome/tree_path.h"
 
 namespace {
@@ -76,7 +78,17 @@ bool passes(std::string_view name) {
     }
 }
 
+std::string in_other_case(std::string_view name) {
+    std::string result(name);
+    for (char& c : result) {
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        c = letter ? static_cast<char>(c ^ 0x20) : c;
+    }
+    return result;
+}
+
 void check_name(std::string_view name) {
+    require(tome::folded_name(in_other_case(name)) == tome::folded_name(name), "a name's case does not tell it apart");
     const bool component =
         !name.empty() && name.size() <= 255 && name != "." && name != ".." && name.find_first_of("/\\\0"s) == name.npos;
     if (passes(name)) {

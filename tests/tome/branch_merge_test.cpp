@@ -148,6 +148,16 @@ TEST_F(BranchDiff, OfABranchWithoutARevisionHoldsTheWholeTree) {
     EXPECT_EQ(must(client.branch_diff("main", "empty")).changes, Paths{"delete x/y"});
 }
 
+TEST_F(BranchMerge, ThatWouldBringANameWhichDiffersByCaseAloneIsRefusedAndChangesNothing) {
+    on_side({{"folder/ROCK", "theirs"}});
+    on_main({{"folder/rock", "ours"}});
+    const Files files = main_.files();
+    const std::string head = newest(main_, "main").hash;
+    EXPECT_EQ(main_.merge("side").error, "names differ only by case or normalisation: folder/ROCK and folder/rock");
+    EXPECT_EQ(main_.files(), files);
+    EXPECT_EQ(newest(main_, "main").hash, head);
+}
+
 TEST_F(BranchMerge, BringsWhatTheSourceChanged) {
     const std::string ours = on_main({{"a", "main"}});
     on_side({{"b", "side"}, {"folder/c", std::nullopt}});

@@ -165,6 +165,19 @@ TEST_F(StagingAndCommit, CommitMakesARevisionAndTheBase) {
     EXPECT_EQ(newest.second_parent, "");
 }
 
+TEST_F(StagingAndCommit, CommitOfANameThatDiffersByCaseAloneIsRefusedAndChangesNothing) {
+    new_repository({{"Assets/rock.png", "1"}});
+    const EngineClient client = new_clone({.sparse = true});
+    client.write("Assets/Rock.png", "2");
+    must(client.stage({"Assets/Rock.png"}));
+    EXPECT_EQ(client.commit("pair").error,
+              "names differ only by case or normalisation: Assets/Rock.png and Assets/rock.png");
+    EXPECT_EQ(must(client.history()).revisions.size(), 1U);
+    std::filesystem::remove(client / "Assets/Rock.png");
+    must(client.stage({"Assets/Rock.png"}));
+    EXPECT_EQ(client.commit("nothing").error, "Nothing staged for commit");
+}
+
 TEST_F(StagingAndCommit, CommitOfNothingIsRefusedAndMakesNoRevision) {
     const EngineClient empty = new_repository();
     EXPECT_EQ(empty.commit("m").error, "Nothing staged for commit");

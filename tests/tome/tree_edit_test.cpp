@@ -20,7 +20,7 @@ class TreeEdit : public testing::Test {
         for (const auto& [path, text] : edits) {
             changes.emplace(path, text ? std::optional(EngineTestObjects::file(*text)) : std::nullopt);
         }
-        return tome::apply_changes(objects_, root, changes, objects_);
+        return tome::apply_changes(objects_, root, changes, objects_, tome::NewNames::Distinct);
     }
     std::vector<std::string> visited(const tome::Digest& root, const std::string& folder) {
         std::vector<std::string> paths;
@@ -67,6 +67,51 @@ TEST_F(TreeEdit, GivesTheTreeThatTheChangesSay) {
         EXPECT_EQ(edit(objects_.tree(one.before), one.edits), objects_.tree(one.after));
     }
     EXPECT_EQ(edit({}, {{"a/b", "1"}}), objects_.tree({{"a/b", "1"}})) << "nothing at all is an empty tree";
+}
+
+TEST_F(TreeEdit, RefusesANewNameThatDiffersFromAnotherByCaseOrNormalisationAlone) {
+    const struct {
+        Files before;
+        Edits edits;
+        std::string pair;
+    } cases[] = {
+        {{{"a.png", "1"}}, {{"A.png", "2"}}, "A.png and a.png"},
+        {{{"A.png", "1"}}, {{"a.png", "2"}}, "A.png and a.png"},
+        {{}, {{"x/a", "1"}, {"x/A", "2"}}, "x/A and x/a"},
+        {{{"x/y/a", "1"}}, {{"x/y/A", "1"}}, "x/y/A and x/y/a"},
+        // Folders count like files.
+        {{{"Assets/a.png", "1"}}, {{"assets/a.png", "1"}}, "Assets and assets"},
+        {{{"Assets/a.png", "1"}}, {{"assets", "1"}}, "Assets and assets"},
+        {{{"assets", "1"}}, {{"Assets/b/c", "1"}}, "Assets and assets"},
+        {{{"x/caf\u00e9/y", "1"}}, {{"x/cafe\u0301/z", "1"}}, "x/cafe\u0301 and x/caf\u00e9"},
+        {{{"a", "1"}, {"A", "2"}}, {{"a", std::nullopt}, {"\uff41", "1"}, {"\uff21", "1"}}, "\uff21 and \uff41"},
+    };
+    int number = 0;
+    for (const auto& one : cases) {
+        SCOPED_TRACE(++number);
+        EXPECT_EQ(engine_failure_of([&] { edit(objects_.tree(one.before), one.edits); }),
+                  "names differ only by case or normalisation: " + one.pair);
+    }
+}
+
+TEST_F(TreeEdit, TakesChangesThatMakeNoNewPairOfNames) {
+    const struct {
+        Files before;
+        Edits edits;
+        Files after;
+    } cases[] = {
+        {{{"a", "1"}}, {{"a", std::nullopt}, {"A", "1"}}, {{"A", "1"}}},
+        {{{"x/a", "1"}}, {{"x/a", std::nullopt}, {"X/a", "1"}}, {{"X/a", "1"}}},
+        {{{"a", "1"}, {"A", "2"}}, {{"a", "3"}}, {{"a", "3"}, {"A", "2"}}},
+        {{{"a", "1"}, {"A", "2"}}, {{"b", "3"}}, {{"a", "1"}, {"A", "2"}, {"b", "3"}}},
+        {{{"x/a", "1"}, {"X/a", "2"}}, {{"x/b", "3"}}, {{"x/a", "1"}, {"x/b", "3"}, {"X/a", "2"}}},
+        {{{"x/a", "1"}}, {{"A", "2"}, {"y/A", "3"}}, {{"x/a", "1"}, {"A", "2"}, {"y/A", "3"}}},
+    };
+    int number = 0;
+    for (const auto& one : cases) {
+        SCOPED_TRACE(++number);
+        EXPECT_EQ(edit(objects_.tree(one.before), one.edits), objects_.tree(one.after));
+    }
 }
 
 TEST_F(TreeEdit, EmptyTreeIsWrittenLikeAnyOther) {

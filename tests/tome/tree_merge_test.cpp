@@ -22,7 +22,8 @@ class TreeMerge : public testing::Test {
         return tome::merge_trees(objects_, objects_.tree(base), objects_.tree(ours), objects_.tree(theirs));
     }
     Files merged(const Files& ours, const tome::TreeMerge& merge) {
-        return objects_.files(tome::apply_changes(objects_, objects_.tree(ours), merge.changes, objects_), texts);
+        return objects_.files(
+            tome::apply_changes(objects_, objects_.tree(ours), merge.changes, objects_, tome::NewNames::Any), texts);
     }
     EngineTestObjects objects_;
 };

@@ -101,6 +101,20 @@ TEST_F(WorkspaceCommands, FileDeletedInAWorkspaceCheckoutIsMissingFromItsChildre
     EXPECT_FALSE(std::filesystem::exists(folder / (project + "/Assets/old.txt")));
 }
 
+TEST_F(WorkspaceCommands, CommitOfANameThatDiffersByCaseAloneIsRefused) {
+    folder.write(project + "/Assets/rock.png", "one");
+    folder.must({"commit-workspace", project, "main", "Assets/rock.png"});
+    std::filesystem::rename(folder / (project + "/Assets"), folder / (project + "/assets"));
+    const ProcessResult result = folder.run({"commit-workspace", project, "main", "assets/rock.png"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "quill_project_tool: tome_revision_commit: names differ only by case or normalisation: Assets and "
+              "assets\n");
+    folder.must({"create-workspace", project, "main", "Second"});
+    EXPECT_EQ(folder.must({"sync-workspace", project, "second", "assets/rock.png"}),
+              "Synced 1 project files into workspace second\n");
+}
+
 TEST_F(WorkspaceCommands, PathThatNeverExistedCommitsNothing) {
     EXPECT_EQ(folder.must({"commit-workspace", project, "main", "Assets/none"}),
               "Committed 1 project files in workspace main\n");
