@@ -146,7 +146,9 @@ std::map<std::string, HeldFile> CheckoutIndex::held_files(const std::string& fol
     }
     std::map<std::string, HeldFile> files;
     while (query.step()) {
-        files.emplace(query.bytes(0), held_from_row(query, digest_in(query, 1)));
+        if (!files.emplace(query.bytes(0), held_from_row(query, digest_in(query, 1))).second) {
+            refuse(database_.path());  // A key that comes twice may come for ever: pages that lead to one another.
+        }
     }
     return files;
 }
@@ -176,7 +178,9 @@ TreeChanges CheckoutIndex::staged_changes() {
             entry = TreeEntry{"", TreeEntry::Kind::File, query.integer(3) != 0,
                               static_cast<std::uint64_t>(query.integer(2)), digest_in(query, 1)};
         }
-        changes.emplace(query.bytes(0), std::move(entry));
+        if (!changes.emplace(query.bytes(0), std::move(entry)).second) {
+            refuse(database_.path());
+        }
     }
     return changes;
 }
@@ -223,7 +227,9 @@ std::map<std::string, std::string> CheckoutIndex::noted_metadata(const BranchNam
     query.bind_text(1, branch.text());
     std::map<std::string, std::string> values;
     while (query.step()) {
-        values.emplace(query.bytes(0), query.bytes(1));
+        if (!values.emplace(query.bytes(0), query.bytes(1)).second) {
+            refuse(database_.path());
+        }
     }
     return values;
 }

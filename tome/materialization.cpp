@@ -42,8 +42,9 @@ class Planner {
             place(path, entry);
         }
         clear_way();
+        const std::set<std::string> going(plan_.removals.begin(), plan_.removals.end());
         for (const std::string& folder : folders_in_the_way_) {
-            check_folder(folder);
+            check_folder(folder, going);
         }
         refuse_blocked();
         plan_.scratch = request_.scratch;
@@ -165,8 +166,7 @@ class Planner {
     }
 
     // A folder may give way to a file when every file in it, another checkout's among them, goes, too.
-    void check_folder(const std::string& folder) {
-        const std::set<std::string> going(plan_.removals.begin(), plan_.removals.end());
+    void check_folder(const std::string& folder, const std::set<std::string>& going) {
         const std::filesystem::path& root = checkout_.directory();
         std::error_code error;
         std::filesystem::recursive_directory_iterator entry(root / folder, error);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 #include <random>
 
@@ -497,6 +498,34 @@ TEST_F(CheckoutIndexFile, SurvivesOverwrittenBytesAnywhere) {
         } catch (const tome::Error& error) {
             EXPECT_STRNE(error.what(), "");
         }
+    }
+}
+
+TEST_F(CheckoutIndexFile, RefusesPagesThatLeadToTheSameRowsAgainAndAgain) {
+    std::string bytes = filled_bytes();
+    const auto number = [&](std::size_t at) {
+        return static_cast<std::size_t>(static_cast<unsigned char>(bytes[at])) << 8U |
+               static_cast<unsigned char>(bytes[at + 1]);
+    };
+    const std::size_t page_bytes = number(16);
+    std::size_t changed = 0;
+    for (std::size_t page = page_bytes; page < bytes.size(); page += page_bytes) {
+        if (bytes[page] != 2) {
+            continue;  // No page with pages below it.
+        }
+        const std::string first_child = bytes.substr(page + number(page + 12), 4);
+        for (std::size_t cell = 0; cell < number(page + 3); ++cell) {
+            bytes.replace(page + number(page + 12 + 2 * cell), 4, first_child);
+        }
+        ++changed;
+    }
+    EXPECT_EQ(changed, 3U);
+    replace(bytes);
+    CheckoutIndex index(file_);
+    for (const auto& read :
+         std::initializer_list<std::function<void()>>{[&] { index.held_files(""); }, [&] { index.staged_changes(); },
+                                                      [&] { index.noted_metadata(main_branch); }}) {
+        EXPECT_EQ(failure(ErrorCode::Corrupt, read), "corrupt index: " + file_.string());
     }
 }
 
