@@ -15,13 +15,13 @@
 #include <thread>
 #include <utility>
 
+#include "files/file_descriptor.h"
+#include "files/platform.h"
+
 namespace quill {
 namespace {
 
 using std::filesystem::path;
-
-// The most that one write call takes on every system.
-constexpr std::size_t write_limit = std::size_t{1} << 30U;
 
 path next_temporary_path(const path& blob) {
     static std::atomic<std::uint64_t> counter = 1;
@@ -51,20 +51,6 @@ std::pair<path, int> open_temporary_file(const path& blob) {
     }
 }
 
-bool write_and_sync(int file, std::span<const std::byte> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), std::min(bytes.size(), write_limit));
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return fsync(file) == 0;
-}
-
 // Nothing either when there is no memory for so many bytes.
 std::optional<std::vector<std::byte>> read_exactly(std::istream& in, std::uint64_t length) try {
     std::vector<std::byte> bytes(length);
@@ -85,7 +71,8 @@ void write_binary_file_atomically(const std::filesystem::path& path, std::span<c
         throw std::runtime_error("could not create content store directory: " + error.message());
     }
     const auto [temporary, file] = open_temporary_file(path);
-    const bool written = write_and_sync(file, bytes);
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    const bool written = write_fully(file, text) && sync_to_disk(file);
     const bool closed = close(file) == 0;
     if (!written || !closed) {
         std::filesystem::remove(temporary, error);

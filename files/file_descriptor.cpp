@@ -3,7 +3,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace quill {
+namespace {
+
+// The most that one write takes on every system.
+constexpr std::size_t write_limit = std::size_t{1} << 30U;
+
+}  // namespace
 
 void FileDescriptor::reset() {
     const int number = errno;
@@ -21,7 +29,8 @@ FileDescriptor open_at(int directory, const char* path, int flags, mode_t mode) 
 
 bool write_fully(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t written = repeat_interrupted([&] { return write(descriptor, bytes.data(), bytes.size()); });
+        const ssize_t written =
+            repeat_interrupted([&] { return write(descriptor, bytes.data(), std::min(bytes.size(), write_limit)); });
         if (written <= 0) {
             return false;
         }

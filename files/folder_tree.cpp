@@ -118,7 +118,7 @@ std::string in_other_case(std::string name) {
 
 // Whether names that differ by case are one: the first name with a letter tells, for nothing else can have both its
 // spelling in the other case and its inode.
-bool folds_names(int folder, const std::string& path) {
+bool has_folded_names(int folder, const std::string& path) {
     bool folds = false;
     read_names(folder, path, [&](const Name& name) {
         const std::string other = in_other_case(name.text);
@@ -133,6 +133,15 @@ bool folds_names(int folder, const std::string& path) {
         return false;
     });
     return folds;
+}
+
+bool holds_name(int folder, const std::string& name, const std::string& path) {
+    bool holds = false;
+    read_names(folder, path, [&](const Name& found) {
+        holds = found.text == name;
+        return !holds;
+    });
+    return holds;
 }
 
 // Nothing when it vanished meanwhile.
@@ -236,6 +245,9 @@ FileDescriptor FolderTree::open_path(const std::string& folder, bool make, const
             }
             fail("could not open the folder of " + name, number);
         }
+        if (!make && folds_names() && !holds_name(current.get(), component, name)) {
+            return {};
+        }
         current = std::move(next);
     }
     return current;
@@ -267,12 +279,16 @@ void FolderTree::forget_parent() const {
     parent_.reset();
 }
 
+bool FolderTree::folds_names() const {
+    if (!folded_) {
+        folded_ = has_folded_names(root_.get(), root_path_.string());
+    }
+    return *folded_;
+}
+
 // Only asked for a name that was found in the folder that is kept open.
 bool FolderTree::is_spelled_so(const std::string& name) const {
-    if (!folds_names_) {
-        folds_names_ = folds_names(root_.get(), root_path_.string());
-    }
-    if (!*folds_names_) {
+    if (!folds_names()) {
         return true;
     }
     if (!parent_names_) {

@@ -74,6 +74,9 @@ class FolderTree {
 
     const std::filesystem::path& root() const { return root_path_; }
 
+    /// Whether names that differ by case alone are one here.
+    bool folds_names() const;
+
     /// What stands at `path`; nothing when it, or a folder on the way, does not exist or is no folder. Throws
     /// FileError(Link) when a link is on the way.
     std::optional<FolderEntry> find(const std::string& path) const;
@@ -161,7 +164,7 @@ class FolderTree {
 
     std::filesystem::path root_path_;
     FileDescriptor root_;
-    mutable std::optional<bool> folds_names_;
+    mutable std::optional<bool> folded_;
     mutable std::optional<std::string> parent_path_;
     mutable FileDescriptor parent_;
     mutable std::optional<std::set<std::string>> parent_names_;  // where names are folded

@@ -126,6 +126,9 @@ void remove_absent(const FolderTree& target, const std::string& relative) {
     } catch (const FileError& error) {
         throw std::runtime_error("could not remove file absent from restored revision: " + error.reason());
     }
+    if (target.folds_names()) {
+        target.remove_empty_parents(relative);  // They may come in another spelling.
+    }
     if (target.find(relative)) {
         throw std::runtime_error("restore verification failed for deleted path: " + relative);
     }

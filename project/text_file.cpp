@@ -12,30 +12,17 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "files/file_descriptor.h"
+#include "files/platform.h"
+
 namespace quill {
 namespace {
 
-bool write_and_sync(int file, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(file, text.data(), text.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return fsync(file) == 0;
-}
-
-// A rename survives a power cut once its folder does; without support for that the file is old or new all the same.
-void sync_folder(const std::filesystem::path& folder) {
-    const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        fsync(descriptor);
-        close(descriptor);
-    }
+// A rename survives a power cut once its folder does; without support for that (EINVAL) the file is old or new all the
+// same.
+bool sync_folder(const std::filesystem::path& folder) {
+    const FileDescriptor descriptor = open_at(AT_FDCWD, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
+    return descriptor.is_open() && (sync_to_disk(descriptor.get()) || errno == EINVAL);
 }
 
 bool is_at(const std::filesystem::path& path, int file) {
@@ -105,7 +92,7 @@ void write_text_file_atomically(const std::filesystem::path& path, std::string_v
     if (file < 0) {
         throw std::runtime_error("Could not write " + temporary.string());
     }
-    const bool written = write_and_sync(file, text);
+    const bool written = write_fully(file, text) && sync_to_disk(file);
     const bool renamed = written && rename(temporary.c_str(), path.c_str()) == 0;
     if (!renamed) {
         unlink(temporary.c_str());
@@ -115,7 +102,9 @@ void write_text_file_atomically(const std::filesystem::path& path, std::string_v
         throw std::runtime_error(written ? "Could not replace " + path.string()
                                          : "Could not write " + temporary.string());
     }
-    sync_folder(path.parent_path());
+    if (!sync_folder(path.parent_path())) {
+        throw std::runtime_error("Could not replace " + path.string());
+    }
 }
 
 }  // namespace quill

@@ -50,9 +50,18 @@ void write_file(const fs::path& path, const std::string& bytes) {
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-bool is_inside(const fs::path& path, const fs::path& folder) {
-    const fs::path relative = quill::absolute_normalized(path).lexically_relative(quill::absolute_normalized(folder));
+bool is_below(const fs::path& path, const fs::path& folder) {
+    const fs::path relative = path.lexically_relative(folder);
     return !relative.empty() && relative != "." && *relative.begin() != "..";
+}
+
+// Neither by its path nor by a link, through which the proof would write to somebody else's file.
+bool is_inside(const fs::path& path, const fs::path& folder) {
+    std::error_code error;
+    const fs::path real = fs::weakly_canonical(path, error);
+    const fs::path real_folder = error ? fs::path() : fs::weakly_canonical(folder, error);
+    return !error && is_below(quill::absolute_normalized(path), quill::absolute_normalized(folder)) &&
+           is_below(real, real_folder);
 }
 
 struct ProofStates {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "files/folder_tree.h"
+#include "identity/visible_files.h"
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/project_identity.h"
@@ -51,13 +52,13 @@ void write_marker(const fs::path& project, const fs::path& checkout, const std::
     }
 }
 
-// The scene as a path to fetch; none when it lies outside the project.
+// The scene as a path to fetch; none when it lies outside the project's files.
 std::vector<std::string> scene_to_fetch(const fs::path& project, const fs::path& scene) {
     if (scene.empty()) {
         return {};
     }
     const fs::path relative = scene_relative_path(absolute_normalized(project), scene);
-    const bool outside = relative.empty() || relative == "." || *relative.begin() == "..";
+    const bool outside = project_relative_path_is_hidden(relative) || relative == "." || *relative.begin() == "..";
     return outside ? std::vector<std::string>() : std::vector<std::string>{relative.string()};
 }
 

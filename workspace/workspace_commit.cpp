@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -116,18 +117,22 @@ std::vector<fs::path> changed_in_source(const CommitRequest& request) {
     return changed;
 }
 
-bool is_in_source(const CommitRequest& request, const fs::path& path) {
-    std::error_code ignored;
-    return fs::exists(request.source / path, ignored);
+// What stands in the source, where a link there leads to.
+std::optional<FolderEntry> inspect(const FolderTree& source, const fs::path& path) {
+    try {
+        return source.find_target(path.string());
+    } catch (const FileError&) {
+        throw std::runtime_error("could not inspect changed workspace file: " + path.string());
+    }
 }
 
-bool is_file_in_source(const CommitRequest& request, const fs::path& path) {
-    std::error_code ignored;
-    return fs::is_regular_file(request.source / path, ignored);
+bool is_file(const FolderTree& source, const fs::path& path) {
+    const std::optional<FolderEntry> entry = inspect(source, path);
+    return entry && entry->is_file();
 }
 
 // The paths to take over: without those that a sparse source merely does not hold.
-std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
+std::vector<fs::path> paths_to_mirror(const CommitRequest& request, const FolderTree& source) {
     if (!request.sparse_source) {
         return request.changed_paths;
     }
@@ -138,7 +143,7 @@ std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
     const std::set<fs::path> gone_or_changed(changed.begin(), changed.end());
     std::vector<fs::path> paths;
     for (const fs::path& path : request.changed_paths) {
-        if (is_in_source(request, path) || gone_or_changed.contains(path)) {
+        if (inspect(source, path) || gone_or_changed.contains(path)) {
             paths.push_back(path);
         }
     }
@@ -146,8 +151,8 @@ std::vector<fs::path> paths_to_mirror(const CommitRequest& request) {
 }
 
 // A folder without any file is no package that its user emptied, but the wrong folder.
-void require_files_in_source(const CommitRequest& request) {
-    const std::vector<std::string> names = open_source_folder(request.source).names_in("");
+void require_files_in_source(const CommitRequest& request, const FolderTree& source) {
+    const std::vector<std::string> names = source.names_in("");
     const bool holds_files = std::any_of(
         names.begin(), names.end(), [](const std::string& name) { return !project_relative_path_is_hidden(name); });
     if (!holds_files && !request.sparse_source) {
@@ -166,23 +171,23 @@ void mirror_files(const CommitRequest& request, const fs::path& checkout) {
         mirror_visible_project_files(request.source, checkout);
         return;
     }
-    std::vector<fs::path> paths = paths_to_mirror(request);
+    const FolderTree source = open_source_folder(request.source);
+    std::vector<fs::path> paths = paths_to_mirror(request, source);
     TomeSync gone;
     gone.scratch = true;
     for (const fs::path& path : paths) {
-        if (!is_file_in_source(request, path)) {
+        if (!is_file(source, path)) {
             gone.paths.push_back(path.string());
         }
     }
     if (!gone.paths.empty()) {
-        require_files_in_source(request);
+        require_files_in_source(request, source);
         call_tome_revision_sync(opened, gone);
     }
     if (request.whole) {  // Links to folders, pipes and the like are no files of the project, in the package as here.
         std::erase_if(paths, [&](const fs::path& path) {
             std::error_code ignored;
-            return is_in_source(request, path) && !is_file_in_source(request, path) &&
-                   !fs::exists(checkout / path, ignored);
+            return source.find(path.string()) && !is_file(source, path) && !fs::exists(checkout / path, ignored);
         });
     }
     mirror_selected_project_files(request.source, checkout, paths);

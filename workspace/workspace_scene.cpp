@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "identity/visible_files.h"
 #include "project/manifest.h"
 
 namespace quill {
@@ -44,7 +45,8 @@ std::optional<std::filesystem::path> canonical_workspace_scene_uri(const std::fi
         scene.empty() ? resolve_workspace_base_scene(project, workspace) : absolute_normalized(scene);
     const std::filesystem::path relative =
         scene_relative_path(absolute_normalized(project), absolute).lexically_normal();
-    if (relative.empty() || relative == "." || std::find(relative.begin(), relative.end(), "..") != relative.end()) {
+    if (relative == "." || std::find(relative.begin(), relative.end(), "..") != relative.end() ||
+        project_relative_path_is_hidden(relative)) {
         return std::nullopt;
     }
     return relative;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
@@ -30,6 +31,19 @@ struct stat status_of(const FileDescriptor& file) {
         throw FileError(FileError::Kind::System, "could not inspect the file", errno);
     }
     return status;
+}
+
+void rewind(const FileDescriptor& file) {
+    if (lseek(file.get(), 0, SEEK_SET) != 0) {
+        throw FileError(FileError::Kind::System, "could not read the file", errno);
+    }
+}
+
+// Times of files are coarse: a change right after another may leave them as they are.
+bool may_hide_a_change(const FileStamp& stamp) {
+    constexpr std::chrono::nanoseconds coarsest = std::chrono::seconds(2);
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::nanoseconds(stamp.modified) + coarsest > now;
 }
 
 // Copies files into a checkout, without leaving it: a regular file for a link that points to one.
@@ -60,7 +74,8 @@ class Snapshot {
                 copy_file(from, checkout_, relative, mode_of_copy(from, std::nullopt) | S_IRUSR | S_IWUSR,
                           Durability::Scratch);
             }
-            if (stamp_of(status_of(from)) == before) {
+            if (stamp_of(status_of(from)) == before &&
+                (!may_hide_a_change(before) || is_there(from, before, relative))) {
                 return true;
             }
         }
@@ -69,12 +84,11 @@ class Snapshot {
 
     bool is_there(const FileDescriptor& from, const FileStamp& stamp, const std::string& relative) const {
         const std::optional<FolderEntry> standing = checkout_.find(relative);
+        rewind(from);
         const bool same = standing && standing->is_file() && standing->stamp.size == stamp.size &&
                           standing->stamp.executable == stamp.executable &&
                           equal_file_bytes(from, checkout_.open_file(relative));
-        if (lseek(from.get(), 0, SEEK_SET) != 0) {
-            throw FileError(FileError::Kind::System, "could not read " + relative, errno);
-        }
+        rewind(from);
         return same;
     }
 
@@ -135,6 +149,7 @@ void remove_selected(const FolderTree& checkout, const std::string& relative,
             throw std::runtime_error("could not snapshot changed workspace file: " + relative);
         }
         checkout.remove_all(relative);
+        checkout.remove_empty_parents(relative);  // They may come in another spelling.
     } catch (const FileError&) {
         throw std::runtime_error("could not remove changed workspace file: " + relative);
     }
@@ -195,6 +210,7 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
     for (const std::string& file : stale) {
         try {
             checkout.remove_file(file);
+            checkout.remove_empty_parents(file);  // They may come in another spelling.
         } catch (const FileError&) {
             throw std::runtime_error("could not remove stale main workspace file: " + file);
         }

@@ -70,6 +70,26 @@ TEST(RestoreProof, UncommittedEditsOfTheSceneAreStateAOnDiskButNotInTheHistory) 
     EXPECT_EQ(folder.text(scene), "#usda 1.0\n# not committed\n" + state_b);
 }
 
+TEST(RestoreProof, RefusesASceneThatALinkLeadsOutOfThePackage) {
+    const ToolFolder folder;
+    folder.must({"create", project});
+    folder.must({"initialize-history", project});
+    const std::string outside = folder.text(scene);
+    folder.write("outside/Main.usda", outside);
+    const auto refused = [&] {
+        const ProcessResult result = folder.run({"restore-proof", project});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_TRUE(result.err.starts_with("quill_project_tool: scene lies outside the project: ")) << result.err;
+        EXPECT_EQ(folder.text("outside/Main.usda"), outside);
+    };
+    std::filesystem::remove(folder / scene);
+    std::filesystem::create_symlink(folder / "outside/Main.usda", folder / scene);
+    refused();
+    std::filesystem::remove_all((folder / scene).parent_path());
+    std::filesystem::create_directory_symlink(folder / "outside", (folder / scene).parent_path());
+    refused();
+}
+
 std::vector<std::filesystem::path> shared_scenes() {
     std::vector<std::filesystem::path> scenes;
     std::error_code ignored;

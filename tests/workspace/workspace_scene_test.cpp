@@ -52,7 +52,7 @@ TEST_F(WorkspaceScene, CanonicalSceneOfAnEmptyPathIsTheBaseScene) {
 
 TEST_F(WorkspaceScene, CanonicalSceneIsRelativeToTheProject) {
     EXPECT_EQ(canonical_workspace_scene_uri(project_, workspace_, project_ / "Sets/../C.usda"), "C.usda");
-    EXPECT_EQ(canonical_workspace_scene_uri(project_, workspace_, project_ / "..sets/C.usda"), "..sets/C.usda");
+    EXPECT_EQ(canonical_workspace_scene_uri(project_, workspace_, project_ / "a..b/C.usda"), "a..b/C.usda");
 }
 
 TEST_F(WorkspaceScene, SceneOutsideThePackageHasNoCanonicalPath) {
@@ -60,6 +60,13 @@ TEST_F(WorkspaceScene, SceneOutsideThePackageHasNoCanonicalPath) {
     EXPECT_FALSE(canonical_workspace_scene_uri(project_, workspace_, project_ / "../C.usda"));
     EXPECT_FALSE(canonical_workspace_scene_uri(project_, workspace_, project_));
     workspace_.baseScene = "../C.usda";
+    EXPECT_FALSE(canonical_workspace_scene_uri(project_, workspace_, ""));
+}
+
+TEST_F(WorkspaceScene, HiddenSceneHasNoCanonicalPath) {
+    EXPECT_FALSE(canonical_workspace_scene_uri(project_, workspace_, project_ / "..sets/C.usda"));
+    EXPECT_FALSE(canonical_workspace_scene_uri(project_, workspace_, project_ / ".ssh/authorized_keys"));
+    workspace_.baseScene = ".ssh/authorized_keys";
     EXPECT_FALSE(canonical_workspace_scene_uri(project_, workspace_, ""));
 }
 
