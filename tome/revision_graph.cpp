@@ -14,9 +14,22 @@ namespace {
     throw Error(ErrorCode::Corrupt, "corrupt object: order of revision " + to_hex(digest));
 }
 
+// The order of a revision; 0 when it cannot be read, because the remote is away or the bytes are damaged: that shows
+// when it is needed, and holds up no work on what came after it.
+std::uint64_t readable_order(ObjectSource& source, const Digest& digest) {
+    try {
+        return digest.is_zero() ? 0 : read_revision(source, digest).order;
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::NotFound && error.code() != ErrorCode::Corrupt) {
+            throw;
+        }
+        return 0;
+    }
+}
+
 void check_order(ObjectSource& source, const Digest& digest, const Revision& revision) {
     for (const Digest& parent : {revision.first_parent, revision.second_parent}) {
-        if (!parent.is_zero() && read_revision(source, parent).order >= revision.order) {
+        if (readable_order(source, parent) >= revision.order) {
             refuse_order(digest);
         }
     }

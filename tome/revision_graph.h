@@ -15,7 +15,8 @@ struct NamedRevision {
 };
 
 /// Reads a revision that something is to stand on. Throws Error(Corrupt) "corrupt object: order of revision HEX" unless
-/// its order is above those of its parents: nobody could list a history that goes on from there.
+/// its order is above those of its parents, as far as they can be read: nobody could list a history that goes on from
+/// there.
 Revision read_base(ObjectSource& source, const Digest& digest);
 
 /// Whether `ancestor` is `head` or reachable from it; zero is everyone's ancestor.

@@ -278,6 +278,15 @@ TEST_F(ForgedOrder, IsNotBuiltUpon) {
     EXPECT_EQ(tome::CheckoutIndex(reader / ".tome/index.db").base(), forged_);
 }
 
+TEST_F(ForgedOrder, IsNoOrderAboveAParentThatCannotBeRead) {
+    author_.publish_files({{"top.txt", "two"}});
+    const DamageCheckout reader = clone("reader");
+    damage_remove_object(remote_store_, head_);
+    const Digest three = reader.publish_files({{"top.txt", "three"}});
+    EXPECT_EQ(reader.sync().identity, three);
+    EXPECT_EQ(reader.history().code, 2) << "not found";
+}
+
 TEST_F(ForgedOrder, IsNotPublishedUpon) {
     damage_set_head(remote_store_, "main", forged_);
     Digest upon;
