@@ -14,6 +14,8 @@ using quill_test::FuzzInput;
 using quill_test::require;
 using tome::ObjectKind;
 
+constexpr std::uint64_t largest = std::uint64_t{1} << 62U;  // size or order
+
 template <typename Parse, typename Encode>
 void check_bytes(Parse parse, Encode encode, ObjectKind kind, std::string_view bytes) {
     try {
@@ -52,7 +54,7 @@ void check_written_tree(FuzzInput input) {
         const std::uint8_t form = input.byte();
         entry.kind = (form & 1U) != 0 ? tome::TreeEntry::Kind::Folder : tome::TreeEntry::Kind::File;
         entry.executable = !entry.is_folder() && (form & 2U) != 0;
-        entry.size = entry.is_folder() ? 0 : input.number();
+        entry.size = entry.is_folder() ? 0 : input.number() % (largest + 1);
         entry.digest = digest_in(input);
         if (may_stand_in_a_tree(entry.name)) {
             tree.push_back(std::move(entry));
@@ -75,7 +77,7 @@ void check_written_revision(FuzzInput input) {
     const std::uint8_t parents = input.byte() % 3;
     revision.first_parent = parents > 0 ? digest_in(input) : tome::Digest();
     revision.second_parent = parents > 1 ? digest_in(input) : tome::Digest();
-    revision.order = parents > 0 ? std::max<std::uint64_t>(input.number(), 2) : 1;
+    revision.order = parents > 0 ? std::max<std::uint64_t>(input.number() % (largest + 1), 2) : 1;
     revision.created_at = input.number();
     revision.message = input.text();
     const auto fields = [](const tome::Revision& of) {

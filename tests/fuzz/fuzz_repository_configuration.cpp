@@ -85,8 +85,14 @@ void check_completion() {
     const std::string before = quill_test::read_file(manifest_path());
     const quill::ProjectManifest old = quill::read_project(project()).manifest;
     const auto complete = [] { quill::ensure_project_tome_configuration(project()); };
-    if (refuses(complete, {"Tome project configuration requires a valid project ID",
-                           "Invalid project manifest: " + manifest_path().string()})) {
+    std::set<std::string> messages{"Tome project configuration requires a valid project ID",
+                                   "Invalid project manifest: " + manifest_path().string()};
+    try {
+        quill::check_tome_remote_url(old.tome_remote_url);
+    } catch (const std::runtime_error& error) {
+        messages.insert(error.what());
+    }
+    if (refuses(complete, messages)) {
         return;
     }
     const std::string after = quill_test::read_file(manifest_path());
