@@ -84,7 +84,8 @@ INSTANTIATE_TEST_SUITE_P(, LinkInThePackagesState,
                                          ".derived/tome-workspaces/.history-preview",
                                          ".derived/tome-workspaces/.replaced-by-restore-main",
                                          ".derived/tome-workspaces/.replaced-by-restore-feature",
-                                         ".derived/tome-workspaces/feature", "Workspaces"),
+                                         ".derived/tome-workspaces/feature", ".derived/tome-workspaces/feature/.tome",
+                                         ".derived/tome-workspaces/feature/.derived", ".tome", "Workspaces"),
                          [](const auto& test) {
                              std::string name = test.param;
                              std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
