@@ -120,6 +120,9 @@ void report_metadata(const tome_globals_t& globals, const tome_branch_metadata_g
 
 void push_branch(const tome_globals_t& globals, const tome_branch_push_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    if (globals.use_remote != 0 && !checkout.has_remote()) {  // Its own store would take the branch, and nobody see it.
+        throw Error(ErrorCode::NotFound, "the checkout has no remote: " + checkout_directory(globals).string());
+    }
     const BranchName name = BranchName::parse(to_text(params.name));
     const Digest head = publish_branch(checkout, name, params.with_metadata != 0);
     events.identity(TOME_EVENT_BRANCH_HEAD, head, order_of(checkout.sources(), head));

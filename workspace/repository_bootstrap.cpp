@@ -1,6 +1,7 @@
 #include "workspace/repository_bootstrap.h"
 
 #include <array>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,7 +11,9 @@
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/repository_configuration.h"
+#include "project/text_file.h"
 #include "workspace/abandoned_checkouts.h"
+#include "workspace/wall_clock.h"
 #include "workspace/workspace_checkout.h"
 #include "workspace/workspace_paths.h"
 #include "workspace/workspace_snapshot.h"
@@ -71,6 +74,78 @@ void create_or_clone(const fs::path& project, const TomeCheckout& checkout, cons
     }
 }
 
+// Whether the package's state says that it keeps its branches itself or belongs to another repository.
+bool is_of_another_repository(const fs::path& root, const std::string& repository_url) {
+    std::string text;
+    try {
+        text = read_text_file(root / ".tome" / "config.toml");
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    const bool says = text.find("repository_url") != std::string::npos;
+    return says && !is_same_tome_repository(tome_checkout_configuration(root, "repository_url"), repository_url);
+}
+
+// Moves a package's state aside, where it stays: it may hold what is nowhere else. Until `keep_new` is called, the end
+// brings it back in place of a new one.
+class ReplacedState {
+  public:
+    ReplacedState(fs::path project, const fs::path& root)
+        : project_(std::move(project)),
+          state_(root / ".tome"),
+          aside_(root / (".tome.replaced-" + wall_clock_milliseconds())) {
+        std::error_code error;
+        fs::rename(state_, aside_, error);
+        if (error) {
+            throw std::runtime_error("could not replace Tome repository state: " + error.message());
+        }
+    }
+    ~ReplacedState() {
+        if (!replaced_) {
+            std::error_code ignored;
+            discard_state(project_, state_);
+            fs::rename(aside_, state_, ignored);
+        }
+    }
+    ReplacedState(const ReplacedState&) = delete;
+    ReplacedState& operator=(const ReplacedState&) = delete;
+
+    void keep_new() { replaced_ = true; }
+
+  private:
+    fs::path project_;
+    fs::path state_;
+    fs::path aside_;
+    bool replaced_ = false;
+};
+
+void make_checkout_if_needed(const fs::path& project, const TomeCheckout& checkout, const std::string& repository_url) {
+    std::error_code ignored;
+    if (fs::exists(checkout.root / ".tome", ignored)) {
+        return;
+    }
+    try {
+        make_state_folder(project, checkout.root);
+    } catch (const FileError& failure) {
+        throw std::runtime_error("could not create Tome repository path: " + failure.reason());
+    }
+    const std::string name = repository_url.empty() ? checkout.root.filename().string() : repository_url;
+    call_tome_repository_create(checkout, name.empty() ? "KeelProject" : name,
+                                "Keel content-addressed project repository");
+}
+
+void commit_and_push_unless_on_remote(const fs::path& project, const TomeCheckout& checkout) {
+    const TomeWorkspaceState status = call_tome_repository_status(checkout, false);
+    if (!status.second_identity.empty() || status.identity_extra != 0) {
+        return;
+    }
+    if (status.identity.empty() && status.identity_number == 0) {
+        tome_stage_and_commit(checkout.root, all_visible_project_files(FolderTree(project)), checkout.remote_url,
+                              "Initialize Keel project workspace state");
+    }
+    push_tome_branch(checkout.root, "main", checkout.remote_url, true);
+}
+
 }  // namespace
 
 void bootstrap_missing_project_tome_remote(const fs::path& project_path) {
@@ -105,27 +180,16 @@ void initialize_new_project_tome_repository(const fs::path& project_path) {
     require_project_tome_remote(project);
     ensure_project_tome_configuration(project);
     const TomeCheckout checkout{project_tome_repository_path(project), project_tome_remote_url(project)};
-    std::error_code error;
-    if (!fs::exists(checkout.root / ".tome", error)) {
-        try {
-            make_state_folder(project, checkout.root);
-        } catch (const FileError& failure) {
-            throw std::runtime_error("could not create Tome repository path: " + failure.reason());
-        }
-        std::string name = project_tome_repository_url(project);
-        name = name.empty() ? checkout.root.filename().string() : name;
-        call_tome_repository_create(checkout, name.empty() ? "KeelProject" : name,
-                                    "Keel content-addressed project repository");
+    const std::string repository_url = project_tome_repository_url(project);
+    std::optional<ReplacedState> replaced;
+    if (is_of_another_repository(checkout.root, repository_url)) {
+        replaced.emplace(project, checkout.root);
     }
-    const TomeWorkspaceState status = call_tome_repository_status(checkout, false);
-    if (!status.second_identity.empty() || status.identity_extra != 0) {
-        return;
+    make_checkout_if_needed(project, checkout, repository_url);
+    commit_and_push_unless_on_remote(project, checkout);
+    if (replaced) {
+        replaced->keep_new();
     }
-    if (status.identity.empty() && status.identity_number == 0) {
-        tome_stage_and_commit(checkout.root, all_visible_project_files(FolderTree(project)), checkout.remote_url,
-                              "Initialize Keel project workspace state");
-    }
-    push_tome_branch(checkout.root, "main", checkout.remote_url, true);
 }
 
 }  // namespace quill

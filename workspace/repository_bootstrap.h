@@ -11,7 +11,9 @@ namespace quill {
 /// QUILL_TOME_REMOTE_URL."
 void initialize_project_tome_repository(const std::filesystem::path& project);
 
-/// Starts the history of a new project in the package itself, which becomes a checkout of "main".
+/// Starts the history of a new project in the package itself, which becomes a checkout of "main". The state of a
+/// checkout of another repository, or of none, is moved aside for that (docs/formats.md); a failure brings it back.
+/// Throws "could not replace Tome repository state: ", "could not create Tome repository path: ".
 void initialize_new_project_tome_repository(const std::filesystem::path& project);
 
 /// Puts the package's visible files on "main" of the remote, through a temporary checkout. Throws "cannot bootstrap a

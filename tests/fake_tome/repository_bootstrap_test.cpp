@@ -158,6 +158,26 @@ TEST_F(RepositoryBootstrap, NewProjectThatIsACheckoutIsNotMadeAgain) {
     EXPECT_EQ(count_calls("tome_branch_push"), 1u);
 }
 
+TEST_F(RepositoryBootstrap, NewProjectThatIsACheckoutOfItsRepositoryIsNotMadeAgain) {
+    write_file(project_ / ".tome/config.toml", "repository_url = \"" + quill_test::fake_repository_url + "\"\n");
+    quill::initialize_new_project_tome_repository(project_);
+    EXPECT_EQ(count_calls("tome_repository_create"), 0u);
+}
+
+TEST_F(RepositoryBootstrap, FailureOfAnyCallBringsTheStateOfAnotherRepositoryBack) {
+    for (std::size_t n = 1; n <= 5; ++n) {
+        fs::remove_all(project_ / ".tome");
+        write_file(project_ / ".tome/config.toml", "repository_url = \"\"\n");
+        fake_tome::fail_call(fake_tome::calls().size() + n, 7, "went wrong");
+        const std::string failure = failure_of([&] { quill::initialize_new_project_tome_repository(project_); });
+        EXPECT_NE(failure.find(": went wrong"), std::string::npos) << n << ": " << failure;
+        EXPECT_EQ(quill_test::read_file(project_ / ".tome/config.toml"), "repository_url = \"\"\n") << n;
+        for (const fs::directory_entry& entry : fs::directory_iterator(project_)) {
+            EXPECT_FALSE(entry.path().filename().string().starts_with(".tome.")) << entry.path();
+        }
+    }
+}
+
 TEST_F(RepositoryBootstrap, NewProjectWithRemoteHistoryIsLeftAlone) {
     fake_tome::once("tome_repository_status", [](const Call&, const Events& events) {
         events.status({}, 0, make_hash(1), 0);

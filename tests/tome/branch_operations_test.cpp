@@ -27,6 +27,16 @@ TEST_F(BranchOperations, CreateMakesTheBranchOnTheRemoteAtTheHeadOfItsParent) {
     EXPECT_FALSE(side.archived);
 }
 
+TEST_F(BranchOperations, PushFromACheckoutWithoutARemoteIsRefusedWhereTheRemoteIsAskedFor) {
+    EngineClient client(folder_ / "alone");
+    must(client.create("alone", true));
+    client.write("a", "1");
+    client.commit_paths({"a"});
+    EXPECT_EQ(client.push("main").error, "");
+    client.use_remote = true;
+    EXPECT_EQ(client.push("main").error, "the checkout has no remote: " + (folder_ / "alone").string());
+}
+
 TEST_F(BranchOperations, CreateLeavesTheCheckoutOnItsBranch) {
     const EngineClient client = new_repository({{"a", "1"}});
     must(client.create_branch("side"));

@@ -1,9 +1,14 @@
 // With the real engine and directory remotes.
 #include "workspace/repository_bootstrap.h"
 
+#include <algorithm>
+#include <span>
+
+#include "content/content_store_selection.h"
 #include "tests/workspace/real_project.h"
 #include "workspace/workspace_checkout.h"
 #include "workspace/workspace_paths.h"
+#include "workspace/workspace_snapshot.h"
 
 namespace {
 
@@ -73,6 +78,79 @@ TEST_F(RepositoryBootstrap, NewPackageBecomesACheckoutOfMain) {
     EXPECT_TRUE(quill::is_tome_checkout(project_));
     EXPECT_EQ(visible_files(clone_of_main()), visible_files(project_));
     EXPECT_EQ(revisions_of_main(), 1u);
+}
+
+// With what was moved aside.
+Texts states(const fs::path& package) {
+    Texts names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(package)) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with(".tome")) {
+            names.push_back(name.substr(0, name.find('-')));
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST_F(RepositoryBootstrap, NewPackageThatKeptItsBlobsAloneReachesTheRemote) {
+    project_ = folder_ / "New.quillproject";
+    quill::create_project_package(project_, "", {});
+    const std::string bytes = "blob";
+    const auto blob = std::as_bytes(std::span(bytes));
+    const std::string key = quill::make_project_content_store(project_, "")->put(blob, "").key;
+    ASSERT_TRUE(quill::is_tome_checkout(project_));
+    setenv("QUILL_TOME_REMOTE_URL", remote_.c_str(), 1);
+    quill::create_project_package(project_, "", {});
+    unsetenv("QUILL_TOME_REMOTE_URL");
+    EXPECT_EQ(visible_files(clone_of_main()), visible_files(project_));
+    EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"),
+              quill::project_tome_repository_url(project_));
+    EXPECT_EQ(states(project_), (Texts{".tome", ".tome.replaced"}));
+    EXPECT_TRUE(quill::make_project_content_store(project_, "")->get(key));
+    quill::make_project_content_store(project_, "")->put(blob, "other");
+}
+
+TEST_F(RepositoryBootstrap, PackageThatIsCreatedAgainIsACheckoutOfItsNewRepository) {
+    project_ = folder_ / "New.quillproject";
+    setenv("QUILL_TOME_REMOTE_URL", remote_.c_str(), 1);
+    quill::create_project_package(project_, "", {});
+    const std::string first = quill::project_tome_repository_url(project_);
+    write_file(project_ / scene, "edited");
+    quill::create_project_package(project_, "", {});
+    unsetenv("QUILL_TOME_REMOTE_URL");
+    const std::string second = quill::project_tome_repository_url(project_);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"), second);
+    EXPECT_EQ(read_file(clone_of_main() / scene), "edited");
+    EXPECT_EQ(states(project_), (Texts{".tome", ".tome.replaced"}));
+    const quill::TomeCheckout old{folder_ / "old", remote_};
+    quill::TomeClone clone;
+    clone.repository_url = first;
+    clone.branch = "main";
+    quill::call_tome_repository_clone(old, clone);
+}
+
+TEST_F(RepositoryBootstrap, PackageWhoseNewRemoteCannotBeReachedKeepsItsState) {
+    project_ = folder_ / "New.quillproject";
+    setenv("QUILL_TOME_REMOTE_URL", remote_.c_str(), 1);
+    quill::create_project_package(project_, "", {});
+    const std::string first = quill::project_tome_repository_url(project_);
+    write_file(folder_ / "file", "");
+    setenv("QUILL_TOME_REMOTE_URL", ("file://" + (folder_ / "file/remote").string()).c_str(), 1);
+    EXPECT_NE(failure_of([&] { quill::create_project_package(project_, "", {}); }), "no failure");
+    unsetenv("QUILL_TOME_REMOTE_URL");
+    EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"), first);
+    EXPECT_EQ(states(project_), Texts{".tome"});
+}
+
+TEST_F(RepositoryBootstrap, PushFromAPackageWithoutTheRemoteFails) {
+    project_ = folder_ / "New.quillproject";
+    quill::create_project_package(project_, "", {});
+    quill::call_tome_repository_create({project_, ""}, "alone", "");
+    quill::tome_stage_and_commit(project_, visible_files(project_), "", "first");
+    EXPECT_EQ(failure_of([&] { quill::push_tome_branch(project_, "main", remote_, true); }),
+              "tome_branch_push: the checkout has no remote: " + project_.string());
 }
 
 TEST_F(RepositoryBootstrap, NewPackageWithHistoryIsLeftAsItIs) {

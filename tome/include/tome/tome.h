@@ -296,7 +296,8 @@ TOME_API int32_t tome_branch_metadata_get(const tome_globals_t* globals,
 
 /* Publishes the checkout's head of `name` with the metadata noted for it, both or neither. The remote branch moves when
  * its head is an ancestor of the new one; else "branch has moved on the remote: NAME". What was committed stays in the
- * checkout. A branch that the remote lacks is made. Event: TOME_EVENT_BRANCH_HEAD. */
+ * checkout. A branch that the remote lacks is made. With `use_remote` a checkout without a remote is refused. Event:
+ * TOME_EVENT_BRANCH_HEAD. */
 typedef struct tome_branch_push_params {
     tome_string_t name;
     uint32_t with_metadata; /* carry the noted metadata, too */
