@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "tome/remedy.h"
 #include "tome/revision_graph.h"
 
 namespace tome {
@@ -30,6 +31,15 @@ std::string one_line(std::string text) {
     return text;
 }
 
+std::string remedy_for_error(const tome_globals_t* globals, const Error& error) {
+    try {
+        return error.code() == ErrorCode::Corrupt ? remedy_for(error.what(), checkout_directory(*globals))
+                                                  : std::string();
+    } catch (const std::exception&) {
+        return {};  // The error itself is what matters.
+    }
+}
+
 int32_t run_and_report(const tome_globals_t* globals, const void* params, const Events& events,
                        const std::function<void(const Events&)>& body) {
     const auto fail = [&](const std::string& text, ErrorCode code) {
@@ -41,7 +51,7 @@ int32_t run_and_report(const tome_globals_t* globals, const void* params, const 
         body(events);
         return 0;
     } catch (const Error& error) {
-        return fail(error.what(), error.code());
+        return fail(error.what() + remedy_for_error(globals, error), error.code());
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {

@@ -170,7 +170,8 @@ TEST_F(TomeContentStores, GiveTheEnginesTextWhenARepositoryIsDamaged) {
         TomeContentStore(project_, project_, "", "");
         ADD_FAILURE() << "nothing was thrown";
     } catch (const std::runtime_error& error) {
-        EXPECT_EQ(error.what(), "corrupt database: " + (store / "store.db").string());
+        EXPECT_EQ(error.what(), "corrupt database: " + (store / "store.db").string() + "; restore " +
+                                    (project_ / ".tome").string() + " from a backup");
     }
 }
 

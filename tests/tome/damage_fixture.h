@@ -43,8 +43,14 @@ struct DamageReply {
     std::vector<DamageRevision> revisions;
     tome::Digest identity;  ///< of the last event that had one
 
-    /// "done", or the error's text.
-    std::string text() const { return code == 0 ? "done" : error; }
+    /// "done", or the error's text; of one that names a database, a store or an index without the remedy.
+    std::string text() const {
+        bool with_remedy = false;
+        for (const char* kind : {"corrupt database: ", "corrupt store: ", "corrupt index: "}) {
+            with_remedy = with_remedy || error.starts_with(kind);
+        }
+        return code == 0 ? "done" : error.substr(0, with_remedy ? error.find("; ") : error.npos);
+    }
 };
 
 inline tome::Digest damage_digest(const tome_hash_t& hash) {

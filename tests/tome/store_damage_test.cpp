@@ -177,6 +177,32 @@ TEST_F(StoreDamage, OfASharedStoreIsNamedByCloneAndByWorkInIt) {
     }
 }
 
+TEST_F(StoreDamage, SaysWhatHelpsWhereItIs) {
+    const std::filesystem::path shared = folder_ / "shared";
+    ASSERT_TRUE(ObjectStore::create(shared));
+    const DamageCheckout sharing = checkout("sharing");
+    DamageCheckout::require(sharing.clone("main", shared));
+    const auto status_with = [this](const DamageCheckout& of, const std::filesystem::path& database) {
+        std::string error;
+        with_damage(database, database_damages[0], [&] { error = of.stage({"a.txt"}).error; });
+        return error;
+    };
+    const std::string corrupt_database = "corrupt database: ";
+    const auto anew = [](const DamageCheckout& of) {
+        return "; move edited files aside and delete " + (of / ".tome").string() + " to have the checkout made anew";
+    };
+    const std::filesystem::path index = author_ / ".tome/index.db";
+    EXPECT_EQ(status_with(author_, index), corrupt_database + index.string() + anew(author_));
+    const std::filesystem::path own = author_.own_store() / "store.db";
+    EXPECT_EQ(status_with(author_, own), corrupt_database + own.string() + anew(author_));
+    EXPECT_EQ(status_with(sharing, shared / "store.db"), corrupt_database + (shared / "store.db").string() +
+                                                             "; delete " + shared.string() +
+                                                             ", the remote has what was pushed");
+    const std::filesystem::path remote = remote_store_ / "store.db";
+    EXPECT_EQ(status_with(author_, remote),
+              corrupt_database + remote.string() + "; restore " + remote_store_.string() + " from a backup");
+}
+
 TEST_F(StoreDamage, ByAnEmptyFileOrAnotherProgramsDatabaseIsNamedAndThatIsLeftAsItIs) {
     const std::filesystem::path index = author_ / ".tome/index.db";
     for (const FileDamage& damage : foreign_databases) {
