@@ -91,7 +91,7 @@ struct TomeContentStore::Impl {
         const std::string description = "Keel content-addressed project repository";
         try {
             call(tome_repository_create, "tome_repository_create",
-                 tome_repository_create_params_t{view_of(name), view_of(description)});
+                 tome_repository_create_params_t{view_of(name), view_of(description), {}});
         } catch (const std::runtime_error&) {
             if (!fs::exists(state_folder, ignored)) {  // Another process may have been faster.
                 throw;

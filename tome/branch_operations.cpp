@@ -14,7 +14,7 @@ void create_branch(const tome_globals_t& globals, const tome_branch_create_param
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     const BranchName name = BranchName::parse(to_text(params.name));
     const BranchName from = BranchName::parse(to_text(params.from));
-    const std::optional<BranchRecord> parent = checkout.remote().find_branch(from);
+    const std::optional<BranchRecord> parent = branch_to_write(checkout, from);  // Not to begin at an older head.
     if (!parent) {
         throw Error(ErrorCode::NotFound, "branch does not exist: " + from.text());
     }
@@ -26,7 +26,7 @@ void create_branch(const tome_globals_t& globals, const tome_branch_create_param
     record.metadata = parent->metadata;
     record.created_at = record.updated_at = current_time();
     const std::uint64_t order = order_of(checkout.sources(), record.head);
-    if (!checkout.remote().compare_and_set(record)) {
+    if (branch_to_write(checkout, name) || !checkout.remote().compare_and_set(record)) {
         throw Error(ErrorCode::AlreadyExists, "branch already exists: " + name.text());
     }
     events.identity(TOME_EVENT_BRANCH_HEAD, record.head, order);
@@ -132,7 +132,7 @@ void archive_branch(const tome_globals_t& globals, const tome_branch_archive_par
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     const BranchName name = BranchName::parse(to_text(params.name));
     for (;;) {
-        std::optional<BranchRecord> record = checkout.remote().find_branch(name);
+        std::optional<BranchRecord> record = branch_to_write(checkout, name);
         if (!record) {
             throw Error(ErrorCode::NotFound, "branch does not exist: " + name.text());
         }

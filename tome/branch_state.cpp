@@ -71,6 +71,73 @@ BranchRecord new_record(const BranchName& branch) {
     return record;
 }
 
+std::string state_text(const Digest& head, std::uint64_t order) {
+    return head.is_zero() ? "without a revision"
+                          : "at revision " + (order == 0 ? "" : std::to_string(order) + " ") + "(" +
+                                to_hex(head).substr(0, 12) + ")";
+}
+
+[[noreturn]] void refuse_older_state(Checkout& checkout, const BranchName& branch,
+                                     const std::optional<BranchRecord>& record, const RememberedBranch& remembered) {
+    const std::string now = record ? state_text(record->head, known_order(checkout.sources(), record->head)) : "gone";
+    throw Error(ErrorCode::Moved, "the remote went back: branch " + branch.text() + " was " +
+                                      state_text(remembered.head, remembered.order) + " and is " + now +
+                                      "; bring the remote back from a backup, or accept its state with "
+                                      "accept_project_remote_state");
+}
+
+bool went_back(const std::optional<BranchRecord>& record, const RememberedBranch& remembered) {
+    return !record || record->sequence < remembered.sequence ||
+           (record->sequence == remembered.sequence && record->head != remembered.head);
+}
+
+// What is not here whole is not known.
+bool is_known_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head) {
+    try {
+        return is_ancestor(source, ancestor, head);
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::NotFound && error.code() != ErrorCode::Corrupt) {
+            throw;
+        }
+        return false;
+    }
+}
+
+// False when something that the remote lacks is not here, or damaged.
+bool send_history(Checkout& checkout, const Digest& head) {
+    try {
+        MissingObjects missing(checkout.sources(), *checkout.remote().objects());
+        missing.add_history(head);
+        checkout.remote().add_objects(checkout.sources(), missing.wanted(), {});
+        return true;
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::NotFound && error.code() != ErrorCode::Corrupt) {
+            throw;
+        }
+        return false;
+    }
+}
+
+// Makes the branch's head on the remote the remembered one, or leaves one that goes beyond it, above the remembered
+// sequence. The metadata is not remembered: that of the remote stays.
+void bring_forward(Checkout& checkout, const BranchName& branch, const std::optional<BranchRecord>& found,
+                   const RememberedBranch& remembered) {
+    BranchRecord record = found ? *found : new_record(branch);
+    if (!found) {
+        record.kind = remembered.kind;
+        record.author = remembered.author;
+    }
+    if (!is_known_ancestor(checkout.sources(), remembered.head, record.head)) {
+        if (!is_known_ancestor(checkout.sources(), record.head, remembered.head) ||
+            !send_history(checkout, remembered.head)) {
+            refuse_older_state(checkout, branch, found, remembered);
+        }
+        record.head = remembered.head;
+    }
+    record.updated_at = current_time();
+    checkout.remote().compare_and_set(record, remembered.sequence);  // Or another process did, or wrote something else.
+}
+
 // The head that the remote is to have: the local one, unless the remote already goes beyond it.
 Digest head_to_publish(Checkout& checkout, const BranchRecord& record, const Digest& local) {
     if (is_ancestor(checkout.sources(), record.head, local)) {
@@ -118,12 +185,23 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch) {
     return {record->head, bases.empty() ? Digest{} : bases.front(), true};
 }
 
+std::optional<BranchRecord> branch_to_write(Checkout& checkout, const BranchName& branch) {
+    for (;;) {
+        const std::optional<RememberedBranch> remembered = checkout.memory().find(branch);
+        std::optional<BranchRecord> record = checkout.remote().find_branch(branch);
+        if (!remembered || !went_back(record, *remembered)) {
+            return record;
+        }
+        bring_forward(checkout, branch, record, *remembered);
+    }
+}
+
 Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_metadata) {
     const std::optional<Digest> local = known_head(checkout, branch);
     const std::map<std::string, std::string> noted =
         with_metadata ? checkout.index().noted_metadata(branch) : std::map<std::string, std::string>();
     for (;;) {
-        const std::optional<BranchRecord> found = checkout.remote().find_branch(branch);
+        const std::optional<BranchRecord> found = branch_to_write(checkout, branch);
         if (!found && !local) {
             throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
         }

@@ -22,8 +22,14 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch);
 /// The head that the checkout knows without asking the remote, when it has one.
 std::optional<Digest> known_head(Checkout& checkout, const BranchName& branch);
 
+/// The branch on the remote, to be written; nothing when there is none. Where the remote went back behind what is
+/// remembered of the branch and all that it lacks is here, it first gets that again. Throws Error(Moved) "the remote
+/// went back: …" otherwise.
+std::optional<BranchRecord> branch_to_write(Checkout& checkout, const BranchName& branch);
+
 /// Publishes the local head of `branch` and the metadata noted for it, in one step; returns the head on the remote.
-/// Throws Error(Moved) "branch has moved on the remote: NAME" unless the remote's head is an ancestor.
+/// Throws Error(Moved) "branch has moved on the remote: NAME" unless the remote's head is an ancestor, or as
+/// branch_to_write() does.
 Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_metadata);
 
 /// Makes `head` the base and the local head of the checkout's branch: the last step of commit, restore and merge, in

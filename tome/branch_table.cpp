@@ -1,5 +1,7 @@
 #include "tome/branch_table.h"
 
+#include <algorithm>
+
 #include "tome/error.h"
 #include "tome/file_io.h"
 
@@ -59,19 +61,23 @@ std::vector<BranchRecord> list_branches(Database& database) {
     return result;
 }
 
-bool compare_and_set_branch(Database& database, const BranchRecord& record) {
+std::int64_t next_sequence(const BranchRecord& record, std::int64_t above) {
+    return std::max(record.sequence, above) + 1;
+}
+
+bool compare_and_set_branch(Database& database, const BranchRecord& record, std::int64_t above) {
     const std::string nonce = random_text();
     Statement write = database.prepare(
         record.sequence == 0
             ? "INSERT INTO branch(name, kind, author, head, metadata, archived, created_at, updated_at, sequence, "
               "nonce)"
-              " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9 + 1, ?10) ON CONFLICT DO NOTHING"
+              " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?11, ?10) ON CONFLICT DO NOTHING"
             : "UPDATE branch SET kind = ?2, author = ?3, head = ?4, metadata = ?5, archived = ?6, created_at = ?7,"
-              " updated_at = ?8, sequence = ?9 + 1, nonce = ?10 WHERE name = ?1 AND sequence = ?9");
+              " updated_at = ?8, sequence = ?11, nonce = ?10 WHERE name = ?1 AND sequence = ?9");
     write.bind_text(1, record.name).bind_text(2, record.kind).bind_text(3, record.author);
     write.bind_blob(4, record.head.view()).bind_blob(5, record.metadata.view()).bind(6, record.archived ? 1 : 0);
     write.bind(7, static_cast<std::int64_t>(record.created_at)).bind(8, static_cast<std::int64_t>(record.updated_at));
-    write.bind(9, record.sequence).bind_text(10, nonce);
+    write.bind(9, record.sequence).bind_text(10, nonce).bind(11, next_sequence(record, above));
     write.run();
     return database.changes() == 1;
 }

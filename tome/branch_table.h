@@ -32,8 +32,12 @@ std::optional<BranchRecord> read_branch(Database& database, const BranchName& na
 /// In byte order of their names.
 std::vector<BranchRecord> list_branches(Database& database);
 
+/// The sequence that a branch gets when `record` is written: one above the record's and above `above`.
+std::int64_t next_sequence(const BranchRecord& record, std::int64_t above);
+
 /// Writes `record` if the branch's sequence still is `record.sequence` (0: no such branch); the written record carries
-/// the next one. False, with nothing written, otherwise. Durable when the transaction around it commits.
-bool compare_and_set_branch(Database& database, const BranchRecord& record);
+/// the next one, which lies above `above`, too. False, with nothing written, otherwise. Durable when the transaction
+/// around it commits.
+bool compare_and_set_branch(Database& database, const BranchRecord& record, std::int64_t above = 0);
 
 }  // namespace tome

@@ -56,13 +56,25 @@ std::filesystem::path config_path(const std::filesystem::path& directory) {
     return state_folder(directory) / "config.toml";
 }
 
+BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config) {
+    const bool is_kept = !config.branch_memory.empty() && !config.repository_url.empty();
+    return {is_kept ? (directory / config.branch_memory).lexically_normal() : std::filesystem::path(),
+            config.repository_url};
+}
+
+std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory) {
+    return std::make_unique<RememberingRemote>(DirectoryRemote::open(parse_repository_url(config.repository_url)),
+                                               memory);
+}
+
 Checkout::Checkout(const std::filesystem::path& directory, Access access, bool offline)
     : directory_(directory),
       config_(read_config(config_path(directory))),
       lock_(lock_folder(directory, access)),
       index_(state_folder(directory) / "index.db"),
       files_(directory),
-      offline_(offline && has_remote()) {
+      offline_(offline && has_remote()),
+      memory_(branch_memory(directory, config_)) {
     if (access == Access::Change) {
         clear_temporary_files(directory);
     }
@@ -74,7 +86,7 @@ Checkout::Checkout(const std::filesystem::path& directory, Access access, bool o
         remote_ = std::make_unique<DirectoryRemote>(std::make_shared<ObjectStore>(own_store(directory)));
     } else if (!offline_) {
         try {
-            remote_ = DirectoryRemote::open(parse_repository_url(config_.repository_url));
+            remote_ = open_remote(config_, memory_);
             sources_.add(remote_->objects());
         } catch (const Error& error) {
             if (error.code() != ErrorCode::NotFound) {

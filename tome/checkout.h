@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 
+#include "tome/branch_memory.h"
 #include "tome/checkout_config.h"
 #include "tome/checkout_index.h"
 #include "tome/object_store.h"
@@ -34,6 +35,9 @@ class Checkout {
     /// Where new objects go: the shared store when the checkout uses one, else its own, made when first needed.
     ObjectStore& store();
 
+    /// What was last seen of the remote's branches.
+    BranchMemory& memory() { return memory_; }
+
     /// The repository's remote; for a checkout without one, its own branches. Throws Error(NotFound) when offline or
     /// when the remote does not have the repository.
     Remote& remote();
@@ -55,6 +59,7 @@ class Checkout {
     CheckoutIndex index_;
     WorkingTree files_;
     bool offline_;
+    BranchMemory memory_;
     std::shared_ptr<ObjectStore> store_;
     std::unique_ptr<Remote> remote_;
     std::string remote_failure_;
@@ -65,6 +70,12 @@ class Checkout {
 /// ".tome" in `directory`.
 std::filesystem::path state_folder(const std::filesystem::path& directory);
 std::filesystem::path config_path(const std::filesystem::path& directory);
+
+/// What the checkout in `directory` remembers of its remote's branches.
+BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config);
+
+/// The repository on the remote, its branches remembered in `memory`. Throws as DirectoryRemote::open() does.
+std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory);
 
 /// Makes `directory` a checkout without files: builds ".tome" aside and renames it into place. False when a finished
 /// checkout stood there already or another process was faster.

@@ -14,6 +14,7 @@
 #pragma pop_macro("TOML_UNREACHABLE")
 #include <toml++/toml.h>
 
+#include "tome/branch_memory.h"
 #include "tome/error.h"
 #include "tome/file_io.h"
 
@@ -62,6 +63,14 @@ void read_shared_store(const toml::table& table, const std::filesystem::path& pa
     }
 }
 
+std::filesystem::path read_branch_memory(const toml::table& table, const std::filesystem::path& path) {
+    const std::filesystem::path memory = table["branch_memory"].value_or(std::string());
+    if (!memory.empty() && (memory.is_absolute() || !names_branch_memory(memory))) {
+        refuse(path, "the branch memory is no relative path of a " + std::string(branch_memory_name));
+    }
+    return memory;
+}
+
 }  // namespace
 
 std::string config_text(const CheckoutConfig& config) {
@@ -71,6 +80,9 @@ std::string config_text(const CheckoutConfig& config) {
     std::string text = "remote_url = " + toml_string(config.remote_url) + "\n";
     text += "repository_url = " + toml_string(config.repository_url) + "\n";
     text += "description = " + toml_string(config.description) + "\n";
+    if (!config.branch_memory.empty()) {
+        text += "branch_memory = " + toml_string(config.branch_memory.string()) + "\n";
+    }
     text += "\n[shared_store_to_use]\n";
     text += std::string("use_shared_store = ") + (config.use_shared_store ? "true" : "false") + "\n";
     if (config.use_shared_store) {
@@ -97,6 +109,7 @@ CheckoutConfig read_config(const std::filesystem::path& path) {
         config.remote_url = table["remote_url"].value<std::string>().value();
         config.repository_url = table["repository_url"].value<std::string>().value();
         config.description = table["description"].value_or(std::string());
+        config.branch_memory = read_branch_memory(table, path);
         read_shared_store(table, path, config);
         return config;
     } catch (const toml::parse_error& error) {

@@ -12,6 +12,7 @@ struct CheckoutConfig {
     std::string description;     ///< free text
     bool use_shared_store = false;
     std::filesystem::path shared_store;
+    std::filesystem::path branch_memory{};  ///< relative to the checkout's directory; empty: none
 };
 
 /// The file's text. The key remote_url comes first and its line has no comment and no escape.

@@ -103,12 +103,15 @@ bool create_repository_store(const std::filesystem::path& directory) {
     return true;
 }
 
+bool DirectoryRemote::is_there(const RepositoryLocation& location) {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::symlink_status(location.remote / location.name, ignored));
+}
+
 void DirectoryRemote::create_repository(const RepositoryLocation& location) {
     prepare_directory_remote(location.remote);
     const std::filesystem::path directory = location.remote / location.name;
-    std::error_code error;
-    if (std::filesystem::exists(std::filesystem::symlink_status(directory, error)) ||
-        !create_repository_store(directory)) {
+    if (is_there(location) || !create_repository_store(directory)) {
         throw Error(ErrorCode::AlreadyExists, "Already exists: " + repository_url(location));
     }
 }
@@ -116,7 +119,7 @@ void DirectoryRemote::create_repository(const RepositoryLocation& location) {
 std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation& location) {
     const std::filesystem::path directory = location.remote / location.name;
     std::error_code error;
-    if (!std::filesystem::exists(std::filesystem::symlink_status(directory, error))) {
+    if (!is_there(location)) {
         const bool exists = std::filesystem::exists(location.remote, error);
         if (exists && !std::filesystem::is_directory(location.remote, error)) {
             throw Error(ErrorCode::Invalid, "the remote is not a directory: " + location.remote.string());
@@ -184,9 +187,9 @@ std::vector<BranchRecord> DirectoryRemote::branches() {
     return list_branches(store_->database());
 }
 
-bool DirectoryRemote::compare_and_set(const BranchRecord& record) {
+bool DirectoryRemote::compare_and_set(const BranchRecord& record, std::int64_t above) {
     Transaction transaction(store_->database());
-    const bool written = compare_and_set_branch(store_->database(), record);
+    const bool written = compare_and_set_branch(store_->database(), record, above);
     if (written) {
         transaction.commit();
     }

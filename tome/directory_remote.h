@@ -16,6 +16,9 @@ void prepare_directory_remote(const std::filesystem::path& directory);
 
 class DirectoryRemote final : public Remote {
   public:
+    /// Whether something stands where the repository's folder is to be.
+    static bool is_there(const RepositoryLocation& location);
+
     /// Makes the repository, with a branch "main" that has no revision. Throws Error(AlreadyExists)
     /// "Already exists: URL".
     static void create_repository(const RepositoryLocation& location);
@@ -33,7 +36,7 @@ class DirectoryRemote final : public Remote {
     void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) override;
     std::optional<BranchRecord> find_branch(const BranchName& name) override;
     std::vector<BranchRecord> branches() override;
-    bool compare_and_set(const BranchRecord& record) override;
+    bool compare_and_set(const BranchRecord& record, std::int64_t above) override;
 
   private:
     std::shared_ptr<ObjectStore> store_;

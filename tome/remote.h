@@ -36,8 +36,10 @@ class Remote {
     /// In byte order of their names.
     virtual std::vector<BranchRecord> branches() = 0;
 
-    /// Writes the record if the branch's sequence still is `record.sequence` (0: no such branch). False otherwise.
-    virtual bool compare_and_set(const BranchRecord& record) = 0;
+    /// Writes the record if the branch's sequence still is `record.sequence` (0: no such branch), with next_sequence().
+    /// False otherwise.
+    virtual bool compare_and_set(const BranchRecord& record, std::int64_t above) = 0;
+    bool compare_and_set(const BranchRecord& record) { return compare_and_set(record, 0); }
 };
 
 }  // namespace tome

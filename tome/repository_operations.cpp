@@ -1,4 +1,5 @@
-// tome_repository_create, tome_repository_status, tome_repository_clone, tome_shared_store_create.
+// tome_repository_create, tome_repository_status, tome_repository_clone, tome_repository_accept_remote,
+// tome_shared_store_create.
 #include <algorithm>
 #include <set>
 
@@ -26,6 +27,21 @@ void refuse_checkout(const std::filesystem::path& directory) {
     }
 }
 
+std::filesystem::path memory_path(const tome_string_t& memory) {
+    const std::filesystem::path path = to_text(memory);
+    if (!path.empty() && (!path.is_absolute() || !names_branch_memory(path))) {
+        throw Error(ErrorCode::Invalid, "the branch memory is no absolute path of a " +
+                                            std::string(branch_memory_name) + ": " + path.string());
+    }
+    return path.lexically_normal();
+}
+
+// The path as the configuration of the checkout in `directory` says it, so that it holds when both are moved.
+std::filesystem::path memory_in_config(const tome_string_t& memory, const std::filesystem::path& directory) {
+    const std::filesystem::path path = memory_path(memory);
+    return path.empty() ? path : path.lexically_relative(directory);
+}
+
 void create_repository(const tome_globals_t& globals, const tome_repository_create_params_t& params) {
     const std::filesystem::path directory = checkout_directory(globals);
     const std::string name = to_text(params.name);
@@ -37,7 +53,14 @@ void create_repository(const tome_globals_t& globals, const tome_repository_crea
         const RepositoryLocation location = parse_repository_url(name);
         config.remote_url = canonical_url(location.remote);
         config.repository_url = config.remote_url + "/" + location.name;
+        config.branch_memory = memory_in_config(params.branch_memory, directory);
+        if (config.branch_memory.empty()) {
+            config.branch_memory = state_folder({}) / branch_memory_name;
+        }
         make_folder(directory);
+        if (!DirectoryRemote::is_there(location)) {
+            branch_memory(directory, config).forget();  // A new one, which owes nothing to one that is gone.
+        }
         DirectoryRemote::create_repository(location);
     }
     make_folder(directory);
@@ -71,11 +94,12 @@ void report_status(const tome_globals_t& globals, const tome_repository_status_p
     events.paths(TOME_EVENT_STATUS_PATH, changed);
 }
 
-CheckoutConfig clone_config(const tome_repository_clone_params_t& params) {
+CheckoutConfig clone_config(const tome_repository_clone_params_t& params, const std::filesystem::path& directory) {
     const RepositoryLocation location = parse_repository_url(to_text(params.repository_url));
     CheckoutConfig config;
     config.remote_url = canonical_url(location.remote);
     config.repository_url = config.remote_url + "/" + location.name;
+    config.branch_memory = memory_in_config(params.branch_memory, directory);
     config.use_shared_store = params.use_shared_store != 0;
     if (config.use_shared_store) {
         config.shared_store = to_text(params.shared_store);
@@ -99,9 +123,10 @@ void fill_clone(Checkout& checkout, const tome_repository_clone_params_t& params
 void clone_repository(const tome_globals_t& globals, const tome_repository_clone_params_t& params,
                       const Events& events) {
     const std::filesystem::path directory = checkout_directory(globals);
-    const CheckoutConfig config = clone_config(params);
+    const CheckoutConfig config = clone_config(params, directory);
     const BranchName branch = BranchName::parse(to_text(params.branch));
-    const auto record = DirectoryRemote::open(parse_repository_url(config.repository_url))->find_branch(branch);
+    BranchMemory memory = branch_memory(directory, config);
+    const std::optional<BranchRecord> record = open_remote(config, memory)->find_branch(branch);
     if (!record) {
         throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
     }
@@ -125,6 +150,16 @@ void clone_repository(const tome_globals_t& globals, const tome_repository_clone
         }
         throw;
     }
+}
+
+void accept_remote(const tome_globals_t& globals, const tome_repository_accept_remote_params_t& params) {
+    const std::filesystem::path memory = memory_path(params.branch_memory);
+    if (memory.empty()) {
+        const std::filesystem::path directory = checkout_directory(globals);
+        return branch_memory(directory, read_config(config_path(directory))).forget();
+    }
+    const RepositoryLocation location = parse_repository_url(to_text(params.repository_url));
+    BranchMemory(memory, canonical_url(location.remote) + "/" + location.name).forget();
 }
 
 void create_shared_store(const tome_globals_t& globals, const tome_shared_store_create_params_t& params) {
@@ -161,6 +196,13 @@ int32_t tome_repository_clone(const tome_globals_t* globals, const tome_reposito
                               uint64_t user, tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
                                [&](const tome::Events& events) { tome::clone_repository(*globals, *params, events); });
+}
+
+int32_t tome_repository_accept_remote(const tome_globals_t* globals,
+                                      const tome_repository_accept_remote_params_t* params, uint64_t user,
+                                      tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events&) { tome::accept_remote(*globals, *params); });
 }
 
 int32_t tome_shared_store_create(const tome_globals_t* globals, const tome_shared_store_create_params_t* params,

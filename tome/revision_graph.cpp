@@ -83,6 +83,14 @@ Revision read_base(ObjectSource& source, const Digest& digest) {
     return revision;
 }
 
+std::uint64_t known_order(ObjectSource& source, const Digest& revision) {
+    try {
+        return revision.is_zero() ? 0 : read_revision(source, revision).order;
+    } catch (const Error&) {
+        return 0;
+    }
+}
+
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head) {
     if (ancestor.is_zero() || ancestor == head) {
         return true;

@@ -19,6 +19,9 @@ struct NamedRevision {
 /// there.
 Revision read_base(ObjectSource& source, const Digest& digest);
 
+/// The order of a revision; 0 for none, and for one that is not here or damaged.
+std::uint64_t known_order(ObjectSource& source, const Digest& revision);
+
 /// Whether `ancestor` is `head` or reachable from it; zero is everyone's ancestor.
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head);
 

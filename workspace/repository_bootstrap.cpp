@@ -61,7 +61,8 @@ void make_empty_folder(const fs::path& project, const fs::path& checkout) {
 // longer has become deletions.
 void create_or_clone(const fs::path& project, const TomeCheckout& checkout, const std::string& repository_url) {
     try {
-        call_tome_repository_create(checkout, repository_url, "Keel hosted project repository");
+        call_tome_repository_create(checkout, repository_url, "Keel hosted project repository",
+                                    workspace_branch_memory(project).string());
     } catch (const std::runtime_error& error) {
         if (!says_that_it_exists(error.what())) {
             throw;
@@ -131,7 +132,7 @@ void make_checkout_if_needed(const fs::path& project, const TomeCheckout& checko
     }
     const std::string name = repository_url.empty() ? checkout.root.filename().string() : repository_url;
     call_tome_repository_create(checkout, name.empty() ? "KeelProject" : name,
-                                "Keel content-addressed project repository");
+                                "Keel content-addressed project repository", workspace_branch_memory(project).string());
 }
 
 void commit_and_push_unless_on_remote(const fs::path& project, const TomeCheckout& checkout) {

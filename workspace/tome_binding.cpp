@@ -143,10 +143,11 @@ TomeStringArrayView tome_string_array_view(const std::vector<std::string>& texts
 }
 
 TomeWorkspaceState call_tome_repository_create(const TomeCheckout& checkout, const std::string& name,
-                                               const std::string& description) {
+                                               const std::string& description, const std::string& branch_memory) {
     tome_repository_create_params_t params = {};
     params.name = tome_string_of(name);
     params.description = tome_string_of(description);
+    params.branch_memory = tome_string_of(branch_memory);
     return call(tome_repository_create, "tome_repository_create", checkout, params);
 }
 
@@ -168,7 +169,16 @@ TomeWorkspaceState call_tome_repository_clone(const TomeCheckout& checkout, cons
     }
     params.paths = paths.array();
     params.sparse = 1;
+    params.branch_memory = tome_string_of(clone.branch_memory);
     return call(tome_repository_clone, "tome_repository_clone", checkout, params);
+}
+
+void call_tome_repository_accept_remote(const TomeCheckout& checkout, const std::string& repository_url,
+                                        const std::string& branch_memory) {
+    tome_repository_accept_remote_params_t params = {};
+    params.repository_url = tome_string_of(repository_url);
+    params.branch_memory = tome_string_of(branch_memory);
+    call(tome_repository_accept_remote, "tome_repository_accept_remote", checkout, params);
 }
 
 TomeWorkspaceState call_tome_branch_create(const TomeCheckout& checkout, const std::string& name,

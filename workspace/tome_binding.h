@@ -94,8 +94,9 @@ TomeStringArrayView tome_string_array_view(const std::vector<std::string>& texts
 // that take a revision throw std::runtime_error "not a Tome revision: " + text, without a call, unless it is 64 hex
 // digits that are not all 0.
 
+/// `branch_memory`: as in TomeClone.
 TomeWorkspaceState call_tome_repository_create(const TomeCheckout& checkout, const std::string& name,
-                                               const std::string& description);
+                                               const std::string& description, const std::string& branch_memory = {});
 
 /// `identity`, `identity_number`: base of the checkout; `second_identity`, `identity_extra`: head on the remote.
 /// With `report_changes`, `reported_paths` are the changed paths.
@@ -108,8 +109,13 @@ struct TomeClone {
     bool use_shared_store = false;
     std::string shared_store;        ///< path, when used
     std::vector<std::string> paths;  ///< to fetch; none: an empty sparse checkout
+    std::string branch_memory;       ///< file that remembers the branches seen on the remote
 };
 TomeWorkspaceState call_tome_repository_clone(const TomeCheckout& checkout, const TomeClone& clone);
+
+/// Forgets what the file `branch_memory` remembers of the repository's branches.
+void call_tome_repository_accept_remote(const TomeCheckout& checkout, const std::string& repository_url,
+                                        const std::string& branch_memory);
 
 TomeWorkspaceState call_tome_branch_create(const TomeCheckout& checkout, const std::string& name,
                                            const std::string& from, const std::string& kind, const std::string& author);

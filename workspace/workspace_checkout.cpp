@@ -152,6 +152,7 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     clone.branch = branch;
     clone.metadata_only = metadata_only;
     clone.paths = paths;
+    clone.branch_memory = workspace_branch_memory(project).string();
     if (use_shared_store) {
         ensure_workspace_shared_store(project);
         clone.use_shared_store = true;

@@ -66,6 +66,10 @@ std::filesystem::path workspace_main_materialize_checkout(const std::filesystem:
     return checkout_path(project, ".main-materialize-" + workspace_process_token());
 }
 
+std::filesystem::path workspace_branch_memory(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / ".branch-memory";
+}
+
 std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id) {
     return checkout_path(project, ".replaced-by-restore-" + id);
 }

@@ -28,6 +28,9 @@ std::filesystem::path workspace_branch_commit_checkout(const std::filesystem::pa
 /// This process's checkout for syncs from "main".
 std::filesystem::path workspace_main_materialize_checkout(const std::filesystem::path& project);
 
+/// What was last seen of the branches on the project's remote, `.branch-memory` beside the checkouts.
+std::filesystem::path workspace_branch_memory(const std::filesystem::path& project);
+
 /// What the last restore of a workspace replaced or removed in its live files, `.replaced-by-restore-<id>` beside the
 /// checkouts.
 std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id);

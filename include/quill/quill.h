@@ -22,6 +22,7 @@
 #include "review/unique_strings.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/history_preview.h"
+#include "workspace/remote_state.h"
 #include "workspace/repository_bootstrap.h"
 #include "workspace/revision_history.h"
 #include "workspace/revision_restore.h"

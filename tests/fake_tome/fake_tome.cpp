@@ -311,10 +311,11 @@ std::int32_t run(Call& call, std::uint64_t user, tome_callback_t callback) {
 #define LIST(field) call.lists[#field] = texts_of(params->field)
 
 extern "C" {
-FAKE_OPERATION(tome_repository_create, TEXT(name); TEXT(description))
+FAKE_OPERATION(tome_repository_create, TEXT(name); TEXT(description); TEXT(branch_memory))
+FAKE_OPERATION(tome_repository_accept_remote, TEXT(repository_url); TEXT(branch_memory))
 FAKE_OPERATION(tome_repository_status, FLAG(report_changes); LIST(skip_paths))
 FAKE_OPERATION(tome_repository_clone, TEXT(repository_url); TEXT(branch); FLAG(metadata_only); FLAG(use_shared_store);
-               TEXT(shared_store); LIST(paths); FLAG(sparse))
+               TEXT(shared_store); LIST(paths); FLAG(sparse); TEXT(branch_memory))
 FAKE_OPERATION(tome_branch_create, TEXT(name); TEXT(from); TEXT(kind); TEXT(author))
 FAKE_OPERATION(tome_branch_switch, TEXT(name); FLAG(fetch_newest))
 FAKE_OPERATION(tome_branch_list)

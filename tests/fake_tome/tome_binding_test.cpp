@@ -215,6 +215,7 @@ TEST_F(TomeBinding, EveryOperationReportsFailureUnderItsName) {
         {"tome_repository_create", [&] { quill::call_tome_repository_create(checkout_, "n", "d"); }},
         {"tome_repository_status", [&] { quill::call_tome_repository_status(checkout_, true); }},
         {"tome_repository_clone", [&] { quill::call_tome_repository_clone(checkout_, {}); }},
+        {"tome_repository_accept_remote", [&] { quill::call_tome_repository_accept_remote(checkout_, "u", "/m"); }},
         {"tome_branch_create", [&] { quill::call_tome_branch_create(checkout_, "n", "f", "k", "a"); }},
         {"tome_branch_switch", [&] { quill::call_tome_branch_switch(checkout_, "b"); }},
         {"tome_branch_list", [&] { quill::call_tome_branch_list(checkout_); }},
@@ -514,10 +515,17 @@ TEST_F(TomeBinding, RecordsRevisions) {
 
 // ---- Parameters of the operations
 
-TEST_F(TomeBinding, CreatePassesNameAndDescription) {
-    quill::call_tome_repository_create(checkout_, "file:///remote/p", "A project");
+TEST_F(TomeBinding, CreatePassesItsTexts) {
+    quill::call_tome_repository_create(checkout_, "file:///remote/p", "A project", "/p/.branch-memory");
     EXPECT_EQ(only_call().values,
-              (std::map<std::string, std::string>{{"name", "file:///remote/p"}, {"description", "A project"}}));
+              (std::map<std::string, std::string>{
+                  {"name", "file:///remote/p"}, {"description", "A project"}, {"branch_memory", "/p/.branch-memory"}}));
+}
+
+TEST_F(TomeBinding, AcceptRemotePassesTheRepositoryAndItsMemory) {
+    quill::call_tome_repository_accept_remote(checkout_, "file:///remote/p", "/p/.branch-memory");
+    EXPECT_EQ(only_call().values, (std::map<std::string, std::string>{{"repository_url", "file:///remote/p"},
+                                                                      {"branch_memory", "/p/.branch-memory"}}));
 }
 
 TEST_F(TomeBinding, StatusPassesWhetherChangesAreWanted) {
@@ -528,19 +536,21 @@ TEST_F(TomeBinding, StatusPassesWhetherChangesAreWanted) {
 }
 
 TEST_F(TomeBinding, ClonePassesEverythingAndIsAlwaysSparse) {
-    quill::call_tome_repository_clone(checkout_, {"file:///remote/p", "feature", true, true, "/store", {"a", "b/c"}});
+    quill::call_tome_repository_clone(
+        checkout_, {"file:///remote/p", "feature", true, true, "/store", {"a", "b/c"}, "/p/.branch-memory"});
     const Call call = only_call();
     EXPECT_EQ(call.values, (std::map<std::string, std::string>{{"repository_url", "file:///remote/p"},
                                                                {"branch", "feature"},
                                                                {"metadata_only", "1"},
                                                                {"use_shared_store", "1"},
                                                                {"shared_store", "/store"},
-                                                               {"sparse", "1"}}));
+                                                               {"sparse", "1"},
+                                                               {"branch_memory", "/p/.branch-memory"}}));
     EXPECT_EQ(call.list("paths"), (Texts{"a", "b/c"}));
 }
 
 TEST_F(TomeBinding, CloneWithoutSharedStoreNamesNone) {
-    quill::call_tome_repository_clone(checkout_, {"file:///remote/p", "main", false, false, "/store", {}});
+    quill::call_tome_repository_clone(checkout_, {"file:///remote/p", "main", false, false, "/store", {}, ""});
     const Call call = only_call();
     EXPECT_EQ(call.value("use_shared_store"), "0");
     EXPECT_EQ(call.value("shared_store"), "");

@@ -39,6 +39,7 @@ TEST_F(WorkspaceCheckout, ClonePassesRepositoryBranchAndRemote) {
     EXPECT_EQ(call.value("branch"), "feature");
     EXPECT_EQ(call.value("metadata_only"), "1");
     EXPECT_EQ(call.value("use_shared_store"), "0");
+    EXPECT_EQ(call.value("branch_memory"), (project_ / ".derived/tome-workspaces/.branch-memory").string());
     EXPECT_EQ(call.list("paths"), Texts{scene});
 }
 

@@ -171,8 +171,9 @@ std::map<std::string, std::string> EngineClient::files() const {
     return result;
 }
 
-EngineResult EngineClient::create(const std::string& name, bool no_remote) const {
+EngineResult EngineClient::create(const std::string& name, bool no_remote, const std::string& branch_memory) const {
     tome_repository_create_params_t params{};
+    params.branch_memory = view(branch_memory);
     params.name = view(name);
     tome_globals_t globals{};
     globals.no_remote = no_remote ? 1 : 0;
@@ -189,6 +190,7 @@ EngineResult EngineClient::clone(const std::string& url, const EngineClone& opti
     params.metadata_only = options.metadata_only ? 1 : 0;
     params.use_shared_store = options.shared_store.empty() ? 0 : 1;
     params.shared_store = view(options.shared_store);
+    params.branch_memory = view(options.branch_memory);
     return call(tome_repository_clone, params);
 }
 
@@ -282,6 +284,10 @@ EngineResult EngineClient::diff(const std::string& from, const std::string& to) 
 
 EngineResult EngineClient::restore(const std::string& revision, const std::string& message) const {
     return call(tome_revision_restore, tome_revision_restore_params_t{hash_from(revision), view(message)});
+}
+
+EngineResult EngineClient::accept_remote(const std::string& url, const std::string& branch_memory) const {
+    return call(tome_repository_accept_remote, tome_repository_accept_remote_params_t{view(url), view(branch_memory)});
 }
 
 EngineResult EngineClient::create_shared_store(const std::string& directory, const std::string& remote_url) const {

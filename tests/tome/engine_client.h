@@ -69,6 +69,7 @@ struct EngineClone {
     bool sparse = false;
     bool metadata_only = false;
     std::string shared_store = {};
+    std::string branch_memory = {};
 };
 
 struct EngineSync {
@@ -90,7 +91,7 @@ class EngineClient {
     /// The working files with their contents.
     std::map<std::string, std::string> files() const;
 
-    EngineResult create(const std::string& name, bool no_remote = false) const;
+    EngineResult create(const std::string& name, bool no_remote = false, const std::string& branch_memory = "") const;
     EngineResult clone(const std::string& url, const EngineClone& options = {}) const;
     EngineResult status(const std::vector<std::string>& skip = {}, bool report_changes = true) const;
     EngineResult create_branch(const std::string& name, const std::string& from = "main", const std::string& kind = "",
@@ -112,6 +113,9 @@ class EngineClient {
     EngineResult info(const std::string& revision) const;
     EngineResult diff(const std::string& from, const std::string& to) const;
     EngineResult restore(const std::string& revision, const std::string& message = "restore") const;
+
+    /// Without arguments: of the checkout's own remote.
+    EngineResult accept_remote(const std::string& url = "", const std::string& branch_memory = "") const;
 
     EngineResult create_shared_store(const std::string& directory, const std::string& remote_url) const;
 

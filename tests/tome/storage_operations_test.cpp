@@ -80,7 +80,7 @@ class Storage {
         fs::create_directories(checkout_);
         if (!fs::exists(checkout_ / ".tome")) {
             const std::string name = "plain";
-            call(tome_repository_create, tome_repository_create_params_t{view(name), {}});
+            call(tome_repository_create, tome_repository_create_params_t{view(name), {}, {}});
         }
         handle_ = call(tome_storage_open, tome_storage_open_params_t{view(locator_), {}}).handle;
     }

@@ -24,11 +24,13 @@ int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callb
     const tome_revision_info_params_t revision_info = {0};
     const tome_revision_diff_params_t revision_diff = {0};
     const tome_revision_restore_params_t restore = {0};
+    const tome_repository_accept_remote_params_t accept = {0};
     const tome_shared_store_create_params_t store = {0};
 
     return tome_repository_create(globals, &create, 0, callback) |
            tome_repository_status(globals, &status, 0, callback) |
            tome_repository_clone(globals, &clone, 0, callback) |
+           tome_repository_accept_remote(globals, &accept, 0, callback) |
            tome_branch_create(globals, &branch_create, 0, callback) |
            tome_branch_switch(globals, &branch_switch, 0, callback) |
            tome_branch_list(globals, &list, 0, callback) |

@@ -28,6 +28,7 @@
  *   "already exists"            tome_branch_create: "branch already exists: NAME"
  *   "Nothing staged for commit" tome_revision_commit
  *   "has moved"                 tome_branch_push: "branch has moved on the remote: NAME"
+ *   "the remote went back"      tome_branch_push, _create, _archive: the remote lost what was seen on it
  */
 #ifndef TOME_TOME_H
 #define TOME_TOME_H
@@ -208,10 +209,12 @@ typedef void (*tome_callback_t)(const tome_event_t* event, uint64_t user);
 /* Makes the repository and turns globals.checkout (an existing directory) into a checkout of its branch "main", which
  * has no revision yet. With a `name` that is a repository URL the repository is made on that remote, which fails with
  * "Already exists: URL" when it is there; with a plain name, or globals.no_remote, it lives in the checkout alone.
- * Fails when the directory is a checkout already. No events. */
+ * Fails when the directory is a checkout already. What was remembered of another repository of that URL is forgotten.
+ * No events. */
 typedef struct tome_repository_create_params {
     tome_string_t name; /* repository URL, or a plain name */
     tome_string_t description;
+    tome_string_t branch_memory; /* as for tome_repository_clone; empty: a file of the checkout's own */
 } tome_repository_create_params_t;
 TOME_API int32_t tome_repository_create(const tome_globals_t* globals, const tome_repository_create_params_t* params,
                                         uint64_t user, tome_callback_t callback);
@@ -238,9 +241,24 @@ typedef struct tome_repository_clone_params {
     tome_string_t shared_store;
     tome_string_array_t paths; /* files or directories */
     uint32_t sparse;           /* hold nothing but `paths`; when clear and `paths` is empty, the whole tree */
+    /* Absolute path of a file called ".branch-memory", which checkouts may share and which is made when missing; empty:
+     * none. The highest state of each branch that was seen on the remote is noted there. Where the remote is behind it,
+     * it went back: to an older backup, or by damage. What reads goes on with what is there. What writes a branch gives
+     * the remote back what it lacks when all of that is here, and fails with "the remote went back: ..." otherwise. */
+    tome_string_t branch_memory;
 } tome_repository_clone_params_t;
 TOME_API int32_t tome_repository_clone(const tome_globals_t* globals, const tome_repository_clone_params_t* params,
                                        uint64_t user, tome_callback_t callback);
+
+/* Accepts the branches of `repository_url` as the remote has them: forgets what `branch_memory` holds of them, and
+ * changes nothing else. With an empty `branch_memory`, what globals.checkout remembers of its remote. No events. */
+typedef struct tome_repository_accept_remote_params {
+    tome_string_t repository_url;
+    tome_string_t branch_memory;
+} tome_repository_accept_remote_params_t;
+TOME_API int32_t tome_repository_accept_remote(const tome_globals_t* globals,
+                                               const tome_repository_accept_remote_params_t* params, uint64_t user,
+                                               tome_callback_t callback);
 
 /* ---- Branches -------------------------------------------------------------------------------------------------- */
 
