@@ -88,6 +88,16 @@ bool is_on_network_file_system(int directory) {
 #endif
 }
 
+std::string short_path_of(int directory) {
+#if defined(__linux__)
+    const std::string path = "/proc/self/fd/" + std::to_string(directory);
+    return access(path.c_str(), X_OK) == 0 ? path : std::string();
+#else
+    static_cast<void>(directory);
+    return {};
+#endif
+}
+
 std::int64_t modification_time(const struct stat& status) {
 #if defined(__APPLE__)
     return std::int64_t{status.st_mtimespec.tv_sec} * 1'000'000'000 + status.st_mtimespec.tv_nsec;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <string>
 
 namespace quill {
 
@@ -19,6 +20,10 @@ bool clone_file(int from, int to);
 
 /// Whether the directory lies on a network file system, where locks and shared memory of several hosts do not meet.
 bool is_on_network_file_system(int directory);
+
+/// A short path of an open directory, good while it is open, for calls that take no long ones; empty where there is
+/// none.
+std::string short_path_of(int directory);
 
 /// Nanoseconds since the Unix epoch.
 std::int64_t modification_time(const struct stat& status);

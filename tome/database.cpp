@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include "files/platform.h"
 #include "tome/error.h"
 
 namespace tome {
@@ -11,6 +12,31 @@ namespace {
 constexpr std::uintmax_t max_log_bytes = 1U << 20U;
 
 constexpr int lock_wait_milliseconds = 60'000;
+
+// SQLite takes names of 512 bytes, its suffixes included.
+constexpr std::size_t max_name_bytes = 500;
+
+int keep_name(sqlite3_vfs*, const char* name, int size, char* result) {
+    sqlite3_snprintf(size, result, "%s", name);
+    return SQLITE_OK;
+}
+
+// SQLite's own way to files, which takes names as they are. By itself it would follow the links in a short name to the
+// long one that it cannot take.
+const char* file_access() {
+    static constexpr const char* name = "tome";
+    static const bool registered = [] {
+        const sqlite3_vfs* own = sqlite3_vfs_find(nullptr);
+        if (own == nullptr) {
+            return false;
+        }
+        static sqlite3_vfs access = *own;
+        access.zName = name;
+        access.xFullPathname = keep_name;
+        return sqlite3_vfs_register(&access, 0) == SQLITE_OK;
+    }();
+    return registered ? name : nullptr;
+}
 
 }  // namespace
 
@@ -66,7 +92,7 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path), 
     if (std::filesystem::is_symlink(path, ignored)) {
         throw Error(ErrorCode::Io, "a symbolic link stands in the way: " + path.string());
     }
-    const int code = sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr);
+    const int code = sqlite3_open_v2(name_for_sqlite().c_str(), &handle_, flags, file_access());
     try {
         if (code != SQLITE_OK) {
             fail(code);
@@ -92,6 +118,18 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path), 
         sqlite3_close(handle_);
         throw;
     }
+}
+
+std::string Database::name_for_sqlite() {
+    if (path_.native().size() <= max_name_bytes) {
+        return path_.string();
+    }
+    folder_ = open_directory(path_.parent_path());
+    const std::string folder = quill::short_path_of(folder_.get());
+    if (folder.empty()) {
+        throw Error(ErrorCode::Io, "the path is too long for a database: " + path_.string());
+    }
+    return folder + "/" + path_.filename().string();
 }
 
 Database::~Database() {

