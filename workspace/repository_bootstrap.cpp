@@ -13,6 +13,7 @@
 #include "project/repository_configuration.h"
 #include "project/text_file.h"
 #include "workspace/abandoned_checkouts.h"
+#include "workspace/contended_branch.h"
 #include "workspace/wall_clock.h"
 #include "workspace/workspace_checkout.h"
 #include "workspace/workspace_paths.h"
@@ -173,7 +174,7 @@ void initialize_project_tome_repository(const fs::path& project_path) {
     const fs::path project = absolute_normalized(project_path);
     require_project_tome_remote(project);
     ensure_project_tome_configuration(project);
-    bootstrap_missing_project_tome_remote(project);
+    repeat_while_branch_moves(project, [&] { bootstrap_missing_project_tome_remote(project); });
 }
 
 void initialize_new_project_tome_repository(const fs::path& project_path) {

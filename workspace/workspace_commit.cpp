@@ -16,6 +16,7 @@
 #include "project/package_state.h"
 #include "workspace/branch_index_cache.h"
 #include "workspace/commit_lock.h"
+#include "workspace/contended_branch.h"
 #include "workspace/repository_bootstrap.h"
 #include "workspace/tome_binding.h"
 #include "workspace/wall_clock.h"
@@ -30,9 +31,6 @@ namespace quill {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Each lost attempt lost to a commit that landed, so many processes at once still all get through.
-constexpr int max_attempts = 40;
 
 // How far back a checkout's base is looked for in the history of its branch.
 constexpr std::uint64_t searched_revisions = 10'000;
@@ -396,16 +394,13 @@ ProjectWorkspaceMutationResult update_project_workspace_head(const fs::path& pro
     if (!place.in_place) {
         lock = lock_workspace_commits(request.workspace);
     }
-    for (int attempt = 1;; ++attempt) {
-        try {
-            return commit_once(request, place);
-        } catch (const std::runtime_error& error) {
-            // Given paths mean the same on the new head; a whole project would undo what the other process added.
-            if (place.in_place || request.whole || attempt == max_attempts || !holds(error, "has moved")) {
-                throw;
-            }
-        }
+    if (place.in_place || request.whole) {
+        return commit_once(request, place);
     }
+    // Given paths mean the same on the new head; a whole project would undo what the other process added.
+    ProjectWorkspaceMutationResult result;
+    repeat_while_branch_moves(request.project, [&] { result = commit_once(request, place); });
+    return result;
 }
 
 }  // namespace quill

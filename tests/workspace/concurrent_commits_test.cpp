@@ -4,6 +4,7 @@
 
 #include <quill/quill.h>
 
+#include <functional>
 #include <iostream>
 
 #include "tests/support/run_process.h"
@@ -17,32 +18,29 @@ using quill_test::read_file;
 using quill_test::run_process;
 using quill_test::write_file;
 
-constexpr int process_count = 4;
+// Sanitizers make a commit many times as long.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int writers = 4;
 constexpr int commits_each = 3;
+constexpr int rounds = 2;
+#else
+constexpr int writers = 16;
+constexpr int commits_each = 25;
+constexpr int rounds = 8;
+#endif
+constexpr int initializers = 6;
 
-// Commits files of its own to main, from a process of its own; the exit status counts failures.
-int commit_in_a_process(const HistoryProject& project, int process) {
-    int failures = 0;
-    for (int i = 0; i < commits_each; ++i) {
-        const std::string path = "Assets/p" + std::to_string(process) + "-" + std::to_string(i) + ".txt";
-        write_file(project.package() / path, path);
-        const auto result = run_process({QUILL_TOOL, "commit-workspace", project.package().string(), "main", path},
-                                        {{"QUILL_TOME_REMOTE_URL", project.remote().string()}});
-        if (result.status != 0) {
-            ++failures;
-            std::cerr << result.err;
-        }
-    }
-    return failures;
+std::string own_path(int process, int commit) {
+    return "Assets/p" + std::to_string(process) + "-" + std::to_string(commit) + ".txt";
 }
 
-TEST(ConcurrentCommits, OfSeveralProcessesAllLandInOneLine) {
-    const HistoryProject project;
+// `work`, in processes of their own, gives how many failures it had.
+void expect_all_to_succeed(int processes, const std::function<int(int)>& work) {
     std::vector<pid_t> children;
-    for (int process = 0; process < process_count; ++process) {
+    for (int process = 0; process < processes; ++process) {
         const pid_t child = fork();
         if (child == 0) {
-            _exit(commit_in_a_process(project, process));
+            _exit(work(process));
         }
         children.push_back(child);
     }
@@ -51,18 +49,58 @@ TEST(ConcurrentCommits, OfSeveralProcessesAllLandInOneLine) {
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
     }
-    const auto revisions = list_project_workspace_revisions(project.package(), "main", 100);
-    ASSERT_EQ(revisions.size(), 1U + process_count * commits_each);
+}
+
+// Runs the tool; how many of its runs failed.
+int failures_of(const HistoryProject& project, const std::vector<std::string>& command) {
+    std::vector<std::string> arguments{QUILL_TOOL};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    const auto result = run_process(arguments, {{"QUILL_TOME_REMOTE_URL", project.remote().string()}});
+    std::cerr << result.err;
+    return result.status == 0 ? 0 : 1;
+}
+
+int commit_own_files(const HistoryProject& project, int process, int commits) {
+    int failures = 0;
+    for (int i = 0; i < commits; ++i) {
+        const std::string path = own_path(process, i);
+        write_file(project.package() / path, path);
+        failures += failures_of(project, {"commit-workspace", project.package().string(), "main", path});
+    }
+    return failures;
+}
+
+// Each revision follows the one before, and the last has everybody's files.
+void expect_one_line_of_all(const HistoryProject& project, int processes, int commits) {
+    const auto count = static_cast<std::size_t>(1 + processes * commits);
+    const auto revisions = list_project_workspace_revisions(project.package(), "main", count + 1);
+    ASSERT_EQ(revisions.size(), count);
     for (std::size_t i = 0; i + 1 < revisions.size(); ++i) {
         EXPECT_EQ(revisions[i].linkedHash1, revisions[i + 1].id);
     }
     const auto head = resolve_project_workspace_revision_scene(project.package(), {}, "main", revisions[0].id);
-    for (int process = 0; process < process_count; ++process) {
-        for (int i = 0; i < commits_each; ++i) {
-            const std::string path = "Assets/p" + std::to_string(process) + "-" + std::to_string(i) + ".txt";
-            EXPECT_EQ(read_file(head.checkoutRoot / path), path);
+    for (int process = 0; process < processes; ++process) {
+        for (int i = 0; i < commits; ++i) {
+            EXPECT_EQ(read_file(head.checkoutRoot / own_path(process, i)), own_path(process, i));
         }
     }
+}
+
+TEST(ConcurrentCommits, OfManyProcessesAreNeitherRefusedNorLost) {
+    const HistoryProject project;
+    expect_all_to_succeed(writers, [&](int writer) { return commit_own_files(project, writer, commits_each); });
+    expect_one_line_of_all(project, writers, commits_each);
+}
+
+TEST(ConcurrentInitializations, OfOneProjectAllSucceed) {
+    const HistoryProject project;
+    for (int round = 0; round < rounds; ++round) {
+        write_file(project.package() / "Assets/round.txt", std::to_string(round));
+        expect_all_to_succeed(initializers, [&](int) {
+            return failures_of(project, {"initialize-history", project.package().string()});
+        });
+    }
+    EXPECT_EQ(list_project_workspace_revisions(project.package(), "main", 50).size(), 1U + rounds);
 }
 
 }  // namespace
