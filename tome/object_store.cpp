@@ -314,8 +314,7 @@ void ObjectStore::add_bytes(const Digest& digest, std::string_view bytes) {
 void ObjectStore::install_content_file(int file, const std::filesystem::path& temporary, const Digest& digest) {
     sync_descriptor(file, temporary.string());
     const std::filesystem::path path = content_path(digest);
-    const bool made = mkdir(path.parent_path().c_str(), 0777) == 0;
-    if (!made && errno != EEXIST) {
+    if (mkdir(path.parent_path().c_str(), 0777) != 0 && errno != EEXIST) {
         throw system_error("could not write " + path.string(), errno);
     }
     const FileDescriptor folder = open_directory(path.parent_path(), true);
@@ -323,9 +322,8 @@ void ObjectStore::install_content_file(int file, const std::filesystem::path& te
         throw system_error("could not write " + path.string(), errno);
     }
     sync_descriptor(folder.get(), path.parent_path().string());
-    if (made) {
-        sync_directory(path.parent_path().parent_path());
-    }
+    // Whoever made the subfolder may have been killed, or be about to sync its name.
+    sync_directory(path.parent_path().parent_path());
 }
 
 void ObjectStore::prepare_content(const Digest& digest, const Content& content) {

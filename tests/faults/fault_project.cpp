@@ -84,13 +84,29 @@ std::map<std::string, std::string> FaultProject::environment() const {
     return {{"QUILL_TOME_REMOTE_URL", "file://" + (work_ / "remote").string()}};
 }
 
+ProcessResult FaultProject::run_with(const char* preloaded, const Arguments& arguments,
+                                     std::map<std::string, std::string> variables) const {
+    variables.merge(environment());
+    variables["LD_PRELOAD"] = preloaded;
+    const bool library = arguments.front() == "library";
+    Arguments command{library ? QUILL_LIBRARY_COMMANDS : QUILL_TOOL};
+    command.insert(command.end(), arguments.begin() + (library ? 1 : 0), arguments.end());
+    return run_process(command, variables, work_);
+}
+
 ProcessResult FaultProject::run_injected(const Arguments& arguments, std::map<std::string, std::string> faults) const {
-    faults.merge(environment());
-    faults["LD_PRELOAD"] = QUILL_FAULT_INJECTOR;
     faults["QUILL_FAULT_ROOT"] = work_.string();
-    Arguments command{QUILL_TOOL};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return run_process(command, faults, work_);
+    return run_with(QUILL_FAULT_INJECTOR, arguments, std::move(faults));
+}
+
+WrittenRecord FaultProject::record(const Arguments& arguments) const {
+    const fs::path record = folder_ / "record";
+    fs::remove(record);
+    const ProcessResult result = run_with(QUILL_WRITE_RECORDER, arguments, {{"QUILL_RECORD_FILE", record.string()}});
+    if (result.status != 0 || !result.err.empty()) {
+        throw std::runtime_error("the recorded command failed: " + result.err);
+    }
+    return read_written_record(record);
 }
 
 unsigned long FaultProject::count_steps(const Arguments& arguments, const std::string& kind) const {
@@ -130,6 +146,17 @@ std::string FaultProject::must(const Arguments& arguments) const {
     return result.out;
 }
 
+std::string FaultProject::look(const std::function<std::string()>& look) const {
+    return in_child(
+        [&] {
+            for (const auto& [name, value] : environment()) {
+                setenv(name.c_str(), value.c_str(), 1);
+            }
+            return look();
+        },
+        folder_ / "answer");
+}
+
 std::string FaultProject::look_aside(const std::function<std::string()>& look) const {
     const fs::path aside = folder_ / "aside";
     fs::rename(work_, aside);
@@ -139,14 +166,7 @@ std::string FaultProject::look_aside(const std::function<std::string()>& look) c
         fs::rename(aside, work_);
     };
     try {
-        std::string answer = in_child(
-            [&] {
-                for (const auto& [name, value] : environment()) {
-                    setenv(name.c_str(), value.c_str(), 1);
-                }
-                return look();
-            },
-            folder_ / "answer");
+        std::string answer = this->look(look);
         put_back();
         return answer;
     } catch (...) {

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/faults/written_record.h"
 #include "tests/support/run_process.h"
 #include "tests/support/temporary_folder.h"
 #include "workspace/workspace_record.h"
@@ -19,6 +20,7 @@ inline const std::string scene_path = "Scenes/Main.usda";
 inline const std::string asset_path = "Assets/big.bin";
 inline const std::string checkouts = package + "/.derived/tome-workspaces/";
 
+/// A command of the tool; after "library" one of library_commands/main.cpp.
 using Arguments = std::vector<std::string>;
 
 /// The newest revision of a workspace, with the files that faults could tear.
@@ -47,21 +49,29 @@ class FaultProject {
     /// The call that the last fault struck, or "".
     std::string struck_call() const;
 
+    /// Runs the command, which is to succeed, from the present state, with a record of what it writes.
+    WrittenRecord record(const Arguments& arguments) const;
+
     ProcessResult run(const Arguments& arguments) const;
     /// The same; throws when it does not succeed.
     std::string must(const Arguments& arguments) const;
 
     /// What `look` returns or throws, called in another process on a copy of the state, which stays as it is.
     std::string look_aside(const std::function<std::string()>& look) const;
+    /// The same without the copy: what `look` changes stays changed.
+    std::string look(const std::function<std::string()>& look) const;
     WorkspaceHead head(const std::string& workspace) const;
     /// The ids of the remote's workspaces, each with a line feed.
     std::string workspaces() const;
 
+    const std::filesystem::path& folder() const { return work_; }
     std::filesystem::path path(const std::string& relative) const { return work_ / relative; }
     std::string text(const std::string& relative) const { return read_file(work_ / relative); }
     void write(const std::string& relative, std::string_view bytes) const { write_file(work_ / relative, bytes); }
 
   private:
+    ProcessResult run_with(const char* preloaded, const Arguments& arguments,
+                           std::map<std::string, std::string> variables) const;
     ProcessResult run_injected(const Arguments& arguments, std::map<std::string, std::string> faults) const;
     std::map<std::string, std::string> environment() const;
 
