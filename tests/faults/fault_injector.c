@@ -2,13 +2,18 @@
    QUILL_FAULT_AT-th of them kills the process or lets the disk be full. QUILL_FAULT_KIND is one of
      kill        SIGKILL before the call          kill-torn   SIGKILL after half of a write
      full-once   one call fails with ENOSPC       full        so does every later one; a write at first is cut short
-   Only calls that take up space count for the last two. QUILL_FAULT_COUNT_FILE receives the number of counted calls
-   when the process ends by itself, QUILL_FAULT_REPORT_FILE the call that was struck. Syncing is neither done nor
-   counted: it changes nothing that a kill would show. Threads may call in at any time. */
+     error       one call fails with the number QUILL_FAULT_ERROR
+   Only calls that take up space count for the two of full disks; for errors also those count that change nothing, such
+   as opening, reading, closing and syncing. QUILL_FAULT_COUNT_FILE receives the number of counted calls when the
+   process ends by itself, QUILL_FAULT_REPORT_FILE the call that was struck. Syncing is never done: it changes nothing
+   that a kill would show. Threads may call in at any time. */
 #define _GNU_SOURCE
+#include <dirent.h>
+#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -21,18 +26,19 @@
 enum { path_size = 4096 };
 
 enum verdict { PROCEED, FAIL, HALVE, HALVE_AND_DIE }; /* what becomes of a call */
-enum step { NEEDS_SPACE, NEEDS_NO_SPACE };
-enum kind { NONE, KILL, KILL_TORN, FULL_ONCE, FULL };
+enum step { NEEDS_SPACE, NEEDS_NO_SPACE, CHANGES_NOTHING };
+enum kind { NONE, KILL, KILL_TORN, FULL_ONCE, FULL, ERROR };
 
 static char root[path_size];
 static size_t root_length;
 static unsigned long fault_at;
 static enum kind fault_kind;
+static int fault_error = ENOSPC;
 static atomic_ulong counted;
 
 static enum kind kind_named(const char* name) {
-    static const char* const names[] = {"", "kill", "kill-torn", "full-once", "full"};
-    for (int i = KILL; name != NULL && i <= FULL; ++i) {
+    static const char* const names[] = {"", "kill", "kill-torn", "full-once", "full", "error"};
+    for (int i = KILL; name != NULL && i <= ERROR; ++i) {
         if (strcmp(name, names[i]) == 0) {
             return (enum kind)i;
         }
@@ -42,10 +48,11 @@ static enum kind kind_named(const char* name) {
 
 static void write_text(const char* variable, const char* text) {
     const char* path = getenv(variable);
-    const int file = path != NULL ? open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
+    const int file =
+        path != NULL ? (int)syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
     if (file >= 0) {
         syscall(SYS_write, file, text, strlen(text));
-        close(file);
+        syscall(SYS_close, file);
     }
 }
 
@@ -58,6 +65,8 @@ __attribute__((constructor)) static void start(void) {
     }
     fault_at = at != NULL ? strtoul(at, NULL, 10) : 0;
     fault_kind = kind_named(getenv("QUILL_FAULT_KIND"));
+    const char* number = getenv("QUILL_FAULT_ERROR");
+    fault_error = number != NULL ? atoi(number) : ENOSPC;
 }
 
 __attribute__((destructor)) static void finish(void) {
@@ -120,6 +129,7 @@ static enum verdict strike(void) {
         case KILL_TORN:
             return HALVE_AND_DIE;
         case FULL_ONCE:
+        case ERROR:
             return FAIL;
         case FULL:
             return HALVE;
@@ -131,7 +141,7 @@ static enum verdict strike(void) {
 
 static enum verdict judge(const char* call, const char* path, enum step step, off64_t offset) {
     const int full = fault_kind == FULL || fault_kind == FULL_ONCE;
-    if (!is_below_root(path) || (full && step == NEEDS_NO_SPACE)) {
+    if (!is_below_root(path) || (full && step == NEEDS_NO_SPACE) || (fault_kind != ERROR && step == CHANGES_NOTHING)) {
         return PROCEED;
     }
     if (fault_kind == FULL && fault_at != 0 && atomic_load(&counted) >= fault_at) {
@@ -148,8 +158,8 @@ static enum verdict judge(const char* call, const char* path, enum step step, of
     return strike();
 }
 
-static int disk_full(void) {
-    errno = ENOSPC;
+static int fail(void) {
+    errno = fault_error;
     return -1;
 }
 
@@ -162,7 +172,7 @@ static int judge_whole(const char* call, const char* path, enum step step) {
             die();
             return -1;
         default:
-            return disk_full();
+            return fail();
     }
 }
 
@@ -185,7 +195,7 @@ static ssize_t judge_write(const char* call, int descriptor, size_t size, off64_
     const enum verdict verdict = judge(call, path, NEEDS_SPACE, offset);
     *torn = verdict == HALVE_AND_DIE;
     if (verdict == FAIL || (verdict == HALVE && size < 2)) {
-        return disk_full();
+        return fail();
     }
     return (ssize_t)(verdict == PROCEED ? size : size / 2);
 }
@@ -238,8 +248,7 @@ int ftruncate(int descriptor, off_t size) {
 }
 
 int fsync(int descriptor) {
-    (void)descriptor;
-    return 0;
+    return judge_descriptor("fsync", descriptor, CHANGES_NOTHING);
 }
 
 int fdatasync(int descriptor) {
@@ -248,6 +257,78 @@ int fdatasync(int descriptor) {
 
 int syncfs(int descriptor) {
     return fsync(descriptor);
+}
+
+ssize_t read(int descriptor, void* bytes, size_t size) {
+    return judge_descriptor("read", descriptor, CHANGES_NOTHING) != 0 ? -1 : syscall(SYS_read, descriptor, bytes, size);
+}
+
+ssize_t pread64(int descriptor, void* bytes, size_t size, off64_t offset) {
+    return judge_descriptor("pread", descriptor, CHANGES_NOTHING) != 0
+               ? -1
+               : syscall(SYS_pread64, descriptor, bytes, size, offset);
+}
+
+ssize_t pread(int descriptor, void* bytes, size_t size, off_t offset) {
+    return pread64(descriptor, bytes, size, offset);
+}
+
+/* Also one that fails closes. */
+int close(int descriptor) {
+    const int failed = judge_descriptor("close", descriptor, CHANGES_NOTHING);
+    const int result = (int)syscall(SYS_close, descriptor);
+    return failed != 0 ? fail() : result;
+}
+
+/* What makes a file is not counted for the other kinds: the writes into it are. */
+static int open_and_judge(int folder, const char* path, int flags, mode_t mode) {
+    return judge_entry("open", folder, path, CHANGES_NOTHING) != 0
+               ? -1
+               : (int)syscall(SYS_openat, folder, path, flags, mode);
+}
+
+#define OPEN_WITH_MODE(folder)                  \
+    mode_t mode = 0;                            \
+    if ((flags & (O_CREAT | O_TMPFILE)) != 0) { \
+        va_list arguments;                      \
+        va_start(arguments, flags);             \
+        mode = va_arg(arguments, mode_t);       \
+        va_end(arguments);                      \
+    }                                           \
+    return open_and_judge(folder, path, flags, mode)
+
+int open(const char* path, int flags, ...) {
+    OPEN_WITH_MODE(AT_FDCWD);
+}
+
+int open64(const char* path, int flags, ...) {
+    OPEN_WITH_MODE(AT_FDCWD);
+}
+
+int openat(int folder, const char* path, int flags, ...) {
+    OPEN_WITH_MODE(folder);
+}
+
+int openat64(int folder, const char* path, int flags, ...) {
+    OPEN_WITH_MODE(folder);
+}
+
+DIR* opendir(const char* path) {
+    DIR* (*real)(const char*) = NULL;
+    *(void**)&real = dlsym(RTLD_NEXT, "opendir");
+    return judge_entry("opendir", AT_FDCWD, path, CHANGES_NOTHING) != 0 ? NULL : real(path);
+}
+
+struct dirent* readdir(DIR* folder) {
+    struct dirent* (*real)(DIR*) = NULL;
+    *(void**)&real = dlsym(RTLD_NEXT, "readdir");
+    return judge_descriptor("readdir", dirfd(folder), CHANGES_NOTHING) != 0 ? NULL : real(folder);
+}
+
+struct dirent64* readdir64(DIR* folder) {
+    struct dirent64* (*real)(DIR*) = NULL;
+    *(void**)&real = dlsym(RTLD_NEXT, "readdir64");
+    return judge_descriptor("readdir", dirfd(folder), CHANGES_NOTHING) != 0 ? NULL : real(folder);
 }
 
 int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) {

@@ -96,6 +96,10 @@ ProcessResult FaultProject::run_with(const char* preloaded, const Arguments& arg
 
 ProcessResult FaultProject::run_injected(const Arguments& arguments, std::map<std::string, std::string> faults) const {
     faults["QUILL_FAULT_ROOT"] = work_.string();
+    if (const std::size_t colon = faults["QUILL_FAULT_KIND"].find(':'); colon != std::string::npos) {
+        faults["QUILL_FAULT_ERROR"] = faults["QUILL_FAULT_KIND"].substr(colon + 1);
+        faults["QUILL_FAULT_KIND"].resize(colon);
+    }
     return run_with(QUILL_FAULT_INJECTOR, arguments, std::move(faults));
 }
 

@@ -42,7 +42,8 @@ class FaultProject {
     void save() const;
     void restore() const;
 
-    /// How many calls of the command, run from the saved state, a fault of this kind can strike.
+    /// How many calls of the command, run from the saved state, a fault of this kind can strike: one of
+    /// fault_injector.c, "error" with the number of the error behind a colon.
     unsigned long count_steps(const Arguments& arguments, const std::string& kind) const;
     /// Runs the command from the saved state with a fault at its `step`-th call.
     ProcessResult run_struck(const Arguments& arguments, const std::string& kind, unsigned long step) const;
