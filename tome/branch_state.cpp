@@ -1,68 +1,13 @@
 #include "tome/branch_state.h"
 
-#include <algorithm>
-#include <set>
-
 #include "tome/clock.h"
 #include "tome/error.h"
 #include "tome/metadata_map.h"
+#include "tome/remote_copies.h"
 #include "tome/revision_graph.h"
 
 namespace tome {
 namespace {
-
-using Wanted = std::vector<std::pair<ObjectKind, Digest>>;
-
-// Objects below a revision that the remote lacks, each after what it refers to. What the remote has is whole there, so
-// it is not entered.
-class MissingObjects {
-  public:
-    MissingObjects(ObjectSource& local, ObjectSource& remote) : local_(local), remote_(remote) {}
-
-    void add_history(const Digest& head) {
-        const auto is_published = [&](const Digest& revision) {
-            return remote_.contains(ObjectKind::Revision, revision);
-        };
-        for (const Digest& revision : unknown_revisions(local_, head, is_published)) {
-            add(ObjectKind::Tree, read_revision(local_, revision).tree);
-            wanted_.emplace_back(ObjectKind::Revision, revision);
-        }
-    }
-    const Wanted& wanted() const { return wanted_; }
-
-  private:
-    void add(ObjectKind kind, const Digest& digest) {
-        if (!seen_.emplace(kind, digest).second || (remote_.contains(kind, digest) && !can_make_good(kind, digest))) {
-            return;
-        }
-        if (kind == ObjectKind::Tree) {
-            for (const TreeEntry& entry : read_tree(local_, digest)) {
-                add(entry.is_folder() ? ObjectKind::Tree : ObjectKind::Content, entry.digest);
-            }
-        }
-        wanted_.emplace_back(kind, digest);
-    }
-
-    // Whether the remote has lost a content that is whole here. What nobody has holds up no push of other files.
-    bool can_make_good(ObjectKind kind, const Digest& digest) {
-        if (kind != ObjectKind::Content || !remote_.has_lost(digest)) {
-            return false;
-        }
-        try {
-            return local_.find_content(digest).has_value();
-        } catch (const Error& error) {
-            if (error.code() != ErrorCode::Corrupt) {
-                throw;
-            }
-            return false;
-        }
-    }
-
-    ObjectSource& local_;
-    ObjectSource& remote_;
-    std::set<std::pair<ObjectKind, Digest>> seen_;
-    Wanted wanted_;
-};
 
 BranchRecord new_record(const BranchName& branch) {
     BranchRecord record;
@@ -210,12 +155,11 @@ Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_me
         record.head = local ? head_to_publish(checkout, record, *local) : record.head;
 
         // Content, objects and metadata are durable before the branch moves.
-        MissingObjects missing(checkout.sources(), *checkout.remote().objects());
-        missing.add_history(record.head);
+        const ObjectNames wanted = objects_to_push(checkout.sources(), *checkout.remote().objects(), record.head);
         ObjectList nodes;
         record.metadata = set_metadata(checkout.sources(), record.metadata, noted, nodes);
-        if (!missing.wanted().empty() || !nodes.objects().empty()) {
-            checkout.remote().add_objects(checkout.sources(), missing.wanted(), nodes.objects());
+        if (!wanted.empty() || !nodes.objects().empty()) {
+            checkout.remote().add_objects(checkout.sources(), wanted, nodes.objects());
         }
         const bool changed = !found || record.head != before.head || record.metadata != before.metadata;
         record.updated_at = changed ? current_time() : record.updated_at;

@@ -42,6 +42,7 @@ class Checkout {
     /// when the remote does not have the repository.
     Remote& remote();
     bool has_remote() const { return !config_.repository_url.empty(); }
+    bool reaches_remote() const { return remote_ != nullptr; }
     bool is_offline() const { return offline_; }
 
     /// A new file name in ".tome/tmp", on the volume of the working files. Only for access to change.

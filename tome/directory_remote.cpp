@@ -146,7 +146,9 @@ bool DirectoryRemote::has_blob(const BlobKey& key) {
 
 void DirectoryRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) {
     for (const BlobKey& key : keys) {
-        store_->prepare_content(key.digest, content_in(source, key.digest));
+        if (content_in(source, key.digest).in_file() && !store_->is_sound(ObjectKind::Content, key.digest)) {
+            store_->prepare_content(key.digest, source);
+        }
     }
     Transaction transaction(store_->database());
     for (const BlobKey& key : keys) {
@@ -159,8 +161,8 @@ void DirectoryRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>
 void DirectoryRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
                                   const std::vector<NewObject>& made) {
     for (const auto& [kind, digest] : wanted) {
-        if (kind == ObjectKind::Content) {
-            store_->prepare_content(digest, content_in(source, digest));
+        if (kind == ObjectKind::Content && content_in(source, digest).in_file()) {
+            store_->prepare_content(digest, source);
         }
     }
     Transaction transaction(store_->database());

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -28,9 +29,7 @@ std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource
         }
     }
     if (damage) {
-        throw Error(damage->code(),
-                    damage->what() + std::string("; no sound copy is known: commit a changed file in its place, or "
-                                                 "bring the store back from a backup"));
+        throw no_sound_copy(damage->what());
     }
     return std::nullopt;
 }
@@ -52,13 +51,65 @@ auto read_object(ObjectSource& source, const Digest& digest, Parse parse) {
     }
 }
 
+Error missing_content(const Digest& digest, const std::string& name) {
+    return Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(digest));
+}
+
+Digest digest_of_file(int file, const std::string& name) {
+    quill::Sha256 hash;
+    read_blocks(file, name, [&](std::string_view block) { hash.update(block.data(), block.size()); });
+    return Digest{hash.finish()};
+}
+
 void empty_file(int file, const std::string& name) {
     if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) {
         throw system_error("could not write " + name, errno);
     }
 }
 
+void write_checked(const Digest& digest, const Content& content, int to, const std::string& name) {
+    if (!content.in_file()) {
+        write_all(to, content.bytes, name);
+        return;
+    }
+    const bool cloned = quill::clone_file(content.file.get(), to);
+    quill::Sha256 hash;
+    read_blocks(content.file.get(), name, [&](std::string_view block) {
+        hash.update(block.data(), block.size());
+        if (!cloned) {
+            write_all(to, block, name);
+        }
+    });
+    if (Digest{hash.finish()} != digest) {
+        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest) + " (content of " + name + ")");
+    }
+}
+
 }  // namespace
+
+bool ObjectSource::is_sound(ObjectKind kind, const Digest& digest) {
+    try {
+        if (kind != ObjectKind::Content) {
+            return contains(kind, digest) && find_object(digest).has_value();
+        }
+        const std::optional<Content> content = find_content(digest);
+        return content && (!content->in_file() || digest_of_file(content->file.get(), to_hex(digest)) == digest);
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::Corrupt) {
+            throw;
+        }
+        return false;
+    }
+}
+
+std::uint64_t ObjectSource::write_content(const Digest& digest, int to, const std::string& name) {
+    const std::optional<Content> content = find_content(digest);
+    if (!content) {
+        throw missing_content(digest, name);
+    }
+    write_checked(digest, *content, to, name);
+    return content->size;
+}
 
 std::optional<std::string> ObjectSource::read_content(const Digest& digest) {
     std::optional<Content> content = find_content(digest);
@@ -102,23 +153,32 @@ bool ObjectSources::contains(ObjectKind kind, const Digest& digest) {
     return false;
 }
 
-void ObjectSources::copy_content(const TreeEntry& entry, int to, const std::string& name) {
+std::uint64_t ObjectSources::write_content(const Digest& digest, int to, const std::string& name) {
     bool begun = false;
     const auto copied = first_sound<std::uint64_t>(sources_, [&](ObjectSource& source) -> std::optional<std::uint64_t> {
-        const std::optional<Content> content = source.find_content(entry.digest);
+        const std::optional<Content> content = source.find_content(digest);
         if (!content) {
             return std::nullopt;
         }
         if (std::exchange(begun, true)) {
             empty_file(to, name);  // The source before was damaged. Not otherwise: ext4 writes out what was emptied.
         }
-        tome::copy_content(entry.digest, *content, to, name);
+        write_checked(digest, *content, to, name);
         return content->size;
     });
     if (!copied) {
-        throw Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(entry.digest));
+        throw missing_content(digest, name);
     }
-    check_size(entry, *copied, name);
+    return *copied;
+}
+
+void ObjectSources::copy_content(const TreeEntry& entry, int to, const std::string& name) {
+    check_size(entry, write_content(entry.digest, to, name), name);
+}
+
+bool ObjectSources::is_sound(ObjectKind kind, const Digest& digest) {
+    return std::any_of(sources_.begin(), sources_.end(),
+                       [&](const auto& source) { return source->is_sound(kind, digest); });
 }
 
 Tree read_tree(ObjectSource& source, const Digest& digest) {
@@ -133,24 +193,6 @@ MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest) {
     return read_object(source, digest, parse_metadata_node);
 }
 
-void copy_content(const Digest& digest, const Content& content, int to, const std::string& name) {
-    if (!content.in_file()) {
-        write_all(to, content.bytes, name);
-        return;
-    }
-    const bool cloned = quill::clone_file(content.file.get(), to);
-    quill::Sha256 hash;
-    read_blocks(content.file.get(), name, [&](std::string_view block) {
-        hash.update(block.data(), block.size());
-        if (!cloned) {
-            write_all(to, block, name);
-        }
-    });
-    if (Digest{hash.finish()} != digest) {
-        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest) + " (content of " + name + ")");
-    }
-}
-
 void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& path) {
     if (entry.size != size) {
         throw Error(ErrorCode::Corrupt, "corrupt object: size of " + path + " in its tree");
@@ -159,6 +201,12 @@ void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& p
 
 std::string corrupt_object_text(const Digest& digest, const std::string& where) {
     return "corrupt object " + to_hex(digest) + " in " + where;
+}
+
+Error no_sound_copy(const std::string& damage) {
+    return Error(ErrorCode::Corrupt, damage +
+                                         "; no sound copy is known: commit a changed file in its place, or bring "
+                                         "the store back from a backup");
 }
 
 }  // namespace tome

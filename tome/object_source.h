@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tome/digest.h"
+#include "tome/error.h"
 #include "tome/file_io.h"
 #include "tome/object_encoding.h"
 
@@ -29,7 +30,7 @@ class ObjectSource {
     /// "corrupt object HEX in STORE" when they do not hash to the name.
     virtual std::optional<std::string> find_object(const Digest& digest) = 0;
 
-    /// A file's content; nothing when it is not here. Small content is verified, large content by copy_content.
+    /// A file's content; nothing when it is not here. Small content is verified, large content by write_content.
     virtual std::optional<Content> find_content(const Digest& digest) = 0;
 
     /// All bytes of a content that is small enough for memory, verified; nothing when it is not here.
@@ -45,6 +46,13 @@ class ObjectSource {
     /// Whether this content should be here and its bytes are gone, in part or wholly; damage of other kinds shows when
     /// they are read.
     virtual bool has_lost(const Digest&) { return false; }
+
+    /// Whether the object is here and its bytes, all of which are read, hash to its name.
+    virtual bool is_sound(ObjectKind kind, const Digest& digest);
+
+    /// Writes a content to the empty file `to`, checks it against its name on the way and returns its size. Throws
+    /// Error(NotFound) or Error(Corrupt); `name` is what the file is called in errors.
+    virtual std::uint64_t write_content(const Digest& digest, int to, const std::string& name);
 };
 
 /// Sources in the order in which they are asked. A damaged copy in one is made good by a sound one in a later one.
@@ -57,9 +65,10 @@ class ObjectSources final : public ObjectSource {
     std::optional<std::string> read_content(const Digest& digest) override;
     std::optional<std::uint64_t> content_size(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
+    bool is_sound(ObjectKind kind, const Digest& digest) override;
+    std::uint64_t write_content(const Digest& digest, int to, const std::string& name) override;
 
-    /// Writes the content of a tree's entry to the empty file `to` and checks it against its name and the entry's size
-    /// on the way. Throws Error(NotFound) or Error(Corrupt); `name` is what the file is called in errors.
+    /// Writes the content of a tree's entry as write_content does and checks it against the entry's size, too.
     void copy_content(const TreeEntry& entry, int to, const std::string& name);
 
   private:
@@ -71,15 +80,14 @@ Tree read_tree(ObjectSource& source, const Digest& digest);
 Revision read_revision(ObjectSource& source, const Digest& digest);
 MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest);
 
-/// Copies `content` to the file `to`, whose end is where it is; throws Error(Corrupt) when it does not hash to
-/// `digest`.
-void copy_content(const Digest& digest, const Content& content, int to, const std::string& name);
-
 /// Throws Error(Corrupt) "corrupt object: size of PATH in its tree" when `entry` has another size than its content, of
 /// which there are `size` bytes.
 void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& path);
 
 /// The text of the error for an object whose bytes are damaged in the store at `where`.
 std::string corrupt_object_text(const Digest& digest, const std::string& where);
+
+/// The error for damage that nothing here can make good.
+Error no_sound_copy(const std::string& damage);
 
 }  // namespace tome

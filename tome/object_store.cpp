@@ -326,12 +326,9 @@ void ObjectStore::install_content_file(int file, const std::filesystem::path& te
     sync_directory(path.parent_path().parent_path());
 }
 
-void ObjectStore::prepare_content(const Digest& digest, const Content& content) {
-    if (!content.in_file() || (contains(ObjectKind::Content, digest) && !has_lost(digest))) {
-        return;
-    }
+void ObjectStore::prepare_content(const Digest& digest, ObjectSource& source) {
     const TemporaryContent copy(content_folder());
-    copy_content(digest, content, copy.file(), copy.path().string());
+    source.write_content(digest, copy.file(), copy.path().string());
     install_content_file(copy.file(), copy.path(), digest);
 }
 

@@ -49,9 +49,9 @@ class ObjectStore final : public ObjectSource {
     /// The same for bytes in memory, whose digest the caller has taken. No copy is made of them.
     void add_bytes(const Digest& digest, std::string_view bytes);
 
-    /// Makes large content durable in its file ahead of add_content, outside any transaction, so that a long copy
-    /// keeps nobody waiting. Does nothing for small content.
-    void prepare_content(const Digest& digest, const Content& content);
+    /// Makes large content of `source` durable in its file ahead of add_content, outside any transaction, so that a
+    /// long copy keeps nobody waiting. What stands there is replaced: it may be damaged.
+    void prepare_content(const Digest& digest, ObjectSource& source);
 
     /// Adds content from another store; large content must have been prepared.
     void add_content(const Digest& digest, const Content& content);

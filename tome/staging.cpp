@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "tome/error.h"
+#include "tome/remote_copies.h"
 
 namespace tome {
 namespace {
@@ -18,7 +19,8 @@ class Stager {
     Stager(Checkout& checkout, const StagingRequest& request)
         : checkout_(checkout),
           request_(request),
-          base_(checkout.sources(), checkout.tree_of(checkout.index().base())) {}
+          base_root_(checkout.tree_of(checkout.index().base())),
+          base_(checkout.sources(), base_root_) {}
 
     void stage(const std::string& path) {
         const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
@@ -26,7 +28,9 @@ class Stager {
             checkout_.files().scan(path, {}, [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
             stage_missing(path, true);
         } else if (standing) {
-            stage_file(path);  // A file in the place of a folder of the base takes its files with it.
+            if (!stage_file(path)) {  // A file in the place of a folder of the base takes its files with it.
+                unchanged_.push_back(path);
+            }
         } else {
             stage_missing(path, false);
         }
@@ -35,6 +39,24 @@ class Stager {
     std::vector<StagedFile> take() {
         end_transaction();
         return std::move(staged_);
+    }
+
+    // Who names a file that has not changed may want to have it back on a remote that has damaged it.
+    void mend_unchanged() {
+        if (unchanged_.empty() || !checkout_.reaches_remote()) {
+            return;
+        }
+        ObjectSource& remote = *checkout_.remote().objects();
+        if (!remote.contains(ObjectKind::Revision, checkout_.index().base())) {
+            return;  // The push of the base will look at what it brings.
+        }
+        const ObjectNames damaged =
+            objects_to_mend(checkout_.sources(), remote, base_root_, unchanged_, [&](const std::string& path) {
+                checkout_.store().add_file(checkout_.files().open(TreePath::parse(path)).get(), path);
+            });
+        if (!damaged.empty()) {
+            checkout_.remote().add_objects(checkout_.sources(), damaged, {});
+        }
     }
 
   private:
@@ -61,11 +83,12 @@ class Stager {
         }
     }
 
-    void stage_file(const std::string& text) {
+    // False when the file is as it was in the base.
+    bool stage_file(const std::string& text) {
         const TreePath path = TreePath::parse(text);
         const std::optional<TreeEntry> before = base_.find_file(text);
         if (!before && !request_.additions) {
-            return;
+            return true;
         }
         const auto [entry, stamp] = store(path);
         checkout_.index().unstage_below(text);  // From when it was a folder.
@@ -73,9 +96,10 @@ class Stager {
         if (before && before->same_state(entry)) {
             check_size(*before, entry.size, text);  // The commit would keep it.
             checkout_.index().unstage(text);
-        } else {
-            record(text, entry);
+            return false;
         }
+        record(text, entry);
+        return true;
     }
 
     // The content goes to the store, unless the index knows that the base has it.
@@ -129,8 +153,10 @@ class Stager {
 
     Checkout& checkout_;
     const StagingRequest& request_;
+    Digest base_root_;
     TreeLookup base_;
     std::vector<StagedFile> staged_;
+    std::vector<std::string> unchanged_;      // of the files that were named themselves
     std::optional<Transaction> transaction_;  // on the store
     int files_stored_ = 0;                    // in it
 };
@@ -145,6 +171,7 @@ std::vector<StagedFile> stage_files(Checkout& checkout, const StagingRequest& re
     }
     std::vector<StagedFile> staged = stager.take();  // Content is durable before the index refers to it.
     indexed.commit();
+    stager.mend_unchanged();
     return staged;
 }
 

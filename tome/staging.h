@@ -21,7 +21,8 @@ struct StagingRequest {
 };
 
 /// Stages what differs from the base and unstages what does not; returns what was staged. All of it or nothing stands
-/// in the index afterwards. Throws Error(Invalid) for a path that can be no file of a tree.
+/// in the index afterwards. Files that are named themselves and have not changed are looked at on the remote, and sent
+/// again when they are damaged there. Throws Error(Invalid) for a path that can be no file of a tree.
 std::vector<StagedFile> stage_files(Checkout& checkout, const StagingRequest& request);
 
 }  // namespace tome

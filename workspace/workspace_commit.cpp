@@ -285,6 +285,23 @@ void publish_cut_off_commit(const CommitRequest& request, const CommitPlace& pla
     }
 }
 
+// Named files that have not changed are staged all the same: what of them the remote has lost or damaged the engine
+// makes good from here.
+void mend_unchanged(const CommitRequest& request, const TomeCheckout& checkout,
+                    const std::vector<std::string>& changed) {
+    std::vector<std::string> unchanged;
+    std::error_code ignored;
+    for (const fs::path& path : request.changed_paths) {
+        if (fs::symlink_status(checkout.root / path, ignored).type() == fs::file_type::regular &&
+            std::find(changed.begin(), changed.end(), path.string()) == changed.end()) {
+            unchanged.push_back(path.string());
+        }
+    }
+    if (!unchanged.empty()) {
+        call_tome_file_stage(checkout, unchanged);
+    }
+}
+
 ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitPlace& place) {
     const TomeCheckout checkout{place.checkout, request.remote_url};
     if (tome_checkout_uses_project_shared_store(request.project, place.checkout)) {
@@ -292,6 +309,7 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     }
     const TomeWorkspaceState status = call_tome_repository_status(checkout, true);
     const std::vector<std::string> changed = reported_changes(status, request, place);
+    mend_unchanged(request, checkout, changed);
     if (changed.empty()) {
         publish_cut_off_commit(request, place, status);
         return {status.identity, {}};

@@ -395,7 +395,7 @@ TEST_F(ConcurrentProcesses, WhoseObjectsArrivedWithoutTheBranchPushAgain) {
         tome::ObjectStore from(late.own_store());
         tome::ObjectStore to(remote_store_);
         const auto content = from.find_content(tome::digest_of(large_bytes));
-        to.prepare_content(tome::digest_of(large_bytes), *content);
+        to.prepare_content(tome::digest_of(large_bytes), from);
         to.add_content(tome::digest_of(large_bytes), *content);
         to.add_object(tome::ObjectKind::Content, "late");
         to.add_object(tome::ObjectKind::Tree, *from.find_object(tome::read_revision(from, head).tree));

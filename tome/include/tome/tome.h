@@ -314,7 +314,8 @@ TOME_API int32_t tome_branch_metadata_get(const tome_globals_t* globals,
 
 /* Publishes the checkout's head of `name` with the metadata noted for it, both or neither. The remote branch moves when
  * its head is an ancestor of the new one; else "branch has moved on the remote: NAME". What was committed stays in the
- * checkout. A branch that the remote lacks is made. With `use_remote` a checkout without a remote is refused. Event:
+ * checkout. A branch that the remote lacks is made. What the new revisions changed and the remote has already is read
+ * there, and sent again when it is damaged. With `use_remote` a checkout without a remote is refused. Event:
  * TOME_EVENT_BRANCH_HEAD. */
 typedef struct tome_branch_push_params {
     tome_string_t name;
@@ -355,8 +356,9 @@ TOME_API int32_t tome_branch_merge_into(const tome_globals_t* globals, const tom
 
 /* Stages the working files at `paths` (files, or directories with all they hold) for the next commit. A path that is
  * gone from the working tree is staged as a deletion with `stage_deletions`, also when the checkout never held it; when
- * clear it is passed over. Events: TOME_EVENT_FILE_STAGED for each path that differs from the base, then
- * TOME_EVENT_BASE_REVISION with the base revision. */
+ * clear it is passed over. A file named itself that has not changed is looked at on the remote, when that is within
+ * reach, and sent again when it is damaged there. Events: TOME_EVENT_FILE_STAGED for each path that differs from the
+ * base, then TOME_EVENT_BASE_REVISION with the base revision. */
 typedef struct tome_file_stage_params {
     tome_string_array_t paths;
     uint32_t stage_deletions;
