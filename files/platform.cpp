@@ -58,10 +58,10 @@ bool clone_file(int from, int to) {
 #endif
 }
 
-bool is_on_network_file_system(int directory) {
+bool is_on_network_file_system(const char* path) {
 #if defined(__linux__)
     struct statfs status {};
-    if (fstatfs(directory, &status) != 0) {
+    if (statfs(path, &status) != 0) {
         return false;
     }
     // Numbers of statfs(2): NFS, SMB, SMB2, CIFS, AFS, Coda, NCP, Ceph, 9P.
@@ -81,9 +81,9 @@ bool is_on_network_file_system(int directory) {
     }
 #elif defined(__APPLE__)
     struct statfs status {};
-    return fstatfs(directory, &status) == 0 && (status.f_flags & MNT_LOCAL) == 0;
+    return statfs(path, &status) == 0 && (status.f_flags & MNT_LOCAL) == 0;
 #else
-    static_cast<void>(directory);
+    static_cast<void>(path);
     return false;
 #endif
 }

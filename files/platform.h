@@ -18,8 +18,8 @@ bool sync_file_system(int descriptor);
 /// `from` then stands at its start. False, with nothing copied and both at their start, where that cannot be done.
 bool clone_file(int from, int to);
 
-/// Whether the directory lies on a network file system, where locks and shared memory of several hosts do not meet.
-bool is_on_network_file_system(int directory);
+/// Whether `path` lies on a network file system, where locks and shared memory of several hosts do not meet.
+bool is_on_network_file_system(const char* path);
 
 /// A short path of an open directory, good while it is open, for calls that take no long ones; empty where there is
 /// none.

@@ -61,9 +61,9 @@ std::unique_ptr<Remote> BlobStorage::find_remote() const {
     }
 }
 
-void BlobStorage::deliver_from(ObjectSource& source, const BlobKey& key,
+void BlobStorage::deliver_from(ObjectSource& source, const std::filesystem::path& place, const BlobKey& key,
                                const std::function<void(std::uint64_t)>& begin,
-                               const std::function<void(std::uint64_t, std::string_view)>& deliver) const {
+                               const std::function<void(std::uint64_t, std::string_view)>& deliver) {
     const std::optional<Content> content = source.find_content(key.digest);
     if (!content) {
         refuse_missing(key);
@@ -81,7 +81,7 @@ void BlobStorage::deliver_from(ObjectSource& source, const BlobKey& key,
         offset += block.size();
     });
     if (Digest{hash.finish()} != key.digest) {
-        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, store_.directory().string()));
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, place.string()));
     }
 }
 
@@ -91,7 +91,7 @@ void BlobStorage::get(const BlobKey& key, const std::function<void(std::uint64_t
     std::optional<Error> damage;
     if (has_blob(store_.database(), key)) {
         try {
-            return deliver_from(store_, key, begin, deliver);
+            return deliver_from(store_, store_.directory(), key, begin, deliver);
         } catch (const Error& error) {
             if (error.code() != ErrorCode::Corrupt) {
                 throw;
@@ -101,7 +101,7 @@ void BlobStorage::get(const BlobKey& key, const std::function<void(std::uint64_t
     }
     const std::unique_ptr<Remote> remote = find_remote();
     if (remote && remote->has_blob(key)) {
-        return deliver_from(*remote->objects(), key, begin, deliver);
+        return deliver_from(*remote->objects(), location_->remote / location_->name, key, begin, deliver);
     }
     if (damage) {
         throw Error(*damage);

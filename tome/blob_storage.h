@@ -38,8 +38,10 @@ class BlobStorage {
 
   private:
     std::unique_ptr<Remote> find_remote() const;  ///< opened anew each time: it may be replaced meanwhile
-    void deliver_from(ObjectSource& source, const BlobKey& key, const std::function<void(std::uint64_t)>& begin,
-                      const std::function<void(std::uint64_t, std::string_view)>& deliver) const;
+    /// `place` is where the source is, for errors.
+    static void deliver_from(ObjectSource& source, const std::filesystem::path& place, const BlobKey& key,
+                             const std::function<void(std::uint64_t)>& begin,
+                             const std::function<void(std::uint64_t, std::string_view)>& deliver);
 
     std::mutex mutex_;
     ObjectStore store_;

@@ -40,6 +40,15 @@ const char* file_access() {
 
 }  // namespace
 
+void refuse_network_file_system(const std::filesystem::path& directory) {
+    if (quill::is_on_network_file_system(directory.c_str())) {
+        throw Error(ErrorCode::Invalid,
+                    "a Tome store cannot lie on a network file system, whose locks do not reach "
+                    "other hosts; use an object-store remote instead: " +
+                        directory.string());
+    }
+}
+
 Statement::~Statement() {
     sqlite3_reset(statement_);
     sqlite3_clear_bindings(statement_);
@@ -92,6 +101,7 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path), 
     if (std::filesystem::is_symlink(path, ignored)) {
         throw Error(ErrorCode::Io, "a symbolic link stands in the way: " + path.string());
     }
+    refuse_network_file_system(path.parent_path());
     const int code = sqlite3_open_v2(name_for_sqlite().c_str(), &handle_, flags, file_access());
     try {
         if (code != SQLITE_OK) {

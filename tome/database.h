@@ -18,6 +18,10 @@ namespace tome {
 
 class Database;
 
+/// Throws Error(Invalid) "a Tome store cannot lie on a network file system, …: DIRECTORY" for one where the locks and
+/// the log's shared memory of several hosts would not meet.
+void refuse_network_file_system(const std::filesystem::path& directory);
+
 /// A prepared statement, taken from its Database's cache for the time of one use.
 class Statement {
   public:
@@ -50,7 +54,8 @@ class Database {
     enum class Mode { Open, Create };
 
     /// Opens the file, a new one in write-ahead mode, with full synchronisation; waits up to a minute for locks of
-    /// others. Throws Error(Corrupt) for a file that is no database, Error(Io) otherwise.
+    /// others. Throws Error(Invalid) on a network file system, Error(Corrupt) for a file that is no database, Error(Io)
+    /// otherwise.
     Database(const std::filesystem::path& path, Mode mode);
     ~Database();
     Database(const Database&) = delete;

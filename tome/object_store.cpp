@@ -69,16 +69,6 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
     return directory;
 }
 
-void refuse_network_file_system(const std::filesystem::path& directory) {
-    const FileDescriptor descriptor = open_directory(directory);
-    if (quill::is_on_network_file_system(descriptor.get())) {
-        throw Error(ErrorCode::Invalid,
-                    "a Tome store cannot lie on a network file system, whose locks do not reach "
-                    "other hosts; use an object-store remote instead: " +
-                        directory.string());
-    }
-}
-
 constexpr std::string_view temporary_prefix = "tmp-";
 
 bool try_lock(const FileDescriptor& file) {

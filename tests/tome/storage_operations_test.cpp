@@ -10,6 +10,7 @@
 
 #include "content/sha256.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/tome/damage_fixture.h"
 
 namespace {
 
@@ -298,6 +299,20 @@ TEST_F(StorageOperations, DamagedBlobIsFetchedFromTheRemoteOrNamed) {
     there.put(large);
     EXPECT_EQ(there.flush().error, "");
     EXPECT_TRUE(here.get(large).bytes == large);
+}
+
+TEST_F(StorageOperations, BlobThatIsDamagedOnTheRemoteNamesTheRemotesStore) {
+    const Storage here(folder_ / "here", url_);
+    const fs::path store = folder_ / "remote/blobs";
+    for (const std::string& blob : {large, std::string("small")}) {
+        SCOPED_TRACE(blob.size());
+        here.put(blob);
+        EXPECT_EQ(here.flush().error, "");
+        const tome::Digest digest = tome::digest_of(blob);
+        quill_test::damage_replace_object(store, digest, "!" + blob.substr(1));
+        EXPECT_EQ(Storage(folder_ / "there", url_).get(blob).error,
+                  "corrupt object " + tome::to_hex(digest) + " in " + store.string());
+    }
 }
 
 TEST_F(StorageOperations, DamagedBlobHoldsUpNoOtherAndIsMadeGoodWhenItIsPutAgain) {
