@@ -31,13 +31,13 @@ bool is_other_than_a_file(const std::filesystem::path& file) {
     return type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found;
 }
 
-std::unique_ptr<Database> open_memory(const std::filesystem::path& file) {
+std::unique_ptr<Database> open_memory(const std::filesystem::path& file, bool make) {
     if (is_other_than_a_file(file)) {
         throw Error(ErrorCode::Corrupt, "not a regular file: " + file.string());
     }
-    auto database = std::make_unique<Database>(file, Database::Mode::Create);
+    auto database = std::make_unique<Database>(file, make ? Database::Mode::Create : Database::Mode::Open);
     database->execute("PRAGMA synchronous=NORMAL");  // A power cut may take the newest rows, and nothing else.
-    if (database->user_version() == 0) {
+    if (make && database->user_version() == 0) {
         Transaction alone(*database);
         if (database->user_version() == 0) {
             create_tables(*database, tables);
@@ -62,19 +62,26 @@ bool names_branch_memory(const std::filesystem::path& path) {
     return path.filename() == branch_memory_name && path.native().find('\0') == std::string::npos;
 }
 
-BranchMemory::BranchMemory(std::filesystem::path file, std::string repository)
-    : file_(std::move(file)), repository_(std::move(repository)) {}
+BranchMemory::BranchMemory(std::filesystem::path file, std::string repository, Making making)
+    : file_(std::move(file)), repository_(std::move(repository)), making_(making) {}
+
+void BranchMemory::remove_damaged() const {
+    if (making_ == Making::Allowed) {
+        remove_memory(file_);
+    }
+}
 
 Database& BranchMemory::database() {
+    const bool make = making_ == Making::Allowed;
     if (!database_) {
         try {
-            database_ = open_memory(file_);
+            database_ = open_memory(file_, make);
         } catch (const Error& error) {
             if (error.code() != ErrorCode::Corrupt) {
                 throw;
             }
-            remove_memory(file_);
-            database_ = open_memory(file_);
+            remove_damaged();
+            database_ = open_memory(file_, make);
         }
     }
     return *database_;
@@ -104,7 +111,7 @@ void BranchMemory::do_without(const std::exception& reason) {
     database_.reset();
     const auto* error = dynamic_cast<const Error*>(&reason);
     if (error != nullptr && error->code() == ErrorCode::Corrupt) {
-        remove_memory(file_);
+        remove_damaged();
     }
 }
 

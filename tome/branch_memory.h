@@ -34,8 +34,12 @@ struct RememberedBranch {
 
 class BranchMemory {
   public:
+    /// Whether the file may be made, or made anew. Not where a checkout's configuration alone names it: that may be
+    /// somebody else's, and lead anywhere.
+    enum class Making { Allowed, Refused };
+
     /// `file`: absolute; empty: nothing is remembered. `repository`: canonical URL.
-    BranchMemory(std::filesystem::path file, std::string repository);
+    BranchMemory(std::filesystem::path file, std::string repository, Making making);
 
     /// What is remembered of the branch. To be asked before the remote, whose record is then no older, unless the
     /// remote went back.
@@ -54,9 +58,11 @@ class BranchMemory {
     std::optional<RememberedBranch> read(const std::string& branch);
     void write(const BranchRecord& record, std::uint64_t order);
     void do_without(const std::exception& reason);
+    void remove_damaged() const;
 
     std::filesystem::path file_;
     std::string repository_;
+    Making making_;
     std::unique_ptr<Database> database_;
     bool is_broken_ = false;  // it cannot be used now
 };

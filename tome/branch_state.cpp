@@ -51,9 +51,8 @@ bool is_known_ancestor(ObjectSource& source, const Digest& ancestor, const Diges
 // False when something that the remote lacks is not here, or damaged.
 bool send_history(Checkout& checkout, const Digest& head) {
     try {
-        MissingObjects missing(checkout.sources(), *checkout.remote().objects());
-        missing.add_history(head);
-        checkout.remote().add_objects(checkout.sources(), missing.wanted(), {});
+        Remote& remote = checkout.remote();
+        remote.add_objects(checkout.sources(), objects_to_push(checkout.sources(), *remote.objects(), head), {});
         return true;
     } catch (const Error& error) {
         if (error.code() != ErrorCode::NotFound && error.code() != ErrorCode::Corrupt) {

@@ -46,6 +46,12 @@ std::filesystem::path own_store(const std::filesystem::path& directory) {
     return state_folder(directory) / "objects";
 }
 
+// The file beside the configuration is the checkout's own; others are made by those who name them in a call.
+BranchMemory::Making making_of(const CheckoutConfig& config) {
+    const bool own = config.branch_memory == state_folder({}) / branch_memory_name;
+    return own ? BranchMemory::Making::Allowed : BranchMemory::Making::Refused;
+}
+
 }  // namespace
 
 std::filesystem::path state_folder(const std::filesystem::path& directory) {
@@ -56,10 +62,11 @@ std::filesystem::path config_path(const std::filesystem::path& directory) {
     return state_folder(directory) / "config.toml";
 }
 
-BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config) {
+BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config,
+                           BranchMemory::Making making) {
     const bool is_kept = !config.branch_memory.empty() && !config.repository_url.empty();
     return {is_kept ? (directory / config.branch_memory).lexically_normal() : std::filesystem::path(),
-            config.repository_url};
+            config.repository_url, making};
 }
 
 std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory) {
@@ -74,7 +81,7 @@ Checkout::Checkout(const std::filesystem::path& directory, Access access, bool o
       index_(state_folder(directory) / "index.db"),
       files_(directory),
       offline_(offline && has_remote()),
-      memory_(branch_memory(directory, config_)) {
+      memory_(branch_memory(directory, config_, making_of(config_))) {
     if (access == Access::Change) {
         clear_temporary_files(directory);
     }

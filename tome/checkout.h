@@ -73,7 +73,8 @@ std::filesystem::path state_folder(const std::filesystem::path& directory);
 std::filesystem::path config_path(const std::filesystem::path& directory);
 
 /// What the checkout in `directory` remembers of its remote's branches.
-BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config);
+BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config,
+                           BranchMemory::Making making);
 
 /// The repository on the remote, its branches remembered in `memory`. Throws as DirectoryRemote::open() does.
 std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory);

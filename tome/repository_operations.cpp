@@ -59,7 +59,8 @@ void create_repository(const tome_globals_t& globals, const tome_repository_crea
         }
         make_folder(directory);
         if (!DirectoryRemote::is_there(location)) {
-            branch_memory(directory, config).forget();  // A new one, which owes nothing to one that is gone.
+            branch_memory(directory, config, BranchMemory::Making::Refused)
+                .forget();  // A new one, which owes nothing to one that is gone.
         }
         DirectoryRemote::create_repository(location);
     }
@@ -125,7 +126,7 @@ void clone_repository(const tome_globals_t& globals, const tome_repository_clone
     const std::filesystem::path directory = checkout_directory(globals);
     const CheckoutConfig config = clone_config(params, directory);
     const BranchName branch = BranchName::parse(to_text(params.branch));
-    BranchMemory memory = branch_memory(directory, config);
+    BranchMemory memory = branch_memory(directory, config, BranchMemory::Making::Allowed);
     const std::optional<BranchRecord> record = open_remote(config, memory)->find_branch(branch);
     if (!record) {
         throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
@@ -156,10 +157,10 @@ void accept_remote(const tome_globals_t& globals, const tome_repository_accept_r
     const std::filesystem::path memory = memory_path(params.branch_memory);
     if (memory.empty()) {
         const std::filesystem::path directory = checkout_directory(globals);
-        return branch_memory(directory, read_config(config_path(directory))).forget();
+        return branch_memory(directory, read_config(config_path(directory)), BranchMemory::Making::Refused).forget();
     }
     const RepositoryLocation location = parse_repository_url(to_text(params.repository_url));
-    BranchMemory(memory, canonical_url(location.remote) + "/" + location.name).forget();
+    BranchMemory(memory, canonical_url(location.remote) + "/" + location.name, BranchMemory::Making::Allowed).forget();
 }
 
 void create_shared_store(const tome_globals_t& globals, const tome_shared_store_create_params_t& params) {

@@ -264,7 +264,7 @@ TEST_F(BranchMemory, IsNotNeededByACheckoutWithoutOne) {
     EXPECT_EQ(history().size(), 2U);
 }
 
-TEST_F(BranchMemory, ThatIsDamagedIsMadeAnew) {
+TEST_F(BranchMemory, ThatIsDamagedIsMadeAnewByTheNextClone) {
     const std::string sound = read_file(memory_);
     for (const std::string& bytes : {std::string("SQLite"), std::string(20'000, 'x'), sound.substr(0, 3000)}) {
         for (const char* suffix : {"-wal", "-shm"}) {
@@ -272,18 +272,19 @@ TEST_F(BranchMemory, ThatIsDamagedIsMadeAnew) {
         }
         write_file(memory_, bytes);
         EXPECT_TRUE(publish_by_witness().ok());
-        must(witness_.list_branches());
+        remembering(memory_);
         EXPECT_EQ(remembered_sequence(), remote_sequence());
     }
 }
 
-TEST_F(BranchMemory, ThatIsAnotherProgramsDatabaseIsMadeAnew) {
+TEST_F(BranchMemory, ThatIsAnotherProgramsDatabaseIsMadeAnewByTheNextClone) {
     fs::remove(memory_);
     tome::Database(memory_, tome::Database::Mode::Create)
         .execute(
             "CREATE VIEW remembered AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i "
             "FROM n; PRAGMA user_version = 1");
     EXPECT_TRUE(publish_by_witness().ok());
+    remembering(memory_);
     EXPECT_EQ(remembered_sequence(), remote_sequence());
 }
 
@@ -293,6 +294,7 @@ TEST_F(BranchMemory, IsNeverReachedThroughALink) {
     fs::remove(memory_);
     fs::create_symlink(theirs, memory_);
     EXPECT_TRUE(publish_by_witness().ok());
+    remembering(memory_);
     EXPECT_EQ(read_file(theirs), "theirs");
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(memory_)));
 }
@@ -305,6 +307,16 @@ TEST_F(BranchMemory, IsDoneWithoutWhereItCannotBe) {
     client.write("c.txt", "c");
     client.publish({"c.txt"});
     EXPECT_FALSE(fs::exists(folder_ / "no"));
+}
+
+// A checkout that somebody else made may name a file anywhere.
+TEST_F(BranchMemory, IsNotMadeWhereAConfigurationAloneNamesIt) {
+    fs::remove(memory_);
+    must(publish_by_witness());
+    EXPECT_FALSE(fs::exists(memory_));
+    write_file(memory_, "somebody's file");
+    must(publish_by_witness());
+    EXPECT_EQ(read_file(memory_), "somebody's file");
 }
 
 TEST_F(BranchMemory, HasOneNameAlone) {
@@ -338,7 +350,10 @@ TEST_F(BranchMemory, ServesProcessesAtOnce) {
         children.push_back(fork());
         if (children.back() == 0) {
             const std::string branch = "branch" + std::to_string(n);
-            bool good = clients[n].switch_to(branch).ok();
+            const fs::path own = folder_ / ("own" + branch);
+            fs::create_directory(own);
+            bool good = EngineClient(own).clone(url_, {.branch_memory = memory_.string()}).ok() &&
+                        clients[n].switch_to(branch).ok();
             for (int i = 0; i < pushes; ++i) {
                 clients[n].write("a.txt", branch + std::to_string(i));
                 good = good && clients[n].stage({"a.txt"}).ok() && clients[n].commit("c").ok() &&
