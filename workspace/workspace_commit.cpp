@@ -289,11 +289,12 @@ void publish_cut_off_commit(const CommitRequest& request, const CommitPlace& pla
 // makes good from here.
 void mend_unchanged(const CommitRequest& request, const TomeCheckout& checkout,
                     const std::vector<std::string>& changed) {
+    const std::set<std::string> differing(changed.begin(), changed.end());
     std::vector<std::string> unchanged;
     std::error_code ignored;
     for (const fs::path& path : request.changed_paths) {
         if (fs::symlink_status(checkout.root / path, ignored).type() == fs::file_type::regular &&
-            std::find(changed.begin(), changed.end(), path.string()) == changed.end()) {
+            !differing.contains(path.string())) {
             unchanged.push_back(path.string());
         }
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "identity/file_tree_comparison.h"
 #include "tests/fake_tome/fake_project.h"
 #include "workspace/revision_history.h"
 #include "workspace/workspace_index_file.h"
@@ -198,6 +199,20 @@ TEST_F(RevisionRestore, PublishedBytesThatDifferAreReported) {
               "Tome restore verification failed: the published revision bytes do not match the selected state");
     EXPECT_EQ(read_file(project_ / scene), "new scene");
     EXPECT_TRUE(scratch_folders().empty());
+}
+
+TEST_F(RevisionRestore, VerificationThatFailsNamesTheFiles) {
+    fake_tome::on("tome_branch_push", [this](const Call&, const Events&) {
+        target_tree_[scene] = "damaged on the way";
+        return 0;
+    });
+    try {
+        restore();
+        FAIL() << "nothing failed";
+    } catch (const quill::TreeMismatchError& error) {
+        EXPECT_EQ(error.comparison().differing, std::vector<fs::path>{scene});
+        EXPECT_TRUE(error.comparison().unreadable.empty());
+    }
 }
 
 TEST_F(RevisionRestore, HistoryOfAnotherProjectIsRefused) {

@@ -239,6 +239,31 @@ TEST_F(DifferingFiles, HistoricalFileThatCannotBeInspectedIsAnError) {
     EXPECT_EQ(failure(), "could not inspect historical workspace file: " + system_message(ELOOP));
 }
 
+TEST_F(DifferingFiles, FileThatCannotBeReadIsToldFromOneThatDiffers) {
+    const fs::path unreadable = "/proc/self/mem";  // opens as an empty file, but cannot be read
+    if (!fs::exists(unreadable)) {
+        GTEST_SKIP() << "no such file here";
+    }
+    write_both("a", "", "");
+    write_both("b", "1", "2");
+    fs::remove(live("a"));
+    fs::create_symlink(unreadable, live("a"));
+    const quill::TreeComparison comparison = quill::compare_project_workspace_files(folder_ / "live", folder_ / "old");
+    EXPECT_EQ(comparison.differing, (Paths{"a", "b"}));
+    ASSERT_EQ(comparison.unreadable.size(), 1U);
+    EXPECT_EQ(comparison.unreadable[0].path, "a");
+    EXPECT_EQ(comparison.unreadable[0].number, EIO);
+}
+
+TEST_F(DifferingFiles, OfTheSameBytesMayDifferInTheExecutableBit) {
+    write_both("run.sh", "x", "x");
+    fs::permissions(live("run.sh"), fs::perms(0755));
+    fs::permissions(old("run.sh"), fs::perms(0644));
+    const quill::TreeComparison comparison = quill::compare_project_workspace_files(folder_ / "live", folder_ / "old");
+    EXPECT_EQ(comparison.differing, Paths{});
+    EXPECT_EQ(comparison.other_mode, std::vector<std::string>{"run.sh"});
+}
+
 TEST_F(DifferingFiles, ChangesNothing) {
     write_both("a", "1", "2");
     write_file(live("b"), "x");

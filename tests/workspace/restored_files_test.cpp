@@ -7,11 +7,9 @@
 #include <filesystem>
 #include <string>
 
-#include "identity/file_tree_comparison.h"
 #include "identity/visible_files.h"
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
-#include "workspace/live_project_restore.h"
 #include "workspace/workspace_creation.h"
 #include "workspace/workspace_paths.h"
 
@@ -124,18 +122,6 @@ TEST_F(RestoredFiles, AreFilesOfTheirOwnWhereAMergeRemovesWhatALinkLedTo) {
     commit_everything();
     const std::vector<std::string> paths = paths_of_main();
     EXPECT_NE(std::find(paths.begin(), paths.end(), "Assets/wood.png"), paths.end());
-}
-
-TEST_F(RestoredFiles, ThatDoNotMatchAreNamedByTheFailure) {
-    const quill_test::TemporaryFolder folder;
-    write_file(folder / "live/a.txt", "a");
-    write_file(folder / "restored/a.txt", "b");
-    fs::create_directories(folder / "live/same");
-    TreeComparison comparison = compare_project_workspace_files(folder / "live", folder / "restored");
-    const TreeMismatchError error("text", comparison);
-    EXPECT_STREQ(error.what(), "text");
-    EXPECT_EQ(error.comparison().differing, std::vector<fs::path>{"a.txt"});
-    EXPECT_TRUE(error.comparison().unreadable.empty());
 }
 
 }  // namespace
