@@ -180,19 +180,19 @@ void publish(const RestoreRequest& request, const TomeCheckout& scratch, const s
 
 // The files that the user works on. A workspace's checkout is made ready before anything is published: one made later
 // would come with the restored files, and nothing would be left to restore in it.
-fs::path ensure_live_project(const RestoreRequest& request) {
-    return request.workspace_id == "main"
-               ? request.project
-               : ensure_tome_checkout_for_workspace(request.project, request.workspace_id, {});
+LiveProject ensure_live_project(const RestoreRequest& request) {
+    fs::path files = request.workspace_id == "main"
+                         ? request.project
+                         : ensure_tome_checkout_for_workspace(request.project, request.workspace_id, {});
+    return {request.project, std::move(files), workspace_replaced_files(request.project, request.workspace_id)};
 }
 
-std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& files, const fs::path& published,
+std::uint64_t restore_live_files(const RestoreRequest& request, const LiveProject& live, const fs::path& published,
                                  const std::string& head) {
-    const LiveProject live{request.project, files, workspace_replaced_files(request.project, request.workspace_id)};
     const std::uint64_t count = restore_live_project(live, published, head);
     if (request.workspace_id != "main") {
         try {  // The checkout learns that its files are those of the new head.
-            call_tome_revision_sync({files, request.remote_url}, {});
+            call_tome_revision_sync({live.files, request.remote_url}, {});
         } catch (const std::runtime_error&) {
             // The next sync tells.
         }
@@ -232,8 +232,8 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
         on_selected_state(scratch.path());
     }
     preserve_selected_state(request, scratch.path(), selected.path());
-    const fs::path live = ensure_live_project(request);
-    check_live_project(live, selected.path());
+    const LiveProject live = ensure_live_project(request);
+    check_live_project(live.files, selected.path());
 
     const std::string head = add_restored_revision(request, checkout);
     const std::string now = wall_clock_milliseconds();

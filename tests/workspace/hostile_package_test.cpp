@@ -106,11 +106,11 @@ TEST_P(LinkInThePackagesState, IsNeverFollowed) {
     home.expect_untouched(GetParam());
 }
 
-TEST(HostilePackage, IsToldWhichLinkStandsInTheWay) {
+TEST(HostilePackage, IsToldWhichLinkStandsInTheWayBeforeAnythingIsPublished) {
     const Home home;
     const HistoryProject project;
     const std::string first = project.commit("first");
-    project.commit("second");
+    const std::string second = project.commit("second");
     const fs::path link = project.package() / ".derived/tome-workspaces/.replaced-by-restore-main";
     fs::remove_all(link);
     fs::create_directory_symlink(home.path(), link);
@@ -118,6 +118,7 @@ TEST(HostilePackage, IsToldWhichLinkStandsInTheWay) {
                   restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
               }),
               "a symbolic link stands in the way: " + link.string());
+    EXPECT_EQ(list_project_workspace_revisions(project.package(), "main", 1).at(0).id, second) << "it was published";
 }
 
 TEST(HostilePackage, HasNoHiddenFileAsItsScene) {
