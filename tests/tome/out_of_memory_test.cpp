@@ -22,8 +22,12 @@ bool refuses() {
     return true;
 }
 
+void* allocate_or_null(std::size_t size) {
+    return refuses() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
 void* allocate(std::size_t size) {
-    void* memory = refuses() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* memory = allocate_or_null(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -56,6 +60,12 @@ void* operator new(std::size_t size) {
 }
 void* operator new[](std::size_t size) {
     return allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate_or_null(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate_or_null(size);
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
