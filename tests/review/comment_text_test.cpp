@@ -178,8 +178,13 @@ TEST(CommentText, CommentThatIsCutOffIsPassedOver) {
 }
 
 TEST(CommentText, EveryChangedByteIsSurvived) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr std::size_t step = 7;  // Some of them will do where each takes many times as long.
+#else
+    constexpr std::size_t step = 1;
+#endif
     const std::string text = quill::project_comments_json({full_comment("\\\""), {}});
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    for (std::size_t at = 0; at < text.size(); at += step) {
         for (const char byte : std::string("\"\\{}[]:,9\0", 10)) {
             std::string changed = text;
             changed[at] = byte;
