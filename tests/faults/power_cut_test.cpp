@@ -22,6 +22,8 @@ const std::vector<NeedlessSync> needless{
      "a checkout that no one works in: it learns anew what the branches are"},
     {R"(P\.quillproject/\.derived/tome-workspaces/[a-z]+/\.tome/index\.db-wal)", false,
      "the checkout sees from the bytes which files it holds, and asks the remote for the head"},
+    {R"(P\.quillproject/\.derived/tome-workspaces(/\.branch-memory(-journal|-wal)?)?)", false,
+     "what was last seen of the remote is a hint, and without it nothing is lost"},
     {R"(remote/[^/]*\.making-[^/]*/store\.db-journal)", false,
      "a database that was not finished, in a store that has no name yet, is never opened"},
     {R"(remote|remote/[^/]*\.making-[^/]*(/store\.db)?)", true,
