@@ -203,7 +203,7 @@ TEST(ContentStoreBlobFile, WhatIsNoRegularFileReadsAsNothing) {
 }
 
 // Where a process can be given a limit, and does not end without memory as it does under a sanitizer.
-#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__linux__) && !defined(QUILL_ADDRESS_SANITIZER) && !defined(QUILL_THREAD_SANITIZER)
 TEST(ContentStoreBlobFile, OneLargerThanMemoryReadsAsNothingButInRanges) {
     const TemporaryFolder folder;
     write_file(folder / "x", "start");

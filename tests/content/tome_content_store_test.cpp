@@ -129,7 +129,7 @@ TEST_F(TomeContentStores, FetchABlobWhoseLocalCopyIsDamagedFromTheRemote) {
 
 // In a process of its own: the largest memory is counted over a process's life.
 TEST_F(TomeContentStores, HoldNoSecondCopyOfABlobInMemory) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
     GTEST_SKIP() << "sanitizers take memory of their own";
 #endif
     constexpr std::size_t blob_mebibytes = 256;

@@ -178,7 +178,7 @@ TEST(CommentText, CommentThatIsCutOffIsPassedOver) {
 }
 
 TEST(CommentText, EveryChangedByteIsSurvived) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
     constexpr std::size_t step = 7;  // Some of them will do where each takes many times as long.
 #else
     constexpr std::size_t step = 1;

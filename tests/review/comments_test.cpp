@@ -225,7 +225,7 @@ TEST_F(WorkspaceComments, GivenIdTimeAndKindStay) {
 
 TEST_F(WorkspaceComments, CountedIdIsNeverOneThatIsTaken) {
     // As after a deletion, the next count is taken, at each millisecond of the time that the test may need.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
     constexpr std::size_t milliseconds = 1000;  // A file of more takes a sanitizer too long.
 #else
     constexpr std::size_t milliseconds = 10000;

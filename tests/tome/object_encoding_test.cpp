@@ -510,7 +510,7 @@ TEST(ObjectEncoding, RefusesAMessageOfForgedSize) {
     EXPECT_EQ(refusal(tome::parse_revision, start + number(5, 4) + "First"), "");
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
 constexpr bool sanitized = true;
 #elif defined(__has_feature)
 constexpr bool sanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);

@@ -11,7 +11,7 @@
 namespace {
 
 // Under a sanitizer some of the requests will do: each costs many times as much.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
 constexpr long step = 17;
 #else
 constexpr long step = 1;

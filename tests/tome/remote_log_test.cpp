@@ -83,7 +83,7 @@ TEST_F(RemoteLog, ThatSomebodyReadsIsLeftToTheNextWrite) {
     EXPECT_TRUE(is_folded());
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
 constexpr std::size_t step = 17;  // Each look takes many times as long.
 #else
 constexpr std::size_t step = 1;

@@ -104,7 +104,7 @@ std::vector<std::filesystem::path> shared_scenes() {
 }
 
 TEST(RestoreProof, PassesOnEveryRealScene) {
-#if defined(__SANITIZE_THREAD__)
+#if defined(QUILL_THREAD_SANITIZER)
     GTEST_SKIP() << "the scenes change nothing about the threads";
 #endif
     const std::vector<std::filesystem::path> scenes = shared_scenes();

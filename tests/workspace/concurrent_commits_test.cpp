@@ -19,7 +19,7 @@ using quill_test::run_process;
 using quill_test::write_file;
 
 // Sanitizers make a commit many times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
 constexpr int writers = 4;
 constexpr int commits_each = 3;
 constexpr int rounds = 2;

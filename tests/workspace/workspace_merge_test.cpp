@@ -302,7 +302,7 @@ class LargeWorkspaceMerge : public RealProject {
     static std::string bytes_of(int n) { return "file " + std::to_string(n) + "\n"; }
 
     void SetUp() override {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QUILL_ADDRESS_SANITIZER) || defined(QUILL_THREAD_SANITIZER)
         GTEST_SKIP() << "a sanitizer sees the same in a small project";
 #endif
         make_project_with_remote();
