@@ -5,9 +5,9 @@
 #include <string>
 #include <unordered_map>
 
-#include "content/sha256.h"
-#include "tome/metadata_map.h"
-#include "tome/object_encoding.h"
+#include "digest/sha256.h"
+#include "tome/object/metadata_map.h"
+#include "tome/object/object_encoding.h"
 
 namespace {
 

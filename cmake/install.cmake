@@ -7,8 +7,8 @@ set(quill_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The public headers as an outside program sees them.
 set(quill_public_headers ${PROJECT_BINARY_DIR}/public_headers)
-file(GLOB quill_headers CONFIGURE_DEPENDS include/quill/*.h
-  content/*.h identity/*.h project/*.h review/*.h workspace/*.h)
+list(TRANSFORM quill_folders APPEND "/*.h" OUTPUT_VARIABLE quill_header_globs)
+file(GLOB_RECURSE quill_headers CONFIGURE_DEPENDS include/quill/*.h files/*.h digest/*.h ${quill_header_globs})
 add_custom_command(OUTPUT ${quill_public_headers}.stamp
   COMMAND ${CMAKE_COMMAND} -D source=${PROJECT_SOURCE_DIR} -D destination=${quill_public_headers}
     -P ${PROJECT_SOURCE_DIR}/cmake/public_headers.cmake

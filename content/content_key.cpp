@@ -1,6 +1,6 @@
 #include "content/content_key.h"
 
-#include "content/sha256.h"
+#include "digest/sha256.h"
 
 namespace quill {
 namespace {

@@ -9,10 +9,10 @@
 #include "content/local_content_store.h"
 #include "content/tome_content_store.h"
 #include "content/tome_mirror_content_store.h"
+#include "files/text_file.h"
 #include "project/manifest.h"
 #include "project/manifest_text.h"
 #include "project/repository_configuration.h"
-#include "project/text_file.h"
 
 namespace quill {
 namespace {

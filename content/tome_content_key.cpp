@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "content/content_key.h"
-#include "content/sha256.h"
+#include "digest/sha256.h"
 
 namespace quill {
 namespace {

@@ -10,8 +10,8 @@
 
 #include "content/content_key.h"
 #include "content/content_store_blob_file.h"
-#include "content/sha256.h"
 #include "content/tome_content_key.h"
+#include "digest/sha256.h"
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
 

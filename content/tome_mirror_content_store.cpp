@@ -6,8 +6,8 @@
 #include "content/content_key.h"
 #include "content/content_store_blob_file.h"
 #include "content/local_content_store.h"
-#include "content/sha256.h"
 #include "content/tome_content_key.h"
+#include "digest/sha256.h"
 #include "project/project_location.h"
 
 namespace quill {

@@ -10,7 +10,7 @@
 #include <unordered_set>
 
 #include "content/content_key.h"
-#include "content/sha256.h"
+#include "digest/sha256.h"
 #include "identity/file_identity_cache.h"
 #include "identity/repository_identity_worker.h"
 #include "project/manifest.h"

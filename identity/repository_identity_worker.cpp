@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "engine/tome_binding.h"
 #include "identity/file_identity_cache.h"
-#include "workspace/tome_binding.h"
 
 namespace quill {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
+#include "files/text_file.h"
 #include "project/manifest_text.h"
-#include "project/text_file.h"
 
 namespace quill {
 

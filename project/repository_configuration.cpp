@@ -7,10 +7,10 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "files/text_file.h"
 #include "project/manifest.h"
 #include "project/manifest_text.h"
-#include "project/project_identity.h"
-#include "project/text_file.h"
+#include "project/project_id.h"
 
 namespace quill {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "review/json_records.h"
+#include "records/json_records.h"
 
 namespace quill {
 namespace {

@@ -8,13 +8,13 @@
 
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
+#include "project/workspace_id.h"
+#include "project/workspace_paths.h"
+#include "records/record_folder.h"
+#include "records/wall_clock.h"
 #include "review/comments_file.h"
-#include "review/record_folder.h"
 #include "review/reviews_file.h"
-#include "workspace/wall_clock.h"
-#include "workspace/workspace_id.h"
-#include "workspace/workspace_index.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/index/workspace_index.h"
 
 namespace quill {
 namespace {

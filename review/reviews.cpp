@@ -7,11 +7,11 @@
 
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
+#include "project/workspace_id.h"
+#include "records/wall_clock.h"
 #include "review/reviews_file.h"
-#include "workspace/revision_history.h"
-#include "workspace/wall_clock.h"
-#include "workspace/workspace_id.h"
-#include "workspace/workspace_index.h"
+#include "workspace/history/revision_history.h"
+#include "workspace/index/workspace_index.h"
 
 namespace quill {
 namespace {

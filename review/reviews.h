@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "records/unique_strings.h"
 #include "review/review_record.h"
-#include "review/unique_strings.h"
 
 namespace quill {
 

@@ -4,14 +4,14 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "project/text_file.h"
+#include "files/text_file.h"
+#include "project/workspace_id.h"
+#include "project/workspace_paths.h"
+#include "records/json_records.h"
+#include "records/record_file.h"
+#include "records/record_folder.h"
+#include "records/unique_strings.h"
 #include "review/comment_text.h"
-#include "review/json_records.h"
-#include "review/record_file.h"
-#include "review/record_folder.h"
-#include "review/unique_strings.h"
-#include "workspace/workspace_id.h"
-#include "workspace/workspace_paths.h"
 
 namespace quill {
 namespace {

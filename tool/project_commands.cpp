@@ -5,14 +5,14 @@
 #include <stdexcept>
 
 #include "project/manifest.h"
-#include "project/project_creation.h"
+#include "project/workspace_paths.h"
 #include "tool/options.h"
-#include "workspace/repository_bootstrap.h"
-#include "workspace/revision_history.h"
-#include "workspace/workspace_commit.h"
-#include "workspace/workspace_creation.h"
-#include "workspace/workspace_paths.h"
-#include "workspace/workspace_sync.h"
+#include "workspace/history/revision_history.h"
+#include "workspace/operations/project_creation.h"
+#include "workspace/operations/repository_bootstrap.h"
+#include "workspace/operations/workspace_commit.h"
+#include "workspace/operations/workspace_creation.h"
+#include "workspace/operations/workspace_sync.h"
 
 namespace quill_tool {
 namespace {
@@ -21,9 +21,13 @@ namespace fs = std::filesystem;
 
 constexpr const char* default_author = "project-tool";
 
-fs::path project_of(const Arguments& arguments) { return arguments[2]; }
+fs::path project_of(const Arguments& arguments) {
+    return arguments[2];
+}
 
-std::string displayed(const fs::path& path) { return fs::absolute(path).lexically_normal().string(); }
+std::string displayed(const fs::path& path) {
+    return fs::absolute(path).lexically_normal().string();
+}
 
 std::vector<fs::path> paths_from(const Arguments& arguments, std::size_t first) {
     return {arguments.begin() + static_cast<std::ptrdiff_t>(first), arguments.end()};

@@ -7,10 +7,10 @@
 #include <stdexcept>
 
 #include "project/manifest.h"
-#include "workspace/history_preview.h"
-#include "workspace/revision_history.h"
-#include "workspace/revision_restore.h"
-#include "workspace/workspace_commit.h"
+#include "workspace/history/history_preview.h"
+#include "workspace/history/revision_history.h"
+#include "workspace/history/revision_restore.h"
+#include "workspace/operations/workspace_commit.h"
 
 namespace quill_tool {
 namespace {

@@ -8,8 +8,8 @@
 
 #include "content/tome_content_key.h"
 #include "content/tome_mirror_content_store.h"
-#include "project/project_creation.h"
 #include "tests/support/temporary_folder.h"
+#include "workspace/operations/project_creation.h"
 
 namespace {
 

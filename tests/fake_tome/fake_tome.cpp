@@ -7,9 +7,9 @@
 #include <mutex>
 
 #include "content/content_key.h"
-#include "content/sha256.h"
+#include "digest/sha256.h"
+#include "engine/tome_binding.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/tome_binding.h"
 
 namespace fake_tome {
 namespace {

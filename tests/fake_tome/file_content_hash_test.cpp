@@ -8,10 +8,10 @@
 #include <latch>
 #include <thread>
 
+#include "engine/tome_binding.h"
 #include "identity/repository_identity_worker.h"
 #include "tests/fake_tome/fake_tome.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/tome_binding.h"
 
 namespace {
 

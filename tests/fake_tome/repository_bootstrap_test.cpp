@@ -1,9 +1,9 @@
-#include "workspace/repository_bootstrap.h"
+#include "workspace/operations/repository_bootstrap.h"
 
 #include <algorithm>
 
+#include "project/workspace_paths.h"
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/workspace_paths.h"
 
 namespace {
 

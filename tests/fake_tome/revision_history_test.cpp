@@ -1,9 +1,9 @@
-#include "workspace/revision_history.h"
+#include "workspace/history/revision_history.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/history_preview.h"
+#include "workspace/history/history_preview.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
-#include "workspace/revision_restore.h"
+#include "workspace/history/revision_restore.h"
 
 #include <algorithm>
 
-#include "identity/file_tree_comparison.h"
+#include "project/file_tree_comparison.h"
+#include "project/workspace_paths.h"
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/revision_history.h"
-#include "workspace/workspace_index_file.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/history/revision_history.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "workspace/tome_binding.h"
+#include "engine/tome_binding.h"
 
 #include <gtest/gtest.h>
 #include <tome/tome.h>
@@ -16,7 +16,7 @@ using fake_tome::Call;
 using fake_tome::Events;
 using fake_tome::make_hash;
 using fake_tome::make_hash_hex;
-using quill::TomeCheckout;
+using quill::CheckoutLocation;
 using quill::TomeWorkspaceState;
 using quill_test::failure_of;
 using Texts = std::vector<std::string>;
@@ -55,7 +55,7 @@ class TomeBinding : public testing::Test {
     }
 
     quill_test::TemporaryFolder folder_;
-    TomeCheckout checkout_{folder_.path(), remote};
+    CheckoutLocation checkout_{folder_.path(), remote};
 };
 
 // ---- Globals

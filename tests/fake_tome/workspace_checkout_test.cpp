@@ -1,7 +1,7 @@
-#include "workspace/workspace_checkout.h"
+#include "workspace/checkout/workspace_checkout.h"
 
+#include "project/workspace_paths.h"
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/workspace_paths.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "workspace/workspace_commit.h"
+#include "workspace/operations/workspace_commit.h"
 
 #include <algorithm>
 
+#include "project/workspace_paths.h"
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/workspace_index_file.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "workspace/workspace_creation.h"
+#include "workspace/operations/workspace_creation.h"
 
 #include <thread>
 
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/branch_index_cache.h"
-#include "workspace/workspace_index.h"
-#include "workspace/workspace_index_file.h"
+#include "workspace/index/branch_index_cache.h"
+#include "workspace/index/workspace_index.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "workspace/workspace_merge.h"
+#include "workspace/operations/workspace_merge.h"
 
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/workspace_diff.h"
-#include "workspace/workspace_index_file.h"
+#include "workspace/index/workspace_index_file.h"
+#include "workspace/operations/workspace_diff.h"
 
 namespace {
 

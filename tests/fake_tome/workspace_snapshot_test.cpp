@@ -1,4 +1,4 @@
-#include "workspace/workspace_snapshot.h"
+#include "workspace/checkout/workspace_snapshot.h"
 
 #include "tests/fake_tome/fake_project.h"
 

@@ -1,10 +1,10 @@
-#include "workspace/workspace_sync.h"
+#include "workspace/operations/workspace_sync.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include "project/workspace_paths.h"
 #include "tests/fake_tome/fake_project.h"
-#include "workspace/workspace_paths.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include <functional>
 
 #include "content/content_key.h"
-#include "identity/visible_files.h"
+#include "project/visible_files.h"
 #include "tests/faults/fault_project.h"
-#include "workspace/history_preview.h"
-#include "workspace/revision_history.h"
+#include "workspace/history/history_preview.h"
+#include "workspace/history/revision_history.h"
 
 namespace quill_test {
 namespace {

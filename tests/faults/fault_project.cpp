@@ -9,9 +9,9 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "workspace/history_preview.h"
-#include "workspace/revision_history.h"
-#include "workspace/workspace_index.h"
+#include "workspace/history/history_preview.h"
+#include "workspace/history/revision_history.h"
+#include "workspace/index/workspace_index.h"
 
 namespace quill_test {
 namespace {

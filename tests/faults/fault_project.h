@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/workspace_record.h"
 #include "tests/faults/written_record.h"
 #include "tests/support/run_process.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/workspace_record.h"
 
 namespace quill_test {
 

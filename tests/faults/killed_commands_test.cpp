@@ -1,7 +1,7 @@
 // A command killed at any of its durable steps leaves the old state or the new one, and succeeds when it is run again.
 #include <gtest/gtest.h>
 
-#include "identity/visible_files.h"
+#include "project/visible_files.h"
 #include "tests/faults/fault_project.h"
 
 namespace quill_test {

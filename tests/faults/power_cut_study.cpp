@@ -11,13 +11,13 @@
 
 #include "content/content_key.h"
 #include "content/content_store_selection.h"
-#include "identity/visible_files.h"
+#include "engine/tome_binding.h"
 #include "project/repository_configuration.h"
-#include "workspace/history_preview.h"
-#include "workspace/revision_history.h"
-#include "workspace/tome_binding.h"
-#include "workspace/workspace_checkout.h"
-#include "workspace/workspace_index.h"
+#include "project/visible_files.h"
+#include "workspace/checkout/workspace_checkout.h"
+#include "workspace/history/history_preview.h"
+#include "workspace/history/revision_history.h"
+#include "workspace/index/workspace_index.h"
 
 namespace quill_test {
 namespace {
@@ -69,8 +69,8 @@ void add_shown(std::string& promises, const fs::path& project) {
 }
 
 void add_metadata(std::string& promises, const fs::path& project, const std::string& workspace) {
-    const quill::TomeCheckout checkout{quill::ensure_tome_metadata_checkout(project),
-                                       quill::project_tome_remote_url(project)};
+    const quill::CheckoutLocation checkout{quill::ensure_tome_metadata_checkout(project),
+                                           quill::project_tome_remote_url(project)};
     const auto state = quill::call_tome_branch_metadata_get(
         checkout, workspace, {"quill.workspace.name", "quill.workspace.parent", "quill.workspace.baseScene"});
     promises += "workspace " + workspace + " metadata\t";

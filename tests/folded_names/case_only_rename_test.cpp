@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "identity/visible_files.h"
+#include "project/visible_files.h"
 #include "tests/support/run_process.h"
 #include "tests/support/temporary_folder.h"
 

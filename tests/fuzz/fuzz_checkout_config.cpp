@@ -4,8 +4,8 @@
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/support/temporary_folder.h"
-#include "tome/checkout_config.h"
-#include "tome/error.h"
+#include "tome/base/error.h"
+#include "tome/checkout/checkout_config.h"
 
 namespace {
 

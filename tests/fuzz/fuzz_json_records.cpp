@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "review/json_records.h"
+#include "records/json_records.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {

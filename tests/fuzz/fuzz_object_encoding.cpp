@@ -4,9 +4,9 @@
 #include <tuple>
 
 #include "tests/fuzz/fuzz_input.h"
-#include "tome/error.h"
-#include "tome/object_encoding.h"
-#include "tome/tree_path.h"
+#include "tome/base/error.h"
+#include "tome/object/object_encoding.h"
+#include "tome/object/tree_path.h"
 
 namespace {
 

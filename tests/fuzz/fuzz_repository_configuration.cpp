@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "project/manifest.h"
-#include "project/project_identity.h"
+#include "project/project_id.h"
 #include "project/repository_configuration.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/support/temporary_folder.h"

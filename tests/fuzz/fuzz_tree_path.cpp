@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "tests/fuzz/fuzz_input.h"
-#include "tome/error.h"
-#include "tome/name_folding.h"
-#include "tome/tree_path.h"
+#include "tome/base/error.h"
+#include "tome/object/name_folding.h"
+#include "tome/object/tree_path.h"
 
 namespace {
 

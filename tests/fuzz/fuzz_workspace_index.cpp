@@ -5,12 +5,12 @@
 #include <set>
 #include <tuple>
 
+#include "project/workspace_id.h"
+#include "project/workspace_paths.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/workspace_id.h"
-#include "workspace/workspace_index.h"
-#include "workspace/workspace_index_file.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/index/workspace_index.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "content/content_key.h"
-#include "tests/identity/file_test_support.h"
+#include "tests/support/file_test_support.h"
 #include "tests/support/temporary_folder.h"
 
 // What files give that no repository holds; the answers of the engine have their tests beside the scripted engine.

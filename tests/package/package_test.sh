@@ -70,8 +70,8 @@ review_and_merge() {
 }
 
 # An outside program's own header, of the same name as one of the library's, must not be taken for that one.
-mkdir -p outside/project outside/workspace
-echo '#error "taken for a header of the library"' | tee outside/project/manifest.h > outside/workspace/workspace_id.h
+mkdir -p outside/project outside/records
+echo '#error "taken for a header of the library"' | tee outside/project/manifest.h > outside/records/unique_strings.h
 
 # Builds and runs review_tool with the package in the given prefix, in the folder $1.
 link_to() {

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/project/package_folder.h"
+#include "tests/support/package_folder.h"
 
 namespace quill_test {
 namespace {

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/project/limited_process.h"
-#include "tests/project/package_folder.h"
+#include "tests/support/limited_process.h"
+#include "tests/support/package_folder.h"
 
 namespace quill_test {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <limits>
 
-#include "review/json_records.h"
-#include "tests/review/comma_locale.h"
+#include "records/json_records.h"
 #include "tests/review/review_project.h"
+#include "tests/support/comma_locale.h"
 
 namespace {
 

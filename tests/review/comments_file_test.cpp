@@ -8,9 +8,9 @@
 #include <algorithm>
 
 #include "review/comment_text.h"
-#include "tests/project/limited_process.h"
-#include "tests/review/comma_locale.h"
 #include "tests/review/review_project.h"
+#include "tests/support/comma_locale.h"
+#include "tests/support/limited_process.h"
 
 namespace {
 

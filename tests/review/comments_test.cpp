@@ -9,8 +9,8 @@
 #include "review/comments_file.h"
 #include "review/reviews.h"
 #include "review/reviews_file.h"
-#include "tests/project/limited_process.h"
 #include "tests/review/review_project.h"
+#include "tests/support/limited_process.h"
 
 namespace {
 

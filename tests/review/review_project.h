@@ -10,10 +10,10 @@
 #include <thread>
 #include <vector>
 
+#include "records/wall_clock.h"
 #include "review/review_record.h"
-#include "tests/project/package_folder.h"
-#include "workspace/wall_clock.h"
-#include "workspace/workspace_index_file.h"
+#include "tests/support/package_folder.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace quill_test {
 

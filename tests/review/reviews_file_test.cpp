@@ -8,9 +8,9 @@
 
 #include <algorithm>
 
-#include "review/json_records.h"
-#include "tests/project/limited_process.h"
+#include "records/json_records.h"
 #include "tests/review/review_project.h"
+#include "tests/support/limited_process.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <set>
 
 #include "review/reviews_file.h"
-#include "tests/project/limited_process.h"
 #include "tests/review/review_project.h"
+#include "tests/support/limited_process.h"
 
 namespace {
 

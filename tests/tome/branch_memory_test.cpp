@@ -1,12 +1,12 @@
 // What checkouts remember of the branches on a remote, and what they do when it went back.
-#include "tome/branch_memory.h"
+#include "tome/remote/branch_memory.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/tome/engine_client.h"
-#include "tome/database.h"
+#include "tome/base/database.h"
 
 namespace quill_test {
 namespace {

@@ -1,10 +1,10 @@
-#include "tome/branch_name.h"
+#include "tome/object/branch_name.h"
 
 #include <gtest/gtest.h>
 
 #include <type_traits>
 
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

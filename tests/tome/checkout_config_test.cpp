@@ -1,4 +1,4 @@
-#include "tome/checkout_config.h"
+#include "tome/checkout/checkout_config.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "tests/support/temporary_folder.h"
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

@@ -168,7 +168,7 @@ TEST_F(ConcurrentProcesses, InOneCheckoutTakeTurns) {
 TEST_F(ConcurrentProcesses, SharingAStoreKeepEachOthersObjects) {
     const std::filesystem::path shared = folder_ / "shared";
     run_at_once(process_count, [&](int process) {
-        tome::ObjectStore::create(shared);
+        tome::Store::create(shared);
         const DamageCheckout own = checkout("own" + std::to_string(process));
         DamageCheckout::require(own.clone("main", shared));
         write_file(own / "same.bin", large_bytes);
@@ -356,7 +356,7 @@ TEST_F(KilledHolder, OfAStoresWriteLockLeavesNothingOfItsTransaction) {
     for (const std::filesystem::path& store : {remote_store_, author_.own_store()}) {
         SCOPED_TRACE(store);
         const pid_t holder = start_holder([&](const std::function<void()>& hold) {
-            tome::ObjectStore open(store);
+            tome::Store open(store);
             tome::Transaction transaction(open.database());
             open.add_object(tome::ObjectKind::Content, "torn");
             open.database().execute("UPDATE branch SET head = x'00'");
@@ -364,7 +364,7 @@ TEST_F(KilledHolder, OfAStoresWriteLockLeavesNothingOfItsTransaction) {
         });
         EXPECT_TRUE(is_write_locked(store / "store.db"));
         kill_holder(holder);
-        EXPECT_FALSE(tome::ObjectStore(store).contains(tome::ObjectKind::Content, torn));
+        EXPECT_FALSE(tome::Store(store).contains(tome::ObjectKind::Content, torn));
     }
     EXPECT_EQ(author_.push().text(), "done");
     author_.publish_files({{"more.txt", "more"}});
@@ -392,8 +392,8 @@ TEST_F(ConcurrentProcesses, WhoseObjectsArrivedWithoutTheBranchPushAgain) {
     const DamageCheckout late = clone("late");
     const Digest head = late.commit_files({{"late.txt", "late"}, {"late.bin", large_bytes}});
     {
-        tome::ObjectStore from(late.own_store());
-        tome::ObjectStore to(remote_store_);
+        tome::Store from(late.own_store());
+        tome::Store to(remote_store_);
         const auto content = from.find_content(tome::digest_of(large_bytes));
         to.prepare_content(tome::digest_of(large_bytes), from);
         to.add_content(tome::digest_of(large_bytes), *content);

@@ -19,10 +19,10 @@
 #include <vector>
 
 #include "tests/support/temporary_folder.h"
-#include "tome/branch_table.h"
-#include "tome/database.h"
-#include "tome/error.h"
-#include "tome/object_store.h"
+#include "tome/base/database.h"
+#include "tome/base/error.h"
+#include "tome/store/branch_table.h"
+#include "tome/store/store.h"
 
 namespace quill_test {
 

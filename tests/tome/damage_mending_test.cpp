@@ -4,15 +4,15 @@
 #include <functional>
 
 #include "tests/tome/damage_fixture.h"
-#include "tome/object_encoding.h"
-#include "tome/remote_copies.h"
+#include "tome/object/object_encoding.h"
+#include "tome/remote/remote_copies.h"
 
 namespace quill_test {
 namespace {
 
 using tome::Digest;
 using tome::ObjectKind;
-using tome::ObjectStore;
+using tome::Store;
 using tome::to_hex;
 
 constexpr std::int32_t corrupt = 7;
@@ -76,7 +76,7 @@ class DamageMending : public DamagedRepository {
     }
 
     Digest tree_of_assets() {
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         return tome::read_tree(store, tome::read_revision(store, head_).tree).at(0).digest;
     }
 
@@ -127,7 +127,7 @@ TEST_F(DamageMending, AFileThatIsStagedAsItWasIsMadeGoodFromItsWorkingFile) {
 
 TEST_F(DamageMending, TheFoldersOnTheWayToANamedFileAreWholeOnTheRemoteAgain) {
     const Digest assets = tree_of_assets();
-    ObjectStore store(remote_store_);
+    Store store(remote_store_);
     const Digest root = tome::read_revision(store, head_).tree;
     for (const Digest& tree : {assets, root}) {
         damage_replace_object(remote_store_, tree, flipped(damage_object_bytes(remote_store_, tree)));
@@ -159,7 +159,7 @@ TEST_F(DamageMending, AFileOfARevisionThatIsNotPublishedYetIsSentByItsPushAlone)
     const std::string bytes = large_bytes + "not published";
     author_.commit_files({{"Assets/new.bin", bytes}});
     EXPECT_EQ(author_.stage({"Assets/new.bin"}).text(), "done");
-    EXPECT_FALSE(ObjectStore(remote_store_).contains(ObjectKind::Content, tome::digest_of(bytes)));
+    EXPECT_FALSE(Store(remote_store_).contains(ObjectKind::Content, tome::digest_of(bytes)));
 }
 
 TEST_F(DamageMending, OfWhatIsWholeNowhereFailsThePushAndMovesNoBranch) {
@@ -186,13 +186,13 @@ TEST_F(DamageMending, OfWhatIsWholeNowhereFailsThePushAndMovesNoBranch) {
 
 TEST_F(DamageMending, ADamagedCopyHereIsPassedOverWhenAnotherStoreHasTheContentWhole) {
     const std::filesystem::path shared = folder_ / "shared";
-    ASSERT_TRUE(ObjectStore::create(shared));
+    ASSERT_TRUE(Store::create(shared));
     const DamageCheckout writer = checkout("writer");
     ASSERT_EQ(writer.clone("main", shared).text(), "done");
     writer.publish_files({{"Assets/new.bin", large_bytes + "new"}});
     const Digest digest = tome::digest_of(large_bytes + "new");
-    ASSERT_TRUE(ObjectStore::create(writer.own_store()));
-    ObjectStore own(writer.own_store());
+    ASSERT_TRUE(Store::create(writer.own_store()));
+    Store own(writer.own_store());
     own.add_bytes(digest, large_bytes + "new");
     damage_replace_object(writer.own_store(), digest, flipped(large_bytes + "new"));
     damage_replace_object(remote_store_, digest, flipped(large_bytes + "new"));
@@ -222,8 +222,8 @@ class PushedObjects : public DamageMending {
   protected:
     // What a push of `head` reads on the remote.
     std::vector<Digest> contents_read(const Digest& head) {
-        ObjectStore local(author_.own_store());
-        ObjectStore store(remote_store_);
+        Store local(author_.own_store());
+        Store store(remote_store_);
         WatchedSource remote(store);
         tome::objects_to_push(local, remote, head);
         return remote.contents;

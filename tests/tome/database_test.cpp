@@ -1,4 +1,4 @@
-#include "tome/database.h"
+#include "tome/base/database.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "tome/digest.h"
+#include "tome/base/digest.h"
 
 #include <gtest/gtest.h>
 
 #include <unordered_set>
 
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "content/sha256.h"
+#include "digest/sha256.h"
 
 namespace quill_test {
 namespace {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "tome/object_sink.h"
-#include "tome/object_source.h"
-#include "tome/tree_edit.h"
+#include "tome/object/object_sink.h"
+#include "tome/object/object_source.h"
+#include "tome/object/tree_edit.h"
 
 namespace quill_test {
 

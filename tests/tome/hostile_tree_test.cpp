@@ -4,15 +4,15 @@
 #include <sys/stat.h>
 
 #include "tests/tome/damage_fixture.h"
-#include "tome/checkout_index.h"
-#include "tome/object_encoding.h"
+#include "tome/checkout/checkout_state.h"
+#include "tome/object/object_encoding.h"
 
 namespace quill_test {
 namespace {
 
 using tome::Digest;
 using tome::ObjectKind;
-using tome::ObjectStore;
+using tome::Store;
 using tome::to_hex;
 using tome::TreeEntry;
 
@@ -76,7 +76,7 @@ class HostileTree : public DamagedRepository {
     }
 
     // A tree in which `name` is a file, or a folder with a file in it.
-    static Digest add_hostile_tree(ObjectStore& store, const std::string& name, bool folder) {
+    static Digest add_hostile_tree(Store& store, const std::string& name, bool folder) {
         const std::string bytes = "remote_url = \"file:///stolen\"\n";
         const Digest content = store.add_object(ObjectKind::Content, bytes);
         const TreeEntry file{"config.toml", TreeEntry::Kind::File, false, bytes.size(), content};
@@ -87,7 +87,7 @@ class HostileTree : public DamagedRepository {
         return store.add_object(ObjectKind::Tree, hostile_tree(name, TreeEntry::Kind::Folder, 0, below));
     }
 
-    Digest add_revision(ObjectStore& store, const Digest& tree) const {
+    Digest add_revision(Store& store, const Digest& tree) const {
         tome::Revision revision;
         revision.tree = tree;
         revision.first_parent = head_;
@@ -97,7 +97,7 @@ class HostileTree : public DamagedRepository {
 
     // A hostile tree as the head of the remote's branch "hostile"; returns the tree's name.
     Digest publish(const std::string& name, bool folder) const {
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         store.database().execute("PRAGMA synchronous=OFF");
         tome::Transaction transaction(store.database());
         const Digest tree = add_hostile_tree(store, name, folder);
@@ -159,15 +159,15 @@ TEST_F(HostileTree, IsRefusedOnPushAndTheRemoteDoesNotGetIt) {
         SCOPED_TRACE("\"" + name + "\"" + (folder ? ", a folder" : ", a file"));
         Digest tree;
         {
-            ObjectStore store(author_.own_store());
+            Store store(author_.own_store());
             tome::Transaction transaction(store.database());
             tree = add_hostile_tree(store, name, folder);
-            tome::CheckoutIndex(author_ / ".tome/index.db").set_local_head(main, add_revision(store, tree));
+            tome::CheckoutState(author_ / ".tome/index.db").set_local_head(main, add_revision(store, tree));
             transaction.commit();
         }
         expect_refusal(author_.push(), tree);
         EXPECT_EQ(remote_heads(), heads);
-        EXPECT_FALSE(ObjectStore(remote_store_).contains(tome::ObjectKind::Tree, tree));
+        EXPECT_FALSE(Store(remote_store_).contains(tome::ObjectKind::Tree, tree));
     }
 }
 
@@ -207,11 +207,11 @@ TEST_F(HostileTree, CannotBeCommittedFromADamagedIndex) {
     const TreeEntry entry{"", TreeEntry::Kind::File, false, 3, tome::digest_of("top")};
     for (const std::string path : {"../up", ".tome/config.toml", "Work/..", "Work//up"}) {
         SCOPED_TRACE(path);
-        tome::CheckoutIndex(index).stage(path, entry);
+        tome::CheckoutState(index).stage(path, entry);
         EXPECT_NE(author_.commit().code, 0);
-        EXPECT_EQ(tome::CheckoutIndex(index).base(), head_);
-        tome::CheckoutIndex(index).unstage(path);
-        tome::CheckoutIndex(index).set_base(tome::BranchName::parse("main"), head_);
+        EXPECT_EQ(tome::CheckoutState(index).base(), head_);
+        tome::CheckoutState(index).unstage(path);
+        tome::CheckoutState(index).set_base(tome::BranchName::parse("main"), head_);
     }
 }
 
@@ -221,9 +221,9 @@ TEST_F(HostileTree, CannotBeReachedThroughFilesInADamagedIndex) {
     const std::string config = read_file(author_ / ".tome/config.toml");
     for (const std::string path : {"../up", ".tome/config.toml", "Work/../../up"}) {
         SCOPED_TRACE(path);
-        tome::CheckoutIndex(index).hold_file(path, tome::digest_of("theirs"), {});
+        tome::CheckoutState(index).hold_file(path, tome::digest_of("theirs"), {});
         EXPECT_EQ(author_.sync({{}, {}, true}).text(), "invalid path: " + path);
-        tome::CheckoutIndex(index).drop_file(path);
+        tome::CheckoutState(index).drop_file(path);
         EXPECT_EQ(read_file(folder_ / "up"), "theirs");
         EXPECT_EQ(read_file(author_ / ".tome/config.toml"), config);
     }
@@ -234,7 +234,7 @@ TEST_F(HostileTree, CannotBeReachedThroughFilesInADamagedIndex) {
 class ForgedOrder : public HostileTree {
   protected:
     ForgedOrder() {
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         tome::Transaction transaction(store.database());
         tome::Revision revision;
         revision.tree = store.add_object(ObjectKind::Tree, tome::encode_tree({}));
@@ -272,10 +272,10 @@ TEST_F(ForgedOrder, IsNotBuiltUpon) {
     const DamageCheckout reader = clone("reader");
     write_file(reader / "top.txt", "two");
     DamageCheckout::require(reader.stage({"top.txt"}));
-    tome::CheckoutIndex(reader / ".tome/index.db").set_base(tome::BranchName::parse("main"), forged_);
+    tome::CheckoutState(reader / ".tome/index.db").set_base(tome::BranchName::parse("main"), forged_);
     EXPECT_EQ(reader.commit().text(), text_);
     EXPECT_TRUE(reader.restore(head_).text().starts_with("corrupt object: order of revision "));
-    EXPECT_EQ(tome::CheckoutIndex(reader / ".tome/index.db").base(), forged_);
+    EXPECT_EQ(tome::CheckoutState(reader / ".tome/index.db").base(), forged_);
 }
 
 TEST_F(ForgedOrder, IsNoOrderAboveAParentThatCannotBeRead) {
@@ -291,7 +291,7 @@ TEST_F(ForgedOrder, IsNotPublishedUpon) {
     damage_set_head(remote_store_, "main", forged_);
     Digest upon;
     {
-        ObjectStore store(author_.own_store());
+        Store store(author_.own_store());
         tome::Revision revision;
         revision.tree = store.add_object(ObjectKind::Tree, tome::encode_tree({}));
         revision.first_parent = forged_;
@@ -300,19 +300,19 @@ TEST_F(ForgedOrder, IsNotPublishedUpon) {
         revision.first_parent = upon;
         revision.order = 4;
         const Digest local = store.add_object(ObjectKind::Revision, tome::encode_revision(revision));
-        tome::CheckoutIndex(author_ / ".tome/index.db").set_local_head(tome::BranchName::parse("main"), local);
+        tome::CheckoutState(author_ / ".tome/index.db").set_local_head(tome::BranchName::parse("main"), local);
     }
     const auto heads = remote_heads();
     EXPECT_EQ(author_.push().code, corrupt);
     EXPECT_EQ(remote_heads(), heads);
-    EXPECT_FALSE(ObjectStore(remote_store_).contains(ObjectKind::Revision, upon));
+    EXPECT_FALSE(Store(remote_store_).contains(ObjectKind::Revision, upon));
 }
 
 // A tree that says another size of a file than its content has.
 class ForgedSize : public HostileTree {
   protected:
     ForgedSize() {
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         tome::Transaction transaction(store.database());
         const Digest small = store.add_object(ObjectKind::Content, "four");
         const std::string large(100'000, 'l');
@@ -374,7 +374,7 @@ TEST_F(ForgedSize, IsNotMerged) {
 class EndlessTree : public HostileTree {
   protected:
     // The folders that hold the one file, named after `text`, 2^`levels` times.
-    static Digest add_doubling_tree(ObjectStore& store, int levels, const std::string& text) {
+    static Digest add_doubling_tree(Store& store, int levels, const std::string& text) {
         const Digest content = store.add_object(ObjectKind::Content, text);
         Digest tree = store.add_object(
             ObjectKind::Tree,
@@ -389,7 +389,7 @@ class EndlessTree : public HostileTree {
 
     // Makes it the head of the remote's branch "hostile"; returns the tree's name and the revision.
     std::pair<Digest, Digest> publish_doubling_tree(int levels, const std::string& text = "f") const {
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         tome::Transaction transaction(store.database());
         const Digest tree = add_doubling_tree(store, levels, text);
         const Digest revision = add_revision(store, tree);
@@ -427,7 +427,7 @@ TEST_F(EndlessTree, IsNotRestored) {
     const DamageCheckout reader = checkout("reader");
     DamageCheckout::require(reader.clone("hostile", {}, true));
     expect_too_many(reader.restore(head_), tree);
-    EXPECT_EQ(tome::CheckoutIndex(reader / ".tome/index.db").base(), hostile);
+    EXPECT_EQ(tome::CheckoutState(reader / ".tome/index.db").base(), hostile);
 }
 
 TEST_F(EndlessTree, IsRefusedWhenTwoOfThemAreCompared) {
@@ -464,7 +464,7 @@ TEST_F(EndlessTree, IsNoTreeInWhichAFolderStandsAThousandTimes) {
 TEST_F(EndlessTree, WithFewFilesAndLongPathsIsRefused) {
     Digest tree;
     {
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         tome::Transaction transaction(store.database());
         tree = add_doubling_tree(store, 20, "f");
         for (int level = 0; level < 10; ++level) {

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "tests/tome/engine_client.h"
-#include "tome/database.h"
-#include "tome/error.h"
+#include "tome/base/database.h"
+#include "tome/base/error.h"
 
 namespace quill_test {
 namespace {

@@ -1,4 +1,4 @@
-#include "tome/metadata_map.h"
+#include "tome/object/metadata_map.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <set>
 #include <unordered_map>
 
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

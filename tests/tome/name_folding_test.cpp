@@ -1,8 +1,8 @@
-#include "tome/name_folding.h"
+#include "tome/object/name_folding.h"
 
 #include <gtest/gtest.h>
 
-#include "tome/name_folding_table.h"
+#include "tome/object/name_folding_table.h"
 
 namespace {
 

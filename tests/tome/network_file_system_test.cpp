@@ -77,7 +77,7 @@ TEST_F(NetworkFileSystem, HoldsNoRepositoryThatWasMadeElsewhere) {
 
 TEST_F(NetworkFileSystem, HoldsNoSharedStore) {
     const std::filesystem::path shared = folder_ / "shared";
-    ASSERT_TRUE(tome::ObjectStore::create(shared));
+    ASSERT_TRUE(tome::Store::create(shared));
     const DamageCheckout writer = checkout("writer");
     ASSERT_EQ(writer.clone("main", shared).text(), "done");
     mount_at(shared);

@@ -5,14 +5,14 @@
 #include <functional>
 
 #include "tests/tome/damage_fixture.h"
-#include "tome/object_encoding.h"
+#include "tome/object/object_encoding.h"
 
 namespace quill_test {
 namespace {
 
 using tome::Digest;
 using tome::ObjectKind;
-using tome::ObjectStore;
+using tome::Store;
 using tome::to_hex;
 
 constexpr std::int32_t not_found = 2;
@@ -72,7 +72,7 @@ class ObjectDamage : public DamagedRepository {
         head_ = author_.publish_files(files_);
         DamageDatabase database(remote_store_ / "store.db");
         metadata_ = tome::read_branch(database, tome::BranchName::parse("main"))->metadata;
-        ObjectStore store(remote_store_);
+        Store store(remote_store_);
         root_ = tome::read_revision(store, head_).tree;
         folder_tree_ = tome::read_tree(store, root_).at(0).digest;
     }
@@ -105,7 +105,7 @@ class ObjectDamage : public DamagedRepository {
 };
 
 TEST_F(ObjectDamage, OfAnyBitIsFoundByTheStore) {
-    ObjectStore store(remote_store_);
+    Store store(remote_store_);
     const std::vector<std::pair<Digest, bool>> objects{
         {tome::digest_of("small"), true}, {folder_tree_, false}, {head_, false}, {metadata_, false}};
     for (const auto& [digest, is_content] : objects) {
@@ -187,7 +187,7 @@ TEST_F(ObjectDamage, InTheCheckoutsStoreIsMadeGoodByTheRemote) {
 
 TEST_F(ObjectDamage, InASharedStoreIsMadeGoodByTheRemoteAndNamedWhenThatIsDamagedToo) {
     const std::filesystem::path shared = folder_ / "shared";
-    ASSERT_TRUE(ObjectStore::create(shared));
+    ASSERT_TRUE(Store::create(shared));
     const DamageCheckout writer = checkout("writer");
     ASSERT_EQ(writer.clone("main", shared).text(), "done");
     writer.publish_files({{"new.bin", large_bytes + "2"}, {"new.txt", "new"}});
@@ -238,7 +238,7 @@ TEST_F(ObjectDamage, InWhatIsToBePushedLeavesTheRemoteAsItWas) {
         EXPECT_EQ(reply.code, corrupt);
         EXPECT_TRUE(reply.text().starts_with("corrupt object " + to_hex(digest))) << reply.text();
         EXPECT_EQ(remote_heads(), heads);
-        EXPECT_FALSE(ObjectStore(remote_store_).contains(tome::ObjectKind::Content, digest));
+        EXPECT_FALSE(Store(remote_store_).contains(tome::ObjectKind::Content, digest));
         damage_replace_object(author_.own_store(), digest, bytes);
         EXPECT_EQ(author_.push().text(), "done");
         EXPECT_NE(remote_heads(), heads);
@@ -273,7 +273,7 @@ TEST_F(ObjectDamage, ByLossFailsWhatNeedsTheObjectAndNoOtherBranch) {
     ASSERT_EQ(author_.switch_to("side").text(), "done");
     const Digest side =
         author_.publish_files({{"Side/only.bin", large_bytes + "side"}, {"Side/only.txt", "side"}}, "side");
-    ObjectStore store(remote_store_);
+    Store store(remote_store_);
     const Digest side_root = tome::read_revision(store, side).tree;
     const std::vector<std::pair<Digest, std::string>> lost{
         {tome::digest_of("side"), "missing content of Side/only.txt: "},
@@ -358,7 +358,7 @@ TEST_F(ObjectDamage, OfABranchsHeadIsFoundAndLeavesOtherBranchesAlone) {
 
 // Objects that hash to their names and still are not what their place asks for.
 TEST_F(ObjectDamage, ByForgeryIsRefusedWithTheObjectsName) {
-    ObjectStore store(remote_store_);
+    Store store(remote_store_);
     const auto add = [&](ObjectKind kind, const std::string& bytes) { return store.add_object(kind, bytes); };
     const auto revision_of = [&](const Digest& tree, const Digest& parent = {}, std::uint64_t order = 1) {
         tome::Revision revision;

@@ -1,4 +1,4 @@
-#include "tome/object_encoding.h"
+#include "tome/object/object_encoding.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -8,7 +8,7 @@
 #include <random>
 #include <set>
 
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "tome/remote_url.h"
+#include "tome/remote/remote_url.h"
 
 #include <gtest/gtest.h>
 
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

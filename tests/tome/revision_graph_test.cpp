@@ -1,4 +1,4 @@
-#include "tome/revision_graph.h"
+#include "tome/object/revision_graph.h"
 
 #include <gtest/gtest.h>
 

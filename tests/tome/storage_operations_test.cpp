@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "content/sha256.h"
+#include "digest/sha256.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tome/damage_fixture.h"
 

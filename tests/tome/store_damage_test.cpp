@@ -11,7 +11,7 @@ namespace quill_test {
 namespace {
 
 using tome::Digest;
-using tome::ObjectStore;
+using tome::Store;
 
 constexpr std::int32_t invalid = 1;
 constexpr std::int32_t not_found = 2;
@@ -162,7 +162,7 @@ TEST_F(StoreDamage, OfTheCheckoutsIndexIsNamedAndNothingIsWritten) {
 
 TEST_F(StoreDamage, OfASharedStoreIsNamedByCloneAndByWorkInIt) {
     const std::filesystem::path shared = folder_ / "shared";
-    ASSERT_TRUE(ObjectStore::create(shared));
+    ASSERT_TRUE(Store::create(shared));
     const DamageCheckout sharing = checkout("sharing");
     ASSERT_EQ(sharing.clone("main", shared).text(), "done");
     sharing.publish_files({{"s.txt", "s"}});
@@ -179,7 +179,7 @@ TEST_F(StoreDamage, OfASharedStoreIsNamedByCloneAndByWorkInIt) {
 
 TEST_F(StoreDamage, SaysWhatHelpsWhereItIs) {
     const std::filesystem::path shared = folder_ / "shared";
-    ASSERT_TRUE(ObjectStore::create(shared));
+    ASSERT_TRUE(Store::create(shared));
     const DamageCheckout sharing = checkout("sharing");
     DamageCheckout::require(sharing.clone("main", shared));
     const auto status_with = [this](const DamageCheckout& of, const std::filesystem::path& database) {

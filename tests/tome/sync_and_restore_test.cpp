@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "tests/tome/engine_client.h"
-#include "tome/branch_table.h"
-#include "tome/object_store.h"
+#include "tome/store/branch_table.h"
+#include "tome/store/store.h"
 
 namespace quill_test {
 namespace {
@@ -298,7 +298,7 @@ TEST_F(SyncAndRestore, SyncFollowsAHeadThatWentBack) {
     const EngineClient behind = new_clone();
     publish({{"a", "2"}, {"new", "2"}});
     const EngineClient client = new_clone();
-    tome::ObjectStore store(remote_ / "project");
+    tome::Store store(remote_ / "project");
     std::optional<tome::BranchRecord> record = tome::read_branch(store.database(), tome::BranchName::parse("main"));
     record->head = tome::read_revision(store, record->head).first_parent;
     ASSERT_TRUE(tome::compare_and_set_branch(store.database(), *record));

@@ -11,7 +11,7 @@
 
 #include "tests/support/run_process.h"
 #include "tests/support/temporary_folder.h"
-#include "tome/text_merge.h"
+#include "tome/merge/text_merge.h"
 
 namespace quill_test {
 namespace {

@@ -1,4 +1,4 @@
-#include "tome/text_merge.h"
+#include "tome/merge/text_merge.h"
 
 #include <gtest/gtest.h>
 

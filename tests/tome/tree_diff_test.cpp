@@ -1,4 +1,4 @@
-#include "tome/tree_diff.h"
+#include "tome/object/tree_diff.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tome/tree_edit.h"
+#include "tome/object/tree_edit.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tome/tree_merge.h"
+#include "tome/merge/tree_merge.h"
 
 #include <gtest/gtest.h>
 

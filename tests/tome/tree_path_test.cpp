@@ -1,8 +1,8 @@
-#include "tome/tree_path.h"
+#include "tome/object/tree_path.h"
 
 #include <gtest/gtest.h>
 
-#include "tome/error.h"
+#include "tome/base/error.h"
 
 namespace {
 

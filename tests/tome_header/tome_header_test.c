@@ -28,22 +28,15 @@ int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callb
     const tome_shared_store_create_params_t store = {0};
 
     return tome_repository_create(globals, &create, 0, callback) |
-           tome_repository_status(globals, &status, 0, callback) |
-           tome_repository_clone(globals, &clone, 0, callback) |
+           tome_repository_status(globals, &status, 0, callback) | tome_repository_clone(globals, &clone, 0, callback) |
            tome_repository_accept_remote(globals, &accept, 0, callback) |
            tome_branch_create(globals, &branch_create, 0, callback) |
-           tome_branch_switch(globals, &branch_switch, 0, callback) |
-           tome_branch_list(globals, &list, 0, callback) |
-           tome_branch_metadata_set(globals, &set, 0, callback) |
-           tome_branch_metadata_get(globals, &get, 0, callback) |
-           tome_branch_push(globals, &push, 0, callback) |
-           tome_branch_archive(globals, &archive, 0, callback) |
-           tome_branch_diff(globals, &branch_diff, 0, callback) |
-           tome_branch_merge_into(globals, &merge, 0, callback) |
-           tome_file_stage(globals, &stage, 0, callback) |
-           tome_file_info(globals, &info, 0, callback) |
-           tome_revision_commit(globals, &commit, 0, callback) |
-           tome_revision_sync(globals, &sync, 0, callback) |
+           tome_branch_switch(globals, &branch_switch, 0, callback) | tome_branch_list(globals, &list, 0, callback) |
+           tome_branch_metadata_set(globals, &set, 0, callback) | tome_branch_metadata_get(globals, &get, 0, callback) |
+           tome_branch_push(globals, &push, 0, callback) | tome_branch_archive(globals, &archive, 0, callback) |
+           tome_branch_diff(globals, &branch_diff, 0, callback) | tome_branch_merge_into(globals, &merge, 0, callback) |
+           tome_file_stage(globals, &stage, 0, callback) | tome_file_info(globals, &info, 0, callback) |
+           tome_revision_commit(globals, &commit, 0, callback) | tome_revision_sync(globals, &sync, 0, callback) |
            tome_revision_history(globals, &history, 0, callback) |
            tome_revision_info(globals, &revision_info, 0, callback) |
            tome_revision_diff(globals, &revision_diff, 0, callback) |

@@ -1,4 +1,4 @@
-#include "workspace/abandoned_checkouts.h"
+#include "workspace/checkout/abandoned_checkouts.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "project/workspace_paths.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/workspace_paths.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <thread>
 
+#include "project/workspace_paths.h"
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
-#include "workspace/workspace_creation.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/operations/workspace_creation.h"
 
 namespace quill {
 namespace {

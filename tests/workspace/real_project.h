@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "identity/visible_files.h"
-#include "project/project_creation.h"
+#include "engine/tome_binding.h"
 #include "project/repository_configuration.h"
+#include "project/visible_files.h"
 #include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
-#include "workspace/tome_binding.h"
-#include "workspace/workspace_checkout.h"
+#include "workspace/checkout/workspace_checkout.h"
+#include "workspace/operations/project_creation.h"
 
 namespace quill_test {
 

@@ -1,5 +1,5 @@
 // A project whose remote went back to an older state, on the real engine.
-#include "workspace/remote_state.h"
+#include "workspace/checkout/remote_state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
 // With the real engine and directory remotes.
-#include "workspace/repository_bootstrap.h"
+#include "workspace/operations/repository_bootstrap.h"
 
 #include <algorithm>
 #include <span>
 
 #include "content/content_store_selection.h"
+#include "project/workspace_paths.h"
 #include "tests/workspace/real_project.h"
-#include "workspace/workspace_checkout.h"
-#include "workspace/workspace_paths.h"
-#include "workspace/workspace_snapshot.h"
+#include "workspace/checkout/workspace_checkout.h"
+#include "workspace/checkout/workspace_snapshot.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ TEST_F(RepositoryBootstrap, SecondTimeWithoutChangesAddsNoRevision) {
 }
 
 TEST_F(RepositoryBootstrap, RepositoryWithoutAnyRevisionIsFilled) {
-    const quill::TomeCheckout half{folder_ / "half", remote_};
+    const quill::CheckoutLocation half{folder_ / "half", remote_};
     fs::create_directories(half.root);
     quill::call_tome_repository_create(half, quill::project_tome_repository_url(project_), "left half done");
     quill::initialize_project_tome_repository(project_);
@@ -126,7 +126,7 @@ TEST_F(RepositoryBootstrap, PackageThatIsCreatedAgainIsACheckoutOfItsNewReposito
     EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"), second);
     EXPECT_EQ(read_file(clone_of_main() / scene), "edited");
     EXPECT_EQ(states(project_), (Texts{".tome", ".tome.replaced"}));
-    const quill::TomeCheckout old{folder_ / "old", remote_};
+    const quill::CheckoutLocation old{folder_ / "old", remote_};
     quill::TomeClone clone;
     clone.repository_url = first;
     clone.branch = "main";

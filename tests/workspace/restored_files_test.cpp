@@ -7,11 +7,11 @@
 #include <filesystem>
 #include <string>
 
-#include "identity/visible_files.h"
+#include "project/visible_files.h"
+#include "project/workspace_paths.h"
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
-#include "workspace/workspace_creation.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/operations/workspace_creation.h"
 
 namespace quill {
 namespace {

@@ -77,7 +77,7 @@ TEST_F(ReviewsOfWorkspaces, CommentReachesAWorkspaceThatOnlyTheRemoteKnows) {
 }
 
 TEST_F(ReviewsOfWorkspaces, CommentsOnABranchWithCapitalsAreItsOwn) {
-    const TomeCheckout checkout{ensure_tome_metadata_checkout(project_.package()), project_.remote().string()};
+    const CheckoutLocation checkout{ensure_tome_metadata_checkout(project_.package()), project_.remote().string()};
     call_tome_branch_create(checkout, "Evening_Light", "main", "quill-workspace", "ana");
     push_tome_branch(checkout.root, "Evening_Light", checkout.remote_url, false);
     ProjectReviewComment comment;

@@ -1,12 +1,12 @@
-#include "workspace/revision_history.h"
+#include "workspace/history/revision_history.h"
 
 #include <gtest/gtest.h>
 
 #include <quill/quill.h>
 
+#include "records/wall_clock.h"
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
-#include "workspace/wall_clock.h"
 
 namespace quill {
 namespace {

@@ -1,14 +1,14 @@
-#include "workspace/revision_restore.h"
+#include "workspace/history/revision_restore.h"
 
 #include <gtest/gtest.h>
 
 #include <quill/quill.h>
 
+#include "project/workspace_paths.h"
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
-#include "workspace/live_project_restore.h"
-#include "workspace/workspace_index_file.h"
-#include "workspace/workspace_paths.h"
+#include "workspace/history/live_project_restore.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace quill {
 namespace {

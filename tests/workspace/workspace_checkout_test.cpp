@@ -1,13 +1,13 @@
 // With the real engine and directory remotes.
-#include "workspace/workspace_checkout.h"
+#include "workspace/checkout/workspace_checkout.h"
 
 #include <thread>
 
 #include "project/manifest.h"
+#include "project/workspace_paths.h"
 #include "tests/workspace/real_project.h"
-#include "workspace/repository_bootstrap.h"
-#include "workspace/workspace_paths.h"
-#include "workspace/workspace_snapshot.h"
+#include "workspace/checkout/workspace_snapshot.h"
+#include "workspace/operations/repository_bootstrap.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ class WorkspaceCheckout : public quill_test::RealProject {
         make_project_with_remote();
         write_file(project_ / scene, "first");
         quill::initialize_project_tome_repository(project_);
-        const quill::TomeCheckout checkout{clone_of_main(), remote_};
+        const quill::CheckoutLocation checkout{clone_of_main(), remote_};
         quill::call_tome_branch_create(checkout, "feature", "main", "quill-workspace", "ana");
         quill::push_tome_branch(checkout.root, "feature", remote_, false);
     }

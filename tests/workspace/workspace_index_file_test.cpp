@@ -1,4 +1,4 @@
-#include "workspace/workspace_index_file.h"
+#include "workspace/index/workspace_index_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "workspace/workspace_index.h"
+#include "workspace/index/workspace_index.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -6,8 +6,8 @@
 #include <chrono>
 
 #include "tests/support/temporary_folder.h"
-#include "workspace/branch_index_cache.h"
-#include "workspace/workspace_index_file.h"
+#include "workspace/index/branch_index_cache.h"
+#include "workspace/index/workspace_index_file.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "workspace/workspace_merge.h"
+#include "workspace/operations/workspace_merge.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "workspace/workspace_scene.h"
+#include "workspace/checkout/workspace_scene.h"
 
 #include <gtest/gtest.h>
 

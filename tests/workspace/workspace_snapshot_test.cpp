@@ -1,4 +1,4 @@
-#include "workspace/workspace_snapshot.h"
+#include "workspace/checkout/workspace_snapshot.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -416,9 +416,8 @@ typedef struct tome_revision_info_params {
 TOME_API int32_t tome_revision_info(const tome_globals_t* globals, const tome_revision_info_params_t* params,
                                     uint64_t user, tome_callback_t callback);
 
-/* Reports the paths in which two revisions differ, in byte order, a move with TOME_EVENT_REVISION_PATH for its old path,
- * too: TOME_EVENT_REVISION_DIFF and TOME_EVENT_REVISION_PATH
- * for each. */
+/* Reports the paths in which two revisions differ, in byte order, a move with TOME_EVENT_REVISION_PATH for its old
+ * path, too: TOME_EVENT_REVISION_DIFF and TOME_EVENT_REVISION_PATH for each. */
 typedef struct tome_revision_diff_params {
     tome_hash_t from;
     tome_hash_t to;

@@ -1,0 +1,110 @@
+#include "files/text_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+#include "files/file_descriptor.h"
+#include "files/platform.h"
+
+namespace quill {
+namespace {
+
+// A rename survives a power cut once its folder does; without support for that (EINVAL) the file is old or new all the
+// same.
+bool sync_folder(const std::filesystem::path& folder) {
+    const FileDescriptor descriptor = open_at(AT_FDCWD, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
+    return descriptor.is_open() && (sync_to_disk(descriptor.get()) || errno == EINVAL);
+}
+
+bool is_at(const std::filesystem::path& path, int file) {
+    struct stat there {};
+    struct stat own {};
+    return fstat(file, &own) == 0 && lstat(path.c_str(), &there) == 0 && own.st_ino == there.st_ino &&
+           own.st_dev == there.st_dev;
+}
+
+// Waits for the writer of the temporary, who holds a lock on it, and removes what a killed one left, or a link. False
+// when something else stands there.
+bool clear_temporary(const std::filesystem::path& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) {
+        return errno == ENOENT || (errno == ELOOP && unlink(path.c_str()) == 0);
+    }
+    while (flock(file, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    const bool cleared = !is_at(path, file) || unlink(path.c_str()) == 0;
+    close(file);
+    return cleared;
+}
+
+// A temporary of this writer alone, locked until it is closed; -1 when it cannot be made.
+int make_temporary(const std::filesystem::path& path) {
+    for (;;) {
+        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (file < 0) {
+            if (errno != EEXIST || !clear_temporary(path)) {
+                return -1;
+            }
+            continue;
+        }
+        const bool taken = flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        if (!taken && is_at(path, file)) {
+            return file;
+        }
+        close(file);  // Another writer took it for one left behind.
+    }
+}
+
+}  // namespace
+
+std::string read_text_file(const std::filesystem::path& path) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored)) {  // To open a named pipe would be to wait for its writer.
+        throw std::runtime_error("Could not open " + path.string());
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw std::runtime_error("Could not open " + path.string());
+    }
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void write_text_file(const std::filesystem::path& path, std::string_view text) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) {
+        throw std::runtime_error("Could not write " + path.string());
+    }
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void write_text_file_atomically(const std::filesystem::path& path, std::string_view text) {
+    const std::filesystem::path temporary = path.parent_path() / (path.filename().string() + ".tmp");
+    const int file = make_temporary(temporary);
+    if (file < 0) {
+        throw std::runtime_error("Could not write " + temporary.string());
+    }
+    const bool written = write_fully(file, text) && sync_to_disk(file);
+    const bool renamed = written && rename(temporary.c_str(), path.c_str()) == 0;
+    if (!renamed) {
+        unlink(temporary.c_str());
+    }
+    close(file);
+    if (!renamed) {
+        throw std::runtime_error(written ? "Could not replace " + path.string()
+                                         : "Could not write " + temporary.string());
+    }
+    if (!sync_folder(path.parent_path())) {
+        throw std::runtime_error("Could not replace " + path.string());
+    }
+}
+
+}  // namespace quill

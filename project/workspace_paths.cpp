@@ -1,0 +1,97 @@
+#include "project/workspace_paths.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "project/manifest.h"
+#include "project/package_state.h"
+#include "project/repository_configuration.h"
+#include "project/workspace_id.h"
+
+namespace quill {
+namespace {
+
+std::filesystem::path derived_path(const std::filesystem::path& project, const std::filesystem::path& relative) {
+    const std::filesystem::path package = absolute_normalized(project);
+    return unlinked_state_path(package, package / ".derived" / relative);
+}
+
+std::filesystem::path checkout_path(const std::filesystem::path& project, const std::string& name) {
+    return derived_path(project, std::filesystem::path("tome-workspaces") / name);
+}
+
+std::filesystem::path record_path(const std::filesystem::path& project, const std::string& name) {
+    const std::filesystem::path package = absolute_normalized(project);
+    return unlinked_state_path(package, package / "Workspaces") / name;
+}
+
+}  // namespace
+
+std::string workspace_process_token() {
+    // Never destroyed: background threads may outlive main.
+    static const auto* token = new std::string(
+        std::to_string(getpid()) + "-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
+    return *token;
+}
+
+std::filesystem::path workspace_checkout_base(const std::filesystem::path& project) {
+    return derived_path(project, "tome-workspaces");
+}
+
+std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path& project, const std::string& id) {
+    if (id.empty() || id == "main") {
+        return project_tome_repository_path(project);
+    }
+    if (!is_valid_workspace_id(id)) {
+        throw std::runtime_error("invalid workspace id: " + id);
+    }
+    return checkout_path(project, id);
+}
+
+std::filesystem::path project_workspace_checkout_root(const std::filesystem::path& project, const std::string& id) {
+    return checkout_root_for_workspace_id(project, id);
+}
+
+std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path& project) {
+    return checkout_path(project, ".main-commit-" + workspace_process_token());
+}
+
+std::filesystem::path workspace_branch_commit_checkout(const std::filesystem::path& project, const std::string& id) {
+    return checkout_path(project, ".workspace-commit-" + normalize_workspace_id(id) + "-" + workspace_process_token());
+}
+
+std::filesystem::path workspace_main_materialize_checkout(const std::filesystem::path& project) {
+    return checkout_path(project, ".main-materialize-" + workspace_process_token());
+}
+
+std::filesystem::path workspace_branch_memory(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / ".branch-memory";
+}
+
+std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id) {
+    return checkout_path(project, ".replaced-by-restore-" + id);
+}
+
+std::filesystem::path workspace_shared_store_path(const std::filesystem::path& project) {
+    return derived_path(project, "tome-shared-store");
+}
+
+std::string workspace_shared_store_path_string(const std::filesystem::path& project) {
+    return workspace_shared_store_path(project).lexically_normal().string();
+}
+
+std::filesystem::path project_workspaces_index_path(const std::filesystem::path& project) {
+    return record_path(project, "workspaces.json");
+}
+
+std::filesystem::path project_reviews_index_path(const std::filesystem::path& project) {
+    return record_path(project, "reviews.json");
+}
+
+std::filesystem::path project_comments_index_path(const std::filesystem::path& project) {
+    return record_path(project, "comments.json");
+}
+
+}  // namespace quill

@@ -1,0 +1,22 @@
+// What a database of this program holds: the tables that it made, and nothing else. A view, a trigger or a table of
+// another shape that somebody else put there would run on every use of it, for as long as its maker likes.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "tome/base/database.h"
+
+namespace tome {
+
+/// The statements that make a database's tables, without quotes in them.
+using Tables = std::span<const char* const>;
+
+/// Makes the tables in an empty database of format 1.
+void create_tables(Database& database, Tables tables);
+
+/// What the database holds otherwise than `tables` say, white space and comments aside, for example "view branch";
+/// empty when it holds just these.
+std::string difference_from(Tables tables, Database& database);
+
+}  // namespace tome

@@ -1,0 +1,173 @@
+#include "tome/checkout/checkout.h"
+
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "tome/base/error.h"
+#include "tome/object/revision_graph.h"
+#include "tome/remote/directory_remote.h"
+
+namespace tome {
+namespace {
+
+FileDescriptor lock_folder(const std::filesystem::path& directory, Checkout::Access access) {
+    FileDescriptor folder = open_directory(state_folder(directory), true);
+    int result = 0;
+    do {
+        result = flock(folder.get(), access == Checkout::Access::Change ? LOCK_EX : LOCK_SH);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        throw system_error("could not lock checkout " + directory.string(), errno);
+    }
+    return folder;
+}
+
+// What a killed process left; nobody else can be using it while the checkout is locked for change.
+void clear_temporary_files(const std::filesystem::path& directory) {
+    const std::filesystem::path folder = state_folder(directory) / "tmp";
+    if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+        throw system_error("could not write to " + folder.string(), errno);
+    }
+    const FileDescriptor descriptor = open_directory(folder, true);  // Not a link to somebody's files.
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        unlinkat(descriptor.get(), entry.path().filename().c_str(), 0);
+    }
+}
+
+bool is_store(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    return std::filesystem::exists(directory / "store.db", ignored);
+}
+
+std::filesystem::path own_store(const std::filesystem::path& directory) {
+    return state_folder(directory) / "objects";
+}
+
+// The file beside the configuration is the checkout's own; others are made by those who name them in a call.
+BranchMemory::Making making_of(const CheckoutConfig& config) {
+    const bool own = config.branch_memory == state_folder({}) / branch_memory_name;
+    return own ? BranchMemory::Making::Allowed : BranchMemory::Making::Refused;
+}
+
+}  // namespace
+
+std::filesystem::path state_folder(const std::filesystem::path& directory) {
+    return directory / ".tome";
+}
+
+std::filesystem::path config_path(const std::filesystem::path& directory) {
+    return state_folder(directory) / "config.toml";
+}
+
+BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config,
+                           BranchMemory::Making making) {
+    const bool is_kept = !config.branch_memory.empty() && !config.repository_url.empty();
+    return {is_kept ? (directory / config.branch_memory).lexically_normal() : std::filesystem::path(),
+            config.repository_url, making};
+}
+
+std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory) {
+    return std::make_unique<RememberingRemote>(DirectoryRemote::open(parse_repository_url(config.repository_url)),
+                                               memory);
+}
+
+Checkout::Checkout(const std::filesystem::path& directory, Access access, bool offline)
+    : directory_(directory),
+      config_(read_config(config_path(directory))),
+      lock_(lock_folder(directory, access)),
+      state_(state_folder(directory) / "index.db"),
+      files_(directory),
+      offline_(offline && has_remote()),
+      memory_(branch_memory(directory, config_, making_of(config_))) {
+    if (access == Access::Change) {
+        clear_temporary_files(directory);
+    }
+    add_store(own_store(directory));
+    if (config_.use_shared_store) {
+        add_store(config_.shared_store);
+    }
+    if (!has_remote()) {
+        remote_ = std::make_unique<DirectoryRemote>(std::make_shared<Store>(own_store(directory)));
+    } else if (!offline_) {
+        try {
+            remote_ = open_remote(config_, memory_);
+            sources_.add(remote_->objects());
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::NotFound) {
+                throw;
+            }
+            remote_failure_ = error.what();
+        }
+    }
+}
+
+void Checkout::add_store(const std::filesystem::path& directory) {
+    if (is_store(directory)) {
+        store_ = std::make_shared<Store>(directory);
+        sources_.add(store_);
+    }
+}
+
+Store& Checkout::store() {
+    // A shared store that is gone was moved or removed with the folder around it; the remote has what it held.
+    const bool shared = config_.use_shared_store && is_store(config_.shared_store);
+    const std::filesystem::path wanted = shared ? config_.shared_store : own_store(directory_);
+    if (!store_ || store_->directory() != wanted) {
+        if (!shared) {
+            Store::create(wanted);
+        }
+        store_ = std::make_shared<Store>(wanted);
+        sources_.add(store_);
+    }
+    return *store_;
+}
+
+Remote& Checkout::remote() {
+    if (!remote_) {
+        throw Error(ErrorCode::NotFound,
+                    remote_failure_.empty() ? "Not found: the remote, while offline" : remote_failure_);
+    }
+    return *remote_;
+}
+
+std::filesystem::path Checkout::temporary_path() {
+    return state_folder(directory_) / "tmp" / ("file-" + std::to_string(++temporary_files_));
+}
+
+Digest Checkout::tree_of(const Digest& revision) {
+    return revision.is_zero() ? Digest{} : read_base(sources_, revision).tree;
+}
+
+bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,
+                     const Digest& base) {
+    const std::filesystem::path aside = directory / (".tome-" + random_text());
+    std::error_code error;
+    if (std::filesystem::exists(config_path(directory), error)) {
+        return false;
+    }
+    if (mkdir(aside.c_str(), 0777) != 0 || mkdir((aside / "tmp").c_str(), 0777) != 0) {
+        throw system_error("could not make checkout " + directory.string(), errno);
+    }
+    try {
+        CheckoutState::create(aside / "index.db", branch, base);
+        write_file_durably(aside / "config.toml", config_text(config));
+    } catch (...) {
+        std::filesystem::remove_all(aside, error);
+        throw;
+    }
+    if (rename(aside.c_str(), state_folder(directory).c_str()) != 0) {
+        const int number = errno;
+        std::filesystem::remove_all(aside, error);
+        if (number == EEXIST || number == ENOTEMPTY) {
+            return false;
+        }
+        throw system_error("could not make checkout " + directory.string(), number);
+    }
+    sync_directory(directory);
+    return true;
+}
+
+}  // namespace tome

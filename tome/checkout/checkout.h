@@ -1,0 +1,87 @@
+// A checkout: a directory whose ".tome" folder holds config.toml, index.db, "tmp" and, once something was stored here,
+// "objects". Operations that change a checkout exclude each other by an advisory lock on the ".tome" folder's own
+// descriptor, which ends with the process.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "tome/checkout/checkout_config.h"
+#include "tome/checkout/checkout_state.h"
+#include "tome/checkout/working_tree.h"
+#include "tome/remote/branch_memory.h"
+#include "tome/remote/remote.h"
+#include "tome/store/store.h"
+
+namespace tome {
+
+class Checkout {
+  public:
+    enum class Access { Read, Change };
+
+    /// Opens the checkout in `directory`. `offline`: do without its remote. Throws Error(NotFound)
+    /// "not a checkout: DIRECTORY", Error(Corrupt) for damaged state.
+    Checkout(const std::filesystem::path& directory, Access access, bool offline);
+
+    const std::filesystem::path& directory() const { return directory_; }
+    const CheckoutConfig& config() const { return config_; }
+    CheckoutState& state() { return state_; }
+    const WorkingTree& files() const { return files_; }
+
+    /// Everything that can be read here: own objects, the shared store, the remote.
+    ObjectSources& sources() { return sources_; }
+
+    /// Where new objects go: the shared store when the checkout uses one, else its own, made when first needed.
+    Store& store();
+
+    /// What was last seen of the remote's branches.
+    BranchMemory& memory() { return memory_; }
+
+    /// The repository's remote; for a checkout without one, its own branches. Throws Error(NotFound) when offline or
+    /// when the remote does not have the repository.
+    Remote& remote();
+    bool has_remote() const { return !config_.repository_url.empty(); }
+    bool reaches_remote() const { return remote_ != nullptr; }
+    bool is_offline() const { return offline_; }
+
+    /// A new file name in ".tome/tmp", on the volume of the working files. Only for access to change.
+    std::filesystem::path temporary_path();
+
+    /// The tree of a revision; zero for none. Throws what read_base does.
+    Digest tree_of(const Digest& revision);
+
+  private:
+    void add_store(const std::filesystem::path& directory);
+
+    std::filesystem::path directory_;
+    CheckoutConfig config_;
+    FileDescriptor lock_;
+    CheckoutState state_;
+    WorkingTree files_;
+    bool offline_;
+    BranchMemory memory_;
+    std::shared_ptr<Store> store_;
+    std::unique_ptr<Remote> remote_;
+    std::string remote_failure_;
+    ObjectSources sources_;
+    std::uint64_t temporary_files_ = 0;
+};
+
+/// ".tome" in `directory`.
+std::filesystem::path state_folder(const std::filesystem::path& directory);
+std::filesystem::path config_path(const std::filesystem::path& directory);
+
+/// What the checkout in `directory` remembers of its remote's branches.
+BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config,
+                           BranchMemory::Making making);
+
+/// The repository on the remote, its branches remembered in `memory`. Throws as DirectoryRemote::open() does.
+std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory);
+
+/// Makes `directory` a checkout without files: builds ".tome" aside and renames it into place. False when a finished
+/// checkout stood there already or another process was faster.
+bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,
+                     const Digest& base);
+
+}  // namespace tome

@@ -1,0 +1,71 @@
+// What a checkout knows of itself, in the database .tome/index.db: its branch and base revision, the files that it
+// holds, the staged changes, the heads of branches that were not published yet and the metadata noted for them.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tome/base/database.h"
+#include "tome/checkout/working_tree.h"
+#include "tome/object/branch_name.h"
+#include "tome/object/tree_edit.h"
+
+namespace tome {
+
+/// A file that the checkout holds.
+struct HeldFile {
+    Digest digest;                 ///< content when it was written or staged
+    FileStamp stamp;               ///< stamp of the working file at that moment
+    std::int64_t recorded_at = 0;  ///< ns since the Unix epoch
+
+    /// Whether a working file with the stamp `now` surely still has this content. A file written so shortly before it
+    /// was recorded that a later write could show the same times is not trusted.
+    bool is_unchanged(const FileStamp& now) const;
+};
+
+class CheckoutState {
+  public:
+    /// Makes a new index at `path`.
+    static void create(const std::filesystem::path& path, const BranchName& branch, const Digest& base);
+
+    /// Throws Error(Corrupt) "corrupt index: PATH", as every function does for what it cannot read, or Error(Invalid)
+    /// for an index of a newer format, which is left untouched.
+    explicit CheckoutState(const std::filesystem::path& path);
+
+    Database& database() { return database_; }
+
+    BranchName branch();
+    Digest base();
+    void set_base(const BranchName& branch, const Digest& base);
+
+    std::optional<HeldFile> held_file(const std::string& path);
+    /// All held files at or below `folder` ("": all), by path.
+    std::map<std::string, HeldFile> held_files(const std::string& folder);
+    void hold_file(const std::string& path, const Digest& digest, const FileStamp& stamp);
+    void drop_file(const std::string& path);
+
+    TreeChanges staged_changes();
+    void stage(const std::string& path, const std::optional<TreeEntry>& entry);
+    void unstage(const std::string& path);
+    void unstage_below(const std::string& folder);
+    void unstage_all();
+
+    /// The head of a branch that has revisions which the remote may lack.
+    std::optional<Digest> local_head(const BranchName& branch);
+    void set_local_head(const BranchName& branch, const Digest& head);
+    void drop_local_head(const BranchName& branch);
+
+    std::map<std::string, std::string> noted_metadata(const BranchName& branch);
+    void note_metadata(const BranchName& branch, const std::string& key, const std::string& value);
+    void drop_noted_metadata(const BranchName& branch, const std::map<std::string, std::string>& published);
+
+  private:
+    Digest digest_in(const Statement& row, int column) const;
+
+    Database database_;
+};
+
+}  // namespace tome

@@ -1,0 +1,46 @@
+// Bringing working files to a tree. A plan says what is to be written and removed and refuses what would be lost;
+// nothing is touched before every new file stands complete in ".tome/tmp".
+//
+// A working file may be replaced or removed when its bytes exist elsewhere: they are what the checkout put there, or
+// the content of the same path in the base before, the base after or the target.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tome/checkout/checkout.h"
+
+namespace tome {
+
+struct MaterializationRequest {
+    Digest old_tree;                 ///< of the base before
+    Digest new_tree;                 ///< of the base after; held files that differ between the two follow
+    Digest target;                   ///< the tree that `paths` are brought to
+    std::vector<std::string> paths;  ///< files or folders, checked
+    bool whole_tree = false;         ///< all of `target`; files held beyond it go
+    Digest overtaken_tree;           ///< of commits made here that the remote has overtaken: what they changed since
+                                     ///< `old_tree` counts as uncommitted; zero: there are none
+    bool overwrite = false;          ///< replace uncommitted changes, too
+    bool scratch = false;            ///< the files need not survive a power cut
+};
+
+struct MaterializationPlan {
+    std::map<std::string, TreeEntry> writes;
+    std::vector<std::string> removals;
+    std::map<std::string, std::pair<Digest, FileStamp>> already_there;
+    bool scratch = false;
+    std::vector<std::string> dropped;         ///< held files that are gone and stay so
+    std::map<std::string, Digest> deletions;  ///< by overtaken commits: uncommitted again, and so to be known as held
+};
+
+/// Throws Error(WouldOverwrite) "uncommitted changes would be overwritten: PATH" (and how many more).
+MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request);
+
+/// Writes, removes and records in the index, in one transaction with `finish`; returns the changed paths, sorted.
+std::vector<std::string> materialize(Checkout& checkout, const MaterializationPlan& plan,
+                                     const std::function<void()>& finish);
+
+}  // namespace tome

@@ -1,0 +1,178 @@
+#include "tome/checkout/staging.h"
+
+#include <optional>
+
+#include "tome/base/error.h"
+#include "tome/remote/remote_copies.h"
+
+namespace tome {
+namespace {
+
+constexpr int read_attempts = 3;
+
+// A store may be shared, and a transaction keeps its other writers waiting: it covers this many small files, and no
+// large one.
+constexpr int files_in_a_transaction = 500;
+
+class Stager {
+  public:
+    Stager(Checkout& checkout, const StagingRequest& request)
+        : checkout_(checkout),
+          request_(request),
+          base_root_(checkout.tree_of(checkout.state().base())),
+          base_(checkout.sources(), base_root_) {}
+
+    void stage(const std::string& path) {
+        const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
+        if (standing && standing->kind == WorkingEntry::Kind::Folder) {
+            checkout_.files().scan(path, {}, [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
+            stage_missing(path, true);
+        } else if (standing) {
+            if (!stage_file(path)) {  // A file in the place of a folder of the base takes its files with it.
+                unchanged_.push_back(path);
+            }
+        } else {
+            stage_missing(path, false);
+        }
+    }
+
+    std::vector<StagedFile> take() {
+        end_transaction();
+        return std::move(staged_);
+    }
+
+    // Who names a file that has not changed may want to have it back on a remote that has damaged it.
+    void mend_unchanged() {
+        if (unchanged_.empty() || !checkout_.reaches_remote()) {
+            return;
+        }
+        ObjectSource& remote = *checkout_.remote().objects();
+        if (!remote.contains(ObjectKind::Revision, checkout_.state().base())) {
+            return;  // The push of the base will look at what it brings.
+        }
+        const ObjectNames damaged =
+            objects_to_mend(checkout_.sources(), remote, base_root_, unchanged_, [&](const std::string& path) {
+                checkout_.store().add_file(checkout_.files().open(TreePath::parse(path)).get(), path);
+            });
+        if (!damaged.empty()) {
+            checkout_.remote().add_objects(checkout_.sources(), damaged, {});
+        }
+    }
+
+  private:
+    // Files of the base at or below `path` that the working tree does not have. Below an existing folder only those
+    // that the checkout held can have been deleted; the others it never had.
+    void stage_missing(const std::string& path, bool held_only) {
+        if (!request_.deletions) {
+            return;
+        }
+        std::vector<std::string> gone;
+        base_.visit_files(path, [&](const std::string& file, const TreeEntry&) {
+            const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(file));
+            const bool stands = standing && standing->kind != WorkingEntry::Kind::Folder;
+            if (!stands && (!held_only || checkout_.state().held_file(file))) {
+                gone.push_back(file);
+            }
+        });
+        for (const std::string& file : gone) {
+            record(file, std::nullopt);
+            checkout_.state().drop_file(file);
+        }
+        if (gone.empty() && !base_.find_file(path)) {
+            checkout_.state().unstage(path);
+        }
+    }
+
+    // False when the file is as it was in the base.
+    bool stage_file(const std::string& text) {
+        const TreePath path = TreePath::parse(text);
+        const std::optional<TreeEntry> before = base_.find_file(text);
+        if (!before && !request_.additions) {
+            return true;
+        }
+        const auto [entry, stamp] = store(path);
+        checkout_.state().unstage_below(text);  // From when it was a folder.
+        checkout_.state().hold_file(text, entry.digest, stamp);
+        if (before && before->same_state(entry)) {
+            check_size(*before, entry.size, text);  // The commit would keep it.
+            checkout_.state().unstage(text);
+            return false;
+        }
+        record(text, entry);
+        return true;
+    }
+
+    // The content goes to the store, unless the index knows that the base has it.
+    std::pair<TreeEntry, FileStamp> store(const TreePath& path) {
+        for (int attempt = 0; attempt < read_attempts; ++attempt) {
+            const FileDescriptor file = checkout_.files().open(path);
+            struct stat before {};
+            struct stat after {};
+            fstat(file.get(), &before);
+            const std::optional<HeldFile> held = checkout_.state().held_file(path.text());
+            const FileStamp stamp = quill::stamp_of(before);
+            TreeEntry entry{"", TreeEntry::Kind::File, stamp.executable, stamp.size, {}};
+            if (held && held->is_unchanged(stamp) && checkout_.sources().contains(ObjectKind::Content, held->digest)) {
+                entry.digest = held->digest;
+                return {entry, stamp};
+            }
+            const StoredFile stored = add_to_store(file, stamp.size, path.text());
+            if (fstat(file.get(), &after) == 0 && quill::stamp_of(after) == stamp && stored.size == stamp.size) {
+                entry.digest = stored.digest;
+                return {entry, stamp};
+            }
+        }
+        throw Error(ErrorCode::Io, "file keeps changing while it is read: " + path.text());
+    }
+
+    StoredFile add_to_store(const FileDescriptor& file, std::uint64_t size, const std::string& name) {
+        if (size > max_inline_bytes || files_stored_ == files_in_a_transaction) {
+            end_transaction();
+        }
+        if (size <= max_inline_bytes) {
+            ++files_stored_;
+            if (!transaction_) {
+                transaction_.emplace(checkout_.store().database());
+            }
+        }
+        return checkout_.store().add_file(file.get(), name);
+    }
+
+    void end_transaction() {
+        if (transaction_) {
+            transaction_->commit();
+            transaction_.reset();
+        }
+        files_stored_ = 0;
+    }
+
+    void record(const std::string& path, const std::optional<TreeEntry>& entry) {
+        checkout_.state().stage(path, entry);
+        staged_.push_back({path, entry});
+    }
+
+    Checkout& checkout_;
+    const StagingRequest& request_;
+    Digest base_root_;
+    TreeLookup base_;
+    std::vector<StagedFile> staged_;
+    std::vector<std::string> unchanged_;      // of the files that were named themselves
+    std::optional<Transaction> transaction_;  // on the store
+    int files_stored_ = 0;                    // in it
+};
+
+}  // namespace
+
+std::vector<StagedFile> stage_files(Checkout& checkout, const StagingRequest& request) {
+    Transaction indexed(checkout.state().database());
+    Stager stager(checkout, request);
+    for (const std::string& path : request.paths) {
+        stager.stage(path);
+    }
+    std::vector<StagedFile> staged = stager.take();  // Content is durable before the index refers to it.
+    indexed.commit();
+    stager.mend_unchanged();
+    return staged;
+}
+
+}  // namespace tome

@@ -1,0 +1,58 @@
+// The files of a checkout (files/folder_tree.h), by the paths of trees. Failures are Error: NotFound for a file that
+// does not exist, Io for everything else.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "files/folder_tree.h"
+#include "tome/base/digest.h"
+#include "tome/object/tree_path.h"
+
+namespace tome {
+
+using quill::FileDescriptor;
+using quill::FileStamp;
+using WorkingEntry = quill::FolderEntry;
+
+class WorkingTree {
+  public:
+    explicit WorkingTree(const std::filesystem::path& root);
+
+    /// What stands at `path`; nothing when it, or a folder on the way, does not exist or is no folder. Throws
+    /// Error(Io) "a symbolic link stands in the way: PATH" when one is on the way.
+    std::optional<WorkingEntry> find(const TreePath& path) const;
+
+    /// Opens the file for reading; throws Error(Io) "not a regular file: PATH" for anything else.
+    FileDescriptor open(const TreePath& path) const;
+
+    /// The file's digest and the stamp that it had before and after it was read. Throws Error(Io) "file keeps changing
+    /// while it is read: PATH".
+    std::pair<Digest, FileStamp> hash(const TreePath& path) const;
+
+    /// Moves the file `temporary` (on the same volume) to `path`, making folders; returns the stamp it has there.
+    FileStamp install(const std::filesystem::path& temporary, const TreePath& path) const;
+
+    /// Removes the file and the folders that this empties. Fine when it does not exist.
+    void remove(const TreePath& path) const;
+
+    /// Removes a folder that holds nothing but folders.
+    void remove_empty_folder(const TreePath& path) const;
+
+    /// Makes the names in a folder ("": the root) survive a power cut. Fine when it does not exist.
+    void sync_folder(const std::string& folder) const;
+
+    /// Calls `visit` for everything at or below `folder` ("": all) that is not a folder, but for ".tome" folders, other
+    /// checkouts and what lies within `skip`. What vanishes meanwhile is passed over; whatever else cannot be read is
+    /// an error: a path that is not visited is not there.
+    void scan(const std::string& folder, const std::set<std::string>& skip,
+              const std::function<void(const std::string& path, const WorkingEntry&)>& visit) const;
+
+  private:
+    quill::FolderTree tree_;
+};
+
+}  // namespace tome

@@ -1,0 +1,212 @@
+#include "tome/object/object_source.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "digest/sha256.h"
+#include "files/platform.h"
+#include "tome/base/error.h"
+
+namespace tome {
+namespace {
+
+template <typename Result, typename Find>
+std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource>>& sources, Find find) {
+    std::optional<Error> damage;
+    for (const auto& source : sources) {
+        try {
+            if (std::optional<Result> result = find(*source)) {
+                return result;
+            }
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::Corrupt) {
+                throw;
+            }
+            damage = error;
+        }
+    }
+    if (damage) {
+        throw no_sound_copy(damage->what());
+    }
+    return std::nullopt;
+}
+
+[[noreturn]] void missing(const Digest& digest) {
+    throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+}
+
+template <typename Parse>
+auto read_object(ObjectSource& source, const Digest& digest, Parse parse) {
+    const std::optional<std::string> bytes = source.find_object(digest);
+    if (!bytes) {
+        missing(digest);
+    }
+    try {
+        return parse(*bytes);
+    } catch (const Error& error) {
+        throw Error(ErrorCode::Corrupt, std::string(error.what()) + " (object " + to_hex(digest) + ")");
+    }
+}
+
+Error missing_content(const Digest& digest, const std::string& name) {
+    return Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(digest));
+}
+
+Digest digest_of_file(int file, const std::string& name) {
+    quill::Sha256 hash;
+    read_blocks(file, name, [&](std::string_view block) { hash.update(block.data(), block.size()); });
+    return Digest{hash.finish()};
+}
+
+void empty_file(int file, const std::string& name) {
+    if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) {
+        throw system_error("could not write " + name, errno);
+    }
+}
+
+void write_checked(const Digest& digest, const Content& content, int to, const std::string& name) {
+    if (!content.in_file()) {
+        write_all(to, content.bytes, name);
+        return;
+    }
+    const bool cloned = quill::clone_file(content.file.get(), to);
+    quill::Sha256 hash;
+    read_blocks(content.file.get(), name, [&](std::string_view block) {
+        hash.update(block.data(), block.size());
+        if (!cloned) {
+            write_all(to, block, name);
+        }
+    });
+    if (Digest{hash.finish()} != digest) {
+        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest) + " (content of " + name + ")");
+    }
+}
+
+}  // namespace
+
+bool ObjectSource::is_sound(ObjectKind kind, const Digest& digest) {
+    try {
+        if (kind != ObjectKind::Content) {
+            return contains(kind, digest) && find_object(digest).has_value();
+        }
+        const std::optional<Content> content = find_content(digest);
+        return content && (!content->in_file() || digest_of_file(content->file.get(), to_hex(digest)) == digest);
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::Corrupt) {
+            throw;
+        }
+        return false;
+    }
+}
+
+std::uint64_t ObjectSource::write_content(const Digest& digest, int to, const std::string& name) {
+    const std::optional<Content> content = find_content(digest);
+    if (!content) {
+        throw missing_content(digest, name);
+    }
+    write_checked(digest, *content, to, name);
+    return content->size;
+}
+
+std::optional<std::string> ObjectSource::read_content(const Digest& digest) {
+    std::optional<Content> content = find_content(digest);
+    if (!content || !content->in_file()) {
+        return content ? std::optional(std::move(content->bytes)) : std::nullopt;
+    }
+    std::string bytes = read_whole(content->file.get(), to_hex(digest), content->size);
+    if (digest_of(bytes) != digest) {
+        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest));
+    }
+    return bytes;
+}
+
+std::optional<std::uint64_t> ObjectSource::content_size(const Digest& digest) {
+    const std::optional<Content> content = find_content(digest);
+    return content ? std::optional(content->size) : std::nullopt;
+}
+
+std::optional<std::uint64_t> ObjectSources::content_size(const Digest& digest) {
+    return first_sound<std::uint64_t>(sources_, [&](ObjectSource& source) { return source.content_size(digest); });
+}
+
+std::optional<std::string> ObjectSources::read_content(const Digest& digest) {
+    return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.read_content(digest); });
+}
+
+std::optional<std::string> ObjectSources::find_object(const Digest& digest) {
+    return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.find_object(digest); });
+}
+
+std::optional<Content> ObjectSources::find_content(const Digest& digest) {
+    return first_sound<Content>(sources_, [&](ObjectSource& source) { return source.find_content(digest); });
+}
+
+bool ObjectSources::contains(ObjectKind kind, const Digest& digest) {
+    for (const auto& source : sources_) {
+        if (source->contains(kind, digest)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::uint64_t ObjectSources::write_content(const Digest& digest, int to, const std::string& name) {
+    bool begun = false;
+    const auto copied = first_sound<std::uint64_t>(sources_, [&](ObjectSource& source) -> std::optional<std::uint64_t> {
+        const std::optional<Content> content = source.find_content(digest);
+        if (!content) {
+            return std::nullopt;
+        }
+        if (std::exchange(begun, true)) {
+            empty_file(to, name);  // The source before was damaged. Not otherwise: ext4 writes out what was emptied.
+        }
+        write_checked(digest, *content, to, name);
+        return content->size;
+    });
+    if (!copied) {
+        throw missing_content(digest, name);
+    }
+    return *copied;
+}
+
+void ObjectSources::copy_content(const TreeEntry& entry, int to, const std::string& name) {
+    check_size(entry, write_content(entry.digest, to, name), name);
+}
+
+bool ObjectSources::is_sound(ObjectKind kind, const Digest& digest) {
+    return std::any_of(sources_.begin(), sources_.end(),
+                       [&](const auto& source) { return source->is_sound(kind, digest); });
+}
+
+Tree read_tree(ObjectSource& source, const Digest& digest) {
+    return read_object(source, digest, parse_tree);
+}
+
+Revision read_revision(ObjectSource& source, const Digest& digest) {
+    return read_object(source, digest, parse_revision);
+}
+
+MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest) {
+    return read_object(source, digest, parse_metadata_node);
+}
+
+void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& path) {
+    if (entry.size != size) {
+        throw Error(ErrorCode::Corrupt, "corrupt object: size of " + path + " in its tree");
+    }
+}
+
+std::string corrupt_object_text(const Digest& digest, const std::string& where) {
+    return "corrupt object " + to_hex(digest) + " in " + where;
+}
+
+Error no_sound_copy(const std::string& damage) {
+    return Error(ErrorCode::Corrupt, damage +
+                                         "; no sound copy is known: commit a changed file in its place, or bring "
+                                         "the store back from a backup");
+}
+
+}  // namespace tome

@@ -1,0 +1,29 @@
+// Going through the files of a tree, or through those of two trees side by side, folder by folder.
+//
+// A tree that others wrote may be a few small objects and yet name more files than there is memory for, when folders
+// stand in it again and again. Every walk is bounded, and it is refused before it has gone far.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "tome/object/object_source.h"
+
+namespace tome {
+
+/// What one walk may come across: files and folders, and the bytes of their paths.
+inline constexpr std::uint64_t max_walked_entries = 10'000'000;
+inline constexpr std::uint64_t max_walked_path_bytes = 1'000'000'000;
+
+/// Takes a file's path and its entries in the two trees, of which one may be null: no file stands there.
+using FileVisitor = std::function<void(const std::string& path, const TreeEntry* before, const TreeEntry* after)>;
+
+/// Calls `visit` for every path at which the trees `before` and `after` (zero: empty) do not hold the same file, in
+/// byte order of the paths' components. The paths begin with `prefix`, where the two trees stand. Equal folders are not
+/// entered. Throws Error(Corrupt) for folders nested too deep and "corrupt object: the tree names more than 10000000
+/// files (object HEX)".
+void walk_trees(ObjectSource& source, const Digest& before, const Digest& after, const std::string& prefix,
+                const FileVisitor& visit);
+
+}  // namespace tome

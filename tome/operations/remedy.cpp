@@ -1,0 +1,63 @@
+#include "tome/operations/remedy.h"
+
+#include <optional>
+
+#include "tome/base/error.h"
+#include "tome/checkout/checkout.h"
+#include "tome/checkout/checkout_config.h"
+#include "tome/remote/remote_url.h"
+
+namespace tome {
+namespace {
+
+// The place that the text complains about.
+std::string_view place_in(std::string_view text) {
+    for (const std::string_view kind : {"corrupt index: ", "corrupt database: ", "corrupt store: "}) {
+        if (text.starts_with(kind)) {
+            return text.substr(kind.size());
+        }
+    }
+    return {};
+}
+
+bool lies_in(std::string_view place, const std::filesystem::path& folder) {
+    const std::string path = folder.string();
+    return place.starts_with(path) &&
+           (place.size() == path.size() || place[path.size()] == '/' || place[path.size()] == ' ');
+}
+
+std::optional<CheckoutConfig> config_of(const std::filesystem::path& checkout) {
+    try {
+        return read_config(config_path(checkout));
+    } catch (const Error&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+std::string remedy_for(std::string_view text, const std::filesystem::path& checkout) {
+    const std::string_view place = place_in(text);
+    const std::optional<CheckoutConfig> config = place.empty() ? std::nullopt : config_of(checkout);
+    if (!config) {
+        return {};
+    }
+    const std::string state = state_folder(checkout).string();
+    if (lies_in(place, state)) {
+        return config->repository_url.empty()
+                   ? "; restore " + state + " from a backup"
+                   : "; move edited files aside and delete " + state + " to have the checkout made anew";
+    }
+    if (config->use_shared_store && lies_in(place, config->shared_store)) {
+        return "; delete " + config->shared_store.string() + ", the remote has what was pushed";
+    }
+    if (!config->repository_url.empty()) {
+        const RepositoryLocation location = parse_repository_url(config->repository_url);
+        if (const std::filesystem::path repository = location.remote / location.name; lies_in(place, repository)) {
+            return "; restore " + repository.string() + " from a backup";
+        }
+    }
+    return {};
+}
+
+}  // namespace tome

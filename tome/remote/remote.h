@@ -1,0 +1,45 @@
+// What the engine asks of a repository that many checkouts share. Nothing above this interface knows what kind of
+// remote it talks to.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tome/object/object_sink.h"
+#include "tome/object/object_source.h"
+#include "tome/store/blob_table.h"
+#include "tome/store/branch_table.h"
+
+namespace tome {
+
+class Remote {
+  public:
+    virtual ~Remote() = default;
+
+    /// The objects of the repository, read where they are.
+    virtual std::shared_ptr<ObjectSource> objects() = 0;
+
+    /// Adds objects found in `source` by kind and name, each after what it refers to, and then `made`, in that order.
+    /// All durable when this returns; a failure may leave some, which are garbage until a later push needs them.
+    virtual void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
+                             const std::vector<NewObject>& made) = 0;
+
+    virtual bool has_blob(const BlobKey& key) = 0;
+
+    /// Adds blobs with their contents, found in `source`. Durable when this returns.
+    virtual void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) = 0;
+
+    virtual std::optional<BranchRecord> find_branch(const BranchName& name) = 0;
+
+    /// In byte order of their names.
+    virtual std::vector<BranchRecord> branches() = 0;
+
+    /// Writes the record if the branch's sequence still is `record.sequence` (0: no such branch), with next_sequence().
+    /// False otherwise.
+    virtual bool compare_and_set(const BranchRecord& record, std::int64_t above) = 0;
+    bool compare_and_set(const BranchRecord& record) { return compare_and_set(record, 0); }
+};
+
+}  // namespace tome

@@ -1,0 +1,74 @@
+// A store: a directory with the database "store.db" (small objects and the branch table) and the folder "content" with
+// a file for each large content, named by its digest. One format for a checkout's own store, a shared store and a
+// repository on a directory remote. Format: docs/formats.md.
+//
+// An object is added only when everything it refers to is there, so an object that is there is whole.
+// Processes: any number may use a store at once. Threads: one at a time for each Store.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tome/base/database.h"
+#include "tome/object/object_source.h"
+
+namespace tome {
+
+/// Content up to this many bytes stands in the database; above, in a file of its own.
+inline constexpr std::uint64_t max_inline_bytes = 64U << 10U;
+
+struct StoredFile {
+    Digest digest;
+    std::uint64_t size = 0;
+};
+
+class Store final : public ObjectSource {
+  public:
+    /// Makes a store in `directory`, which must not exist while its parent does; it appears whole or not at all. False
+    /// when something stands there already. Refuses network file systems.
+    static bool create(const std::filesystem::path& directory);
+
+    /// Opens a store. Throws Error(NotFound) when there is none, Error(Io) when its folder is a symbolic link,
+    /// Error(Corrupt) when it is damaged or its database holds anything but the tables of a store.
+    explicit Store(const std::filesystem::path& directory);
+
+    std::optional<std::string> find_object(const Digest& digest) override;
+    std::optional<Content> find_content(const Digest& digest) override;
+    std::optional<std::uint64_t> content_size(const Digest& digest) override;
+    bool contains(ObjectKind kind, const Digest& digest) override;
+    bool has_lost(const Digest& digest) override;
+
+    /// Adds a tree, revision or metadata node and returns its name.
+    Digest add_object(ObjectKind kind, std::string_view bytes);
+
+    /// Adds the bytes of an open file from its start on, reading them once. Durable with the transaction around it.
+    StoredFile add_file(int file, const std::string& name);
+
+    /// The same for bytes in memory, whose digest the caller has taken. No copy is made of them.
+    void add_bytes(const Digest& digest, std::string_view bytes);
+
+    /// Makes large content of `source` durable in its file ahead of add_content, outside any transaction, so that a
+    /// long copy keeps nobody waiting. What stands there is replaced: it may be damaged.
+    void prepare_content(const Digest& digest, ObjectSource& source);
+
+    /// Adds content from another store; large content must have been prepared.
+    void add_content(const Digest& digest, const Content& content);
+
+    Database& database() { return database_; }
+    const std::filesystem::path& directory() const { return directory_; }
+
+  private:
+    void add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, std::optional<std::string_view> bytes);
+    void install_content_file(int file, const std::filesystem::path& temporary, const Digest& digest);
+    std::filesystem::path content_path(const Digest& digest) const;
+    std::filesystem::path content_folder();  ///< where content is written; swept once of what killed writers left
+    StoredFile add_large_file(int file, const std::string& name);
+
+    std::filesystem::path directory_;
+    Database database_;
+    bool swept_ = false;
+};
+
+}  // namespace tome

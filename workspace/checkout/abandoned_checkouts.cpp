@@ -1,0 +1,178 @@
+#include "workspace/checkout/abandoned_checkouts.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "files/folder_tree.h"
+#include "project/manifest.h"
+#include "project/workspace_paths.h"
+
+namespace quill {
+namespace {
+
+constexpr std::array<std::string_view, 6> prefixes{".main-commit-", ".workspace-commit-", ".main-materialize-",
+                                                   "metadata-",     ".remote-bootstrap-", ".workspace-restore-"};
+
+struct HeldCheckouts {
+    std::mutex mutex;
+    std::map<std::string, int> descriptors;  // guarded by mutex
+    std::set<std::string> swept;             // guarded by mutex
+};
+
+// Never destroyed: background threads may outlive main.
+HeldCheckouts& held_checkouts() {
+    static auto* held = new HeldCheckouts;
+    return *held;
+}
+
+std::vector<std::string_view> split_at_dashes(std::string_view text) {
+    std::vector<std::string_view> fields;
+    for (;;) {
+        const std::size_t dash = text.find('-');
+        fields.push_back(text.substr(0, dash));
+        if (dash == std::string_view::npos) {
+            return fields;
+        }
+        text.remove_prefix(dash + 1);
+    }
+}
+
+std::optional<pid_t> process_in(std::string_view field) {
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), process);
+    return error == std::errc() && end == field.data() + field.size() && process > 0 ? std::optional(process)
+                                                                                     : std::nullopt;
+}
+
+// The process of a temporary checkout: its name ends in "<process>-<count>", a restore's in a time after that.
+std::optional<pid_t> owner_of(std::string_view name) {
+    if (std::none_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return name.starts_with(p); })) {
+        return std::nullopt;
+    }
+    for (const std::string_view suffix : {"-selected-tree", "-published-head"}) {
+        if (name.ends_with(suffix)) {
+            name.remove_suffix(suffix.size());
+        }
+    }
+    const std::size_t behind = name.starts_with(".workspace-restore-") ? 3 : 2;
+    const std::vector<std::string_view> fields = split_at_dashes(name);
+    if (fields.size() <= behind) {
+        return std::nullopt;
+    }
+    return process_in(fields[fields.size() - behind]);
+}
+
+// A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID, or, when its
+// clone was cut off, nothing but the engine's state.
+bool may_be_workspace(const FolderTree& package, const std::string& checkout) {
+    if (checkout.find("/metadata-") == std::string::npos || package.find(checkout + "/.keel-project-id")) {
+        return false;
+    }
+    const std::vector<std::string> names = package.names_in(checkout);
+    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return !name.starts_with(".tome"); });
+}
+
+bool is_dead(pid_t process) {
+    return kill(process, 0) != 0 && errno == ESRCH;
+}
+
+int open_folder(const std::filesystem::path& folder) {
+    return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+void remove_unless_held(const FolderTree& package, const std::string& checkout) {
+    const FileDescriptor folder = package.open_folder(checkout);
+    if (folder.is_open() && flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
+        package.remove_all(checkout);
+    }
+}
+
+void remove_previews_of_revision(const FolderTree& package, const std::string& revision) {
+    for (const std::string& name : package.names_in(revision)) {
+        const std::optional<pid_t> owner = process_in(std::string_view(name).substr(0, name.find('-')));
+        if (owner && is_dead(*owner)) {
+            package.remove_file(revision + "/." + name + ".ready");
+            remove_unless_held(package, revision + "/" + name);
+        }
+    }
+    package.remove_if_empty(revision);
+}
+
+// A preview is named by its process, below its workspace and revision; its ready marker stands beside it.
+void remove_abandoned_previews(const FolderTree& package, const std::string& previews) {
+    for (const std::string& workspace : package.names_in(previews)) {
+        for (const std::string& revision : package.names_in(previews + "/" + workspace)) {
+            remove_previews_of_revision(package, previews + "/" + workspace + "/" + revision);
+        }
+        package.remove_if_empty(previews + "/" + workspace);
+    }
+}
+
+void remove_abandoned(const FolderTree& package, const std::string& base) {
+    for (const std::string& name : package.names_in(base)) {
+        const std::string checkout = base + "/" + name;
+        const std::optional<pid_t> owner = owner_of(name);
+        if (owner && is_dead(*owner) && !may_be_workspace(package, checkout)) {
+            remove_unless_held(package, checkout);
+        }
+    }
+    remove_abandoned_previews(package, base + "/.history-preview");
+}
+
+}  // namespace
+
+void hold_checkout(const std::filesystem::path& checkout) {
+    HeldCheckouts& held = held_checkouts();
+    const std::lock_guard lock(held.mutex);
+    const int descriptor = open_folder(checkout);
+    if (descriptor < 0) {
+        return;
+    }
+    flock(descriptor, LOCK_SH | LOCK_NB);
+    const auto [entry, fresh] = held.descriptors.emplace(checkout.string(), descriptor);
+    if (!fresh) {
+        close(entry->second);
+        entry->second = descriptor;
+    }
+}
+
+void release_checkout(const std::filesystem::path& checkout) {
+    HeldCheckouts& held = held_checkouts();
+    const std::lock_guard lock(held.mutex);
+    if (const auto entry = held.descriptors.find(checkout.string()); entry != held.descriptors.end()) {
+        close(entry->second);
+        held.descriptors.erase(entry);
+    }
+}
+
+void remove_abandoned_checkouts(const std::filesystem::path& project) {
+    HeldCheckouts& held = held_checkouts();
+    const std::filesystem::path package = absolute_normalized(project);
+    {
+        const std::lock_guard lock(held.mutex);
+        if (!held.swept.insert(package.string()).second) {
+            return;
+        }
+    }
+    try {
+        remove_abandoned(FolderTree(package), workspace_checkout_base(package).lexically_relative(package).string());
+    } catch (const std::runtime_error&) {
+        // The next process tries again.
+    }
+}
+
+}  // namespace quill

@@ -1,0 +1,283 @@
+#include "workspace/checkout/workspace_snapshot.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+
+#include "engine/tome_binding.h"
+#include "files/file_bytes.h"
+#include "files/folder_tree.h"
+#include "project/file_tree_comparison.h"
+#include "project/visible_files.h"
+
+namespace quill {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int max_walks = 5;
+constexpr int copy_attempts = 3;
+constexpr std::string_view nothing_staged = "Nothing staged for commit";
+
+struct stat status_of(const FileDescriptor& file) {
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0) {
+        throw FileError(FileError::Kind::System, "could not inspect the file", errno);
+    }
+    return status;
+}
+
+void rewind(const FileDescriptor& file) {
+    if (lseek(file.get(), 0, SEEK_SET) != 0) {
+        throw FileError(FileError::Kind::System, "could not read the file", errno);
+    }
+}
+
+// Times of files are coarse: a change right after another may leave them as they are.
+bool may_hide_a_change(const FileStamp& stamp) {
+    constexpr std::chrono::nanoseconds coarsest = std::chrono::seconds(2);
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::nanoseconds(stamp.modified) + coarsest > now;
+}
+
+// Copies files into a checkout, without leaving it: a regular file for a link that points to one.
+class Snapshot {
+  public:
+    Snapshot(const FolderTree& source, const FolderTree& checkout, const char* no_folder, const char* no_copy)
+        : source_(source), checkout_(checkout), no_folder_(no_folder), no_copy_(no_copy) {}
+
+    void copy(const std::string& relative) {
+        prepare_folder(relative);
+        try {
+            if (!copy_unchanging(relative)) {
+                throw std::runtime_error(no_copy_ + relative);
+            }
+        } catch (const FileError&) {
+            throw std::runtime_error(no_copy_ + relative);
+        }
+    }
+
+  private:
+    // False for a file that is being written all the while: half of one state and half of another is nobody's file.
+    bool copy_unchanging(const std::string& relative) {
+        for (int attempt = 0; attempt < copy_attempts; ++attempt) {
+            const FileDescriptor from = source_.open_target(relative);
+            const FileStamp before = stamp_of(status_of(from));
+            if (!is_there(from, before, relative)) {
+                checkout_.remove_all(relative);
+                copy_file(from, checkout_, relative, mode_of_copy(from, std::nullopt) | S_IRUSR | S_IWUSR,
+                          Durability::Scratch);
+            }
+            if (stamp_of(status_of(from)) == before &&
+                (!may_hide_a_change(before) || is_there(from, before, relative))) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    bool is_there(const FileDescriptor& from, const FileStamp& stamp, const std::string& relative) const {
+        const std::optional<FolderEntry> standing = checkout_.find(relative);
+        rewind(from);
+        const bool same = standing && standing->is_file() && standing->stamp.size == stamp.size &&
+                          standing->stamp.executable == stamp.executable &&
+                          equal_file_bytes(from, checkout_.open_file(relative));
+        rewind(from);
+        return same;
+    }
+
+    // Files come folder by folder, so that most find theirs prepared. A file in the place of a folder above is stale.
+    void prepare_folder(const std::string& relative) {
+        const std::string folder = fs::path(relative).parent_path().string();
+        if (prepared_ == folder) {
+            return;
+        }
+        try {
+            for (std::size_t slash = folder.find('/');; slash = folder.find('/', slash + 1)) {
+                const std::string part = folder.substr(0, slash);
+                const std::optional<FolderEntry> standing = checkout_.find(part);
+                if (standing && standing->is_file()) {
+                    checkout_.remove_file(part);
+                }
+                if (slash == std::string::npos) {
+                    break;
+                }
+            }
+            checkout_.make_folder(folder);
+        } catch (const FileError&) {
+            throw std::runtime_error(no_folder_ + relative);
+        }
+        prepared_ = folder;
+    }
+
+    const FolderTree& source_;
+    const FolderTree& checkout_;
+    const char* no_folder_;
+    const char* no_copy_;
+    std::optional<std::string> prepared_;
+};
+
+// What stands in the source, where a link there leads to. A link that leads nowhere is no deletion.
+std::optional<FolderEntry> inspect(const FolderTree& source, const std::string& relative) {
+    std::optional<FolderEntry> entry;
+    bool dangling = false;
+    try {
+        entry = source.find_target(relative);
+        dangling = !entry && source.find(relative);
+    } catch (const FileError&) {
+        throw std::runtime_error("could not inspect changed workspace file: " + relative);
+    }
+    if (dangling) {
+        throw std::runtime_error("could not snapshot changed workspace file: " + relative);
+    }
+    return entry;
+}
+
+// What the source has no file at goes from the checkout, too; a path that never named a file is refused.
+void remove_selected(const FolderTree& checkout, const std::string& relative,
+                     const std::optional<FolderEntry>& in_source) {
+    try {
+        const std::optional<FolderEntry> standing = checkout.find(relative);
+        const bool took_its_place = in_source && standing && standing->is_file();
+        if (in_source && !took_its_place) {
+            throw std::runtime_error("could not snapshot changed workspace file: " + relative);
+        }
+        checkout.remove_all(relative);
+        checkout.remove_empty_parents(relative);  // They may come in another spelling.
+    } catch (const FileError&) {
+        throw std::runtime_error("could not remove changed workspace file: " + relative);
+    }
+}
+
+// A folder may vanish or come while it is walked, so a file that was not listed is gone only when it is not there
+// either. A link that leads nowhere is no deletion: what it led to may have been moved.
+bool is_gone(const FolderTree& source, const std::string& file) {
+    try {
+        const std::optional<FolderEntry> standing = source.find(file);
+        if (!standing || standing->kind != FolderEntry::Kind::Link) {
+            return !standing || !standing->is_file();
+        }
+        const std::optional<FolderEntry> target = source.find_target(file);
+        return target && !target->is_file();
+    } catch (const FileError& error) {
+        return error.kind() == FileError::Kind::Link;
+    }
+}
+
+std::vector<std::string> files_to_mirror(const FolderTree& source, const std::vector<std::string>& present,
+                                         std::vector<std::string>& stale) {
+    for (int walk = 1;; ++walk) {
+        std::vector<std::string> wanted = all_visible_project_files(source);
+        std::erase_if(wanted, is_restore_staging_file);
+        if (wanted.empty() && !present.empty()) {
+            throw std::runtime_error("nothing to commit from, the source folder holds no file: " +
+                                     source.root().string());
+        }
+        stale.clear();
+        std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));
+        const auto missed =
+            std::find_if(stale.begin(), stale.end(), [&](const std::string& file) { return !is_gone(source, file); });
+        if (missed == stale.end()) {
+            return wanted;
+        }
+        if (walk == max_walks) {
+            throw std::runtime_error("could not snapshot main workspace file: " + *missed);
+        }
+    }
+}
+
+}  // namespace
+
+FolderTree open_source_folder(const fs::path& source) {
+    try {
+        return FolderTree(source);
+    } catch (const FileError& error) {
+        throw std::runtime_error("could not read the source folder " + source.string() + ": " + error.reason());
+    }
+}
+
+std::vector<std::string> mirror_visible_project_files(const fs::path& source_root, const fs::path& checkout_root) {
+    const FolderTree source = open_source_folder(source_root);
+    const FolderTree checkout(checkout_root);
+    std::vector<std::string> stale;
+    const std::vector<std::string> wanted = files_to_mirror(source, all_visible_project_files(checkout), stale);
+    for (const std::string& file : stale) {
+        try {
+            checkout.remove_file(file);
+            checkout.remove_empty_parents(file);  // They may come in another spelling.
+        } catch (const FileError&) {
+            throw std::runtime_error("could not remove stale main workspace file: " + file);
+        }
+    }
+    Snapshot snapshot(source, checkout,
+                      "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
+    for (const std::string& file : wanted) {
+        snapshot.copy(file);
+    }
+    return stale;
+}
+
+fs::path checked_changed_path(const fs::path& path) {
+    const fs::path normal = path.lexically_normal();
+    if (normal.empty() || normal.has_root_path() || *normal.begin() == "..") {
+        throw std::runtime_error("invalid changed project path while persisting workspace: " + path.string());
+    }
+    return normal;
+}
+
+void mirror_selected_project_files(const fs::path& source_root, const fs::path& checkout_root,
+                                   const std::vector<fs::path>& changed_paths) {
+    const FolderTree source = open_source_folder(source_root);
+    const FolderTree checkout(checkout_root);
+    std::vector<std::string> copies;
+    for (const fs::path& path : changed_paths) {
+        const fs::path normal = checked_changed_path(path);
+        if (project_relative_path_is_hidden(normal)) {
+            continue;
+        }
+        const std::string relative = normal.string();
+        const std::optional<FolderEntry> entry = inspect(source, relative);
+        if (entry && entry->is_file()) {
+            copies.push_back(relative);
+        } else {
+            remove_selected(checkout, relative, entry);
+        }
+    }
+    // After all removals, which make room where a file became a folder or a folder a file.
+    Snapshot snapshot(source, checkout,
+                      "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
+    for (const std::string& relative : copies) {
+        snapshot.copy(relative);
+    }
+}
+
+std::string tome_stage_and_commit(const fs::path& checkout, const std::vector<std::string>& paths,
+                                  const std::string& remote_url, const std::string& message, bool* committed) {
+    bool ignored = false;
+    bool& done = committed != nullptr ? *committed : ignored;
+    done = false;
+    if (paths.empty()) {
+        return {};
+    }
+    const CheckoutLocation opened{checkout, remote_url};
+    const TomeWorkspaceState staged = call_tome_file_stage(opened, paths);
+    try {
+        const TomeWorkspaceState state =
+            call_tome_revision_commit(opened, message.empty() ? "Quill workspace edit" : message);
+        done = true;
+        return state.identity;
+    } catch (const std::runtime_error& error) {
+        if (std::string_view(error.what()).find(nothing_staged) == std::string_view::npos) {
+            throw;
+        }
+        return staged.identity;
+    }
+}
+
+}  // namespace quill

@@ -1,0 +1,116 @@
+#include "workspace/history/revision_history.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "engine/tome_binding.h"
+#include "project/manifest.h"
+#include "workspace/checkout/workspace_checkout.h"
+#include "workspace/index/workspace_index_file.h"
+#include "workspace/index/workspace_lookup.h"
+
+namespace quill {
+namespace {
+
+constexpr std::uint64_t default_limit = 50;
+constexpr std::array<const char*, 4> display_names{"author", "createdAt", "summary", "changedFileCount"};
+
+using Metadata = std::map<std::string, std::string>;
+
+// The checkout to ask; nothing when the remote does not hold the project's repository yet.
+std::optional<std::filesystem::path> history_checkout(const std::filesystem::path& project,
+                                                      const std::string& workspace) {
+    try {
+        return ensure_tome_metadata_checkout(project);
+    } catch (const std::runtime_error& error) {
+        const std::string_view text = error.what();
+        const bool not_started = text.find("tome_repository_clone") != std::string_view::npos &&
+                                 text.find("Not found") != std::string_view::npos;
+        if (workspace != "main" || !not_started) {
+            throw;
+        }
+        return std::nullopt;
+    }
+}
+
+Metadata display_metadata(const CheckoutLocation& checkout, const std::string& workspace,
+                          const std::vector<ProjectWorkspaceRevision>& revisions) {
+    std::vector<std::string> keys;
+    for (const ProjectWorkspaceRevision& revision : revisions) {
+        for (const char* name : display_names) {
+            keys.push_back(revision_display_metadata_key(revision.id, name));
+        }
+    }
+    try {
+        return keys.empty() ? Metadata() : call_tome_branch_metadata_get(checkout, workspace, keys).metadata;
+    } catch (const std::runtime_error&) {
+        return {};  // The history is worth showing without.
+    }
+}
+
+// Over what the engine said of the revision; that stays for one without any entry, such as a merge.
+void set_display_values(ProjectWorkspaceRevision& revision, const Metadata& metadata) {
+    std::array<const std::string*, display_names.size()> values{};
+    std::transform(display_names.begin(), display_names.end(), values.begin(), [&](const char* name) {
+        const auto entry = metadata.find(revision_display_metadata_key(revision.id, name));
+        return entry != metadata.end() ? &entry->second : nullptr;
+    });
+    if (std::all_of(values.begin(), values.end(), [](const std::string* value) { return value == nullptr; })) {
+        revision.createdAt = revision.createdAt == "0" ? "" : revision.createdAt;
+        return;
+    }
+    const auto text = [&](std::size_t i) { return values[i] != nullptr ? *values[i] : std::string(); };
+    revision.author = text(0);
+    revision.createdAt = text(1);
+    revision.summary = text(2);
+    const std::string count = text(3);
+    std::from_chars(count.data(), count.data() + count.size(), revision.changedFileCount);
+}
+
+}  // namespace
+
+std::string displayed_revision_summary(const std::string& summary, std::uint64_t changed_files) {
+    if (!summary.empty() && summary != "Quill workspace edit" && summary != "Workspace revision") {
+        return summary;
+    }
+    return changed_files < 2 ? "Scene updated" : "Updated " + std::to_string(changed_files) + " project files";
+}
+
+std::vector<ProjectWorkspaceRevision> list_project_workspace_revisions(const std::filesystem::path& project_path,
+                                                                       const std::string& workspace_id,
+                                                                       std::uint64_t limit) {
+    const std::filesystem::path project = absolute_normalized(project_path);
+    const std::string id = workspace_id.empty() ? "main" : workspace_id;
+    const ProjectWorkspace workspace = require_workspace_branch(project, id);
+    const std::string remote = require_project_tome_remote(project);
+    const std::optional<std::filesystem::path> root = history_checkout(project, id);
+    if (!root) {
+        return {};
+    }
+    const CheckoutLocation checkout{*root, remote};
+    std::vector<ProjectWorkspaceRevision> revisions =
+        call_tome_revision_history(checkout, id, limit == 0 ? default_limit : limit).revisions;
+    const Metadata metadata = display_metadata(checkout, id, revisions);
+    std::stable_sort(revisions.begin(), revisions.end(),
+                     [](const auto& a, const auto& b) { return a.order > b.order; });
+    for (ProjectWorkspaceRevision& revision : revisions) {
+        set_display_values(revision, metadata);
+        revision.current = revision.id == revisions.front().id;
+        if (revision.current) {
+            revision.author = revision.author.empty() ? workspace.author : revision.author;
+            revision.createdAt = revision.createdAt.empty() ? workspace.updatedAt : revision.createdAt;
+        }
+        if (revision.author == "<unknown>" || revision.author == "unknown") {
+            revision.author.clear();
+        }
+        revision.summary = displayed_revision_summary(revision.summary, revision.changedFileCount);
+    }
+    return revisions;
+}
+
+}  // namespace quill

@@ -1,0 +1,191 @@
+#include "workspace/index/workspace_index_file.h"
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+#include <string_view>
+
+#include "files/text_file.h"
+#include "project/workspace_id.h"
+#include "project/workspace_paths.h"
+#include "records/json_records.h"
+#include "records/json_value.h"
+#include "records/record_file.h"
+#include "records/record_folder.h"
+#include "workspace/checkout/workspace_scene.h"
+
+namespace quill {
+namespace {
+
+ProjectWorkspace workspace_from(std::string_view object) {
+    ProjectWorkspace workspace;
+    workspace.id = json_written_string(object, "id");
+    workspace.name = json_written_string(object, "name");
+    workspace.parentId = json_written_string(object, "parentId");
+    workspace.baseScene = json_written_string(object, "baseScene");
+    workspace.headKey = json_written_string(object, "headKey");
+    workspace.archived = json_bool(json_written_member(object, "archived"), "archived", false);
+    workspace.createdAt = json_written_string(object, "createdAt");
+    workspace.updatedAt = json_written_string(object, "updatedAt");
+    workspace.author = json_written_string(object, "author");
+    if (workspace.baseScene.empty()) {
+        workspace.baseScene = "Scenes/Main.usda";
+    }
+    return workspace;
+}
+
+std::string text_of(const ProjectWorkspace& workspace) {
+    return "{" + json_text_member("id", workspace.id) + "," + json_text_member("name", workspace.name) + "," +
+           json_text_member("parentId", workspace.parentId) + "," + json_text_member("baseScene", workspace.baseScene) +
+           "," + json_text_member("headKey", workspace.headKey) +
+           ",\"archived\":" + (workspace.archived ? "true" : "false") + "," +
+           json_text_member("createdAt", workspace.createdAt) + "," +
+           json_text_member("updatedAt", workspace.updatedAt) + "," + json_text_member("author", workspace.author) +
+           "}";
+}
+
+std::string first_non_empty(const std::string& a, const std::string& b) {
+    return a.empty() ? b : a;
+}
+
+// Without the array's brackets, as far as there is one.
+std::string_view array_in(std::string_view text) {
+    if (json_object_members(text)) {
+        return json_written_array(text, "workspaces");
+    }
+    const std::size_t key = text.find("\"workspaces\"");
+    const std::size_t open = key == text.npos ? key : text.find('[', key);
+    const std::size_t close = text.rfind(']');
+    const bool found = open != text.npos && close != text.npos && open < close;
+    return found ? text.substr(open + 1, close - open - 1) : std::string_view();
+}
+
+std::vector<ProjectWorkspace> workspaces_in(std::string_view text) {
+    std::vector<ProjectWorkspace> workspaces;
+    for (const std::string_view object : json_written_objects(array_in(text))) {
+        ProjectWorkspace workspace = workspace_from(object);
+        if (is_valid_workspace_id(workspace.id) && workspace.id != "main") {
+            workspaces.push_back(std::move(workspace));
+        }
+    }
+    return workspaces;
+}
+
+std::vector<std::string> texts_of(const std::vector<ProjectWorkspace>& workspaces) {
+    std::vector<std::string> texts;
+    std::transform(workspaces.begin(), workspaces.end(), std::back_inserter(texts), text_of);
+    return texts;
+}
+
+const RecordFileFormat& format() {
+    static const RecordFileFormat index{1, {{"default", "\"main\""}}, "workspaces", "main"};
+    return index;
+}
+
+void replace_index_file(const std::filesystem::path& path, const std::string& text) {
+    try {
+        write_text_file_atomically(path, text);
+    } catch (const std::runtime_error& error) {
+        const bool replacing = std::string_view(error.what()).starts_with("Could not replace");
+        throw std::runtime_error(
+            (replacing ? "could not install workspace file: " : "could not write workspace file: ") + path.string());
+    }
+}
+
+}  // namespace
+
+std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem::path& project) {
+    return workspaces_in(read_record_file(project_workspaces_index_path(project)));
+}
+
+void write_workspaces_without_main(const std::filesystem::path& project,
+                                   const std::vector<ProjectWorkspace>& workspaces) {
+    const std::filesystem::path path = project_workspaces_index_path(project);
+    make_record_folder(project, path.parent_path());
+    replace_index_file(path, record_file_text(format(), texts_of(workspaces)));
+}
+
+void update_workspaces_without_main(const std::filesystem::path& project,
+                                    const std::function<void(std::vector<ProjectWorkspace>&)>& change) {
+    const RecordFolderLock lock(project);
+    const std::filesystem::path path = project_workspaces_index_path(project);
+    RecordFile file(path, format());
+    std::vector<ProjectWorkspace> workspaces = workspaces_in(file.text());
+    file.require_read_whole(texts_of(workspaces));
+    change(workspaces);
+    replace_index_file(path, file.text_with(texts_of(workspaces)));
+}
+
+void require_writable_workspace_index(const std::filesystem::path& project) {
+    RecordFile file(project_workspaces_index_path(project), format());
+    file.require_read_whole(texts_of(workspaces_in(file.text())));
+}
+
+void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
+                           const std::string& updated_at) {
+    if (id == "main") {
+        return;
+    }
+    update_workspaces_without_main(project, [&](std::vector<ProjectWorkspace>& workspaces) {
+        for (ProjectWorkspace& workspace : workspaces) {
+            if (workspace.id == id) {
+                workspace.headKey = head;
+                workspace.updatedAt = updated_at;
+            }
+        }
+    });
+}
+
+void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces) {
+    std::stable_sort(workspaces.begin(), workspaces.end(), [](const ProjectWorkspace& a, const ProjectWorkspace& b) {
+        if ((a.id == "main") != (b.id == "main")) {
+            return a.id == "main";
+        }
+        return a.id != "main" && a.updatedAt > b.updatedAt;
+    });
+}
+
+std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived) {
+    std::vector<ProjectWorkspace> workspaces{main_workspace(project)};
+    for (ProjectWorkspace& workspace : read_workspaces_without_main(project)) {
+        if (include_archived || !workspace.archived) {
+            workspaces.push_back(std::move(workspace));
+        }
+    }
+    sort_workspaces_for_picker(workspaces);
+    return workspaces;
+}
+
+std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::vector<ProjectWorkspace>& local,
+                                                                   const std::vector<ProjectWorkspace>& remote,
+                                                                   bool include_archived) {
+    std::vector<ProjectWorkspace> result;
+    for (ProjectWorkspace workspace : remote) {
+        if (workspace.id.empty() || (workspace.archived && !include_archived)) {
+            continue;
+        }
+        const auto known = std::find_if(local.begin(), local.end(),
+                                        [&](const ProjectWorkspace& entry) { return entry.id == workspace.id; });
+        if (known != local.end()) {
+            workspace.name = first_non_empty(known->name, workspace.name);
+            workspace.parentId = first_non_empty(known->parentId, workspace.parentId);
+            workspace.baseScene = first_non_empty(known->baseScene, workspace.baseScene);
+            workspace.createdAt = first_non_empty(workspace.createdAt, known->createdAt);
+            workspace.updatedAt = first_non_empty(workspace.updatedAt, known->updatedAt);
+            workspace.author = first_non_empty(workspace.author, known->author);
+        }
+        workspace.name = first_non_empty(workspace.name, workspace.id);
+        if (workspace.id != "main") {
+            workspace.parentId = first_non_empty(workspace.parentId, "main");
+        }
+        result.push_back(std::move(workspace));
+    }
+    sort_workspaces_for_picker(result);
+    return result;
+}
+
+std::string revision_display_metadata_key(const std::string& revision, const std::string& name) {
+    return "keel.revision." + revision + "." + name;
+}
+
+}  // namespace quill

@@ -1,0 +1,49 @@
+// The workspace index file and the merge of its entries with the remote's branches. For the workspace operations.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine/workspace_record.h"
+
+namespace quill {
+
+/// The workspaces of the index file, "main" never among them; none when the file is missing or empty.
+std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem::path& project);
+
+/// Replaces the file. Throws "could not create workspace folder: ", "could not write workspace file: ",
+/// "could not install workspace file: "; the old file then stands.
+void write_workspaces_without_main(const std::filesystem::path& project,
+                                   const std::vector<ProjectWorkspace>& workspaces);
+
+/// Reads, changes and writes the file under an advisory lock on its folder, so that processes lose nothing of each
+/// other's. Members that this version does not know stay. Throws besides, before `change` is called, what
+/// `require_writable_workspace_index` throws.
+void update_workspaces_without_main(const std::filesystem::path& project,
+                                    const std::function<void(std::vector<ProjectWorkspace>&)>& change);
+
+/// For what is to be written after something was published: throws "damaged record file, nothing was written: " + path
+/// when a part of the file cannot be read, "record file of a newer version, nothing was written: " + path.
+void require_writable_workspace_index(const std::filesystem::path& project);
+
+/// Writes a workspace's new head and the time `updated_at` into its entry; nothing for "main" or an unknown id.
+void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
+                           const std::string& updated_at);
+
+/// "main" first, then by `updatedAt`, compared as byte strings, greatest first.
+void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces);
+
+/// The main workspace and the index file's, in picker order.
+std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived);
+
+/// The remote's workspaces, completed from the local ones of the same id, in picker order.
+std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::vector<ProjectWorkspace>& local,
+                                                                   const std::vector<ProjectWorkspace>& remote,
+                                                                   bool include_archived);
+
+/// The key of a revision's display value in its branch's metadata: "keel.revision." + revision + "." + name.
+std::string revision_display_metadata_key(const std::string& revision, const std::string& name);
+
+}  // namespace quill

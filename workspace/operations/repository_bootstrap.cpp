@@ -1,0 +1,198 @@
+#include "workspace/operations/repository_bootstrap.h"
+
+#include <array>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "files/folder_tree.h"
+#include "files/text_file.h"
+#include "project/manifest.h"
+#include "project/package_state.h"
+#include "project/repository_configuration.h"
+#include "project/visible_files.h"
+#include "project/workspace_paths.h"
+#include "records/wall_clock.h"
+#include "workspace/checkout/abandoned_checkouts.h"
+#include "workspace/checkout/contended_branch.h"
+#include "workspace/checkout/workspace_checkout.h"
+#include "workspace/checkout/workspace_snapshot.h"
+
+namespace quill {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool says_that_it_exists(std::string_view text) {
+    constexpr std::array<std::string_view, 4> signs{"Already exists", "already exists", "exists with id",
+                                                    "exist with id"};
+    for (const std::string_view sign : signs) {
+        if (text.find(sign) != std::string_view::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Removes a folder when the operation that it serves ends, on failure, too.
+class TemporaryCheckout {
+  public:
+    TemporaryCheckout(fs::path project, fs::path path) : project_(std::move(project)), path_(std::move(path)) {}
+    ~TemporaryCheckout() { discard_state(project_, path_); }
+    TemporaryCheckout(const TemporaryCheckout&) = delete;
+    TemporaryCheckout& operator=(const TemporaryCheckout&) = delete;
+
+  private:
+    fs::path project_;
+    fs::path path_;
+};
+
+void make_empty_folder(const fs::path& project, const fs::path& checkout) {
+    try {
+        remove_state(project, checkout);
+        make_state_folder(project, checkout);
+    } catch (const FileError& error) {
+        throw std::runtime_error("could not create Tome remote bootstrap checkout: " + error.reason());
+    }
+    hold_checkout(checkout);
+}
+
+// Makes the repository; one that is there already is cloned, with all its files, so that those which the package no
+// longer has become deletions.
+void create_or_clone(const fs::path& project, const CheckoutLocation& checkout, const std::string& repository_url) {
+    try {
+        call_tome_repository_create(checkout, repository_url, "Keel hosted project repository",
+                                    workspace_branch_memory(project).string());
+    } catch (const std::runtime_error& error) {
+        if (!says_that_it_exists(error.what())) {
+            throw;
+        }
+        make_empty_folder(project, checkout.root);
+        clone_tome_checkout_if_needed(project, checkout.root, "main", {}, false, false);
+        TomeSync everything;
+        everything.scratch = true;
+        call_tome_revision_sync(checkout, everything);
+    }
+}
+
+// Whether the package's state says that it keeps its branches itself or belongs to another repository.
+bool is_of_another_repository(const fs::path& root, const std::string& repository_url) {
+    std::string text;
+    try {
+        text = read_text_file(root / ".tome" / "config.toml");
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    const bool says = text.find("repository_url") != std::string::npos;
+    return says && !is_same_tome_repository(tome_checkout_configuration(root, "repository_url"), repository_url);
+}
+
+// Moves a package's state aside, where it stays: it may hold what is nowhere else. Until `keep_new` is called, the end
+// brings it back in place of a new one.
+class ReplacedState {
+  public:
+    ReplacedState(fs::path project, const fs::path& root)
+        : project_(std::move(project)),
+          state_(root / ".tome"),
+          aside_(root / (".tome.replaced-" + wall_clock_milliseconds())) {
+        std::error_code error;
+        fs::rename(state_, aside_, error);
+        if (error) {
+            throw std::runtime_error("could not replace Tome repository state: " + error.message());
+        }
+    }
+    ~ReplacedState() {
+        if (!replaced_) {
+            std::error_code ignored;
+            discard_state(project_, state_);
+            fs::rename(aside_, state_, ignored);
+        }
+    }
+    ReplacedState(const ReplacedState&) = delete;
+    ReplacedState& operator=(const ReplacedState&) = delete;
+
+    void keep_new() { replaced_ = true; }
+
+  private:
+    fs::path project_;
+    fs::path state_;
+    fs::path aside_;
+    bool replaced_ = false;
+};
+
+void make_checkout_if_needed(const fs::path& project, const CheckoutLocation& checkout,
+                             const std::string& repository_url) {
+    std::error_code ignored;
+    if (fs::exists(checkout.root / ".tome", ignored)) {
+        return;
+    }
+    try {
+        make_state_folder(project, checkout.root);
+    } catch (const FileError& failure) {
+        throw std::runtime_error("could not create Tome repository path: " + failure.reason());
+    }
+    const std::string name = repository_url.empty() ? checkout.root.filename().string() : repository_url;
+    call_tome_repository_create(checkout, name.empty() ? "KeelProject" : name,
+                                "Keel content-addressed project repository", workspace_branch_memory(project).string());
+}
+
+void commit_and_push_unless_on_remote(const fs::path& project, const CheckoutLocation& checkout) {
+    const TomeWorkspaceState status = call_tome_repository_status(checkout, false);
+    if (!status.second_identity.empty() || status.identity_extra != 0) {
+        return;
+    }
+    if (status.identity.empty() && status.identity_number == 0) {
+        tome_stage_and_commit(checkout.root, all_visible_project_files(FolderTree(project)), checkout.remote_url,
+                              "Initialize Keel project workspace state");
+    }
+    push_tome_branch(checkout.root, "main", checkout.remote_url, true);
+}
+
+}  // namespace
+
+void bootstrap_missing_project_tome_remote(const fs::path& project_path) {
+    const fs::path project = absolute_normalized(project_path);
+    const std::string remote = project_tome_remote_url(project);
+    const std::string repository_url = project_tome_repository_url(project);
+    if (remote.empty() || repository_url.empty()) {
+        throw std::runtime_error("cannot bootstrap a Tome repository without a remote and repository URL");
+    }
+    const CheckoutLocation checkout{
+        workspace_checkout_base(project) / (".remote-bootstrap-" + workspace_process_token()), remote};
+    remove_abandoned_checkouts(project);
+    const TemporaryCheckout cleanup(project, checkout.root);
+    make_empty_folder(project, checkout.root);
+    create_or_clone(project, checkout, repository_url);
+    const std::vector<std::string> removed = mirror_visible_project_files(project, checkout.root);
+    std::vector<std::string> paths = all_visible_project_files(FolderTree(checkout.root));
+    paths.insert(paths.end(), removed.begin(), removed.end());
+    tome_stage_and_commit(checkout.root, paths, remote, "Initialize imported Keel project workspace state");
+    push_tome_branch(checkout.root, "main", remote, true);
+}
+
+void initialize_project_tome_repository(const fs::path& project_path) {
+    const fs::path project = absolute_normalized(project_path);
+    require_project_tome_remote(project);
+    ensure_project_tome_configuration(project);
+    repeat_while_branch_moves(project, [&] { bootstrap_missing_project_tome_remote(project); });
+}
+
+void initialize_new_project_tome_repository(const fs::path& project_path) {
+    const fs::path project = absolute_normalized(project_path);
+    require_project_tome_remote(project);
+    ensure_project_tome_configuration(project);
+    const CheckoutLocation checkout{project_tome_repository_path(project), project_tome_remote_url(project)};
+    const std::string repository_url = project_tome_repository_url(project);
+    std::optional<ReplacedState> replaced;
+    if (is_of_another_repository(checkout.root, repository_url)) {
+        replaced.emplace(project, checkout.root);
+    }
+    make_checkout_if_needed(project, checkout, repository_url);
+    commit_and_push_unless_on_remote(project, checkout);
+    if (replaced) {
+        replaced->keep_new();
+    }
+}
+
+}  // namespace quill

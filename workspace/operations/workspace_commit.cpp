@@ -1,0 +1,425 @@
+#include "workspace/operations/workspace_commit.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+
+#include "engine/tome_binding.h"
+#include "files/folder_tree.h"
+#include "identity/file_content_hash.h"
+#include "project/file_tree_comparison.h"
+#include "project/manifest.h"
+#include "project/package_state.h"
+#include "project/visible_files.h"
+#include "project/workspace_paths.h"
+#include "records/wall_clock.h"
+#include "workspace/checkout/commit_lock.h"
+#include "workspace/checkout/contended_branch.h"
+#include "workspace/checkout/workspace_checkout.h"
+#include "workspace/checkout/workspace_scene.h"
+#include "workspace/checkout/workspace_snapshot.h"
+#include "workspace/index/branch_index_cache.h"
+#include "workspace/index/workspace_index_file.h"
+#include "workspace/index/workspace_lookup.h"
+#include "workspace/operations/repository_bootstrap.h"
+
+namespace quill {
+namespace {
+
+namespace fs = std::filesystem;
+
+// How far back a checkout's base is looked for in the history of its branch.
+constexpr std::uint64_t searched_revisions = 10'000;
+
+struct CommitRequest {
+    fs::path project;
+    std::string workspace;
+    fs::path source;
+    std::vector<fs::path> changed_paths;  // checked, visible; none: everything
+    std::string author;
+    std::string message;
+    std::string remote_url;
+    fs::path scene;
+    bool whole = false;          // everything that changed
+    bool sparse_source = false;  // the source is a checkout, which may lack files without having deleted them
+};
+
+struct CommitPlace {
+    fs::path checkout;
+    bool in_place = false;  // the source folder itself
+};
+
+bool holds(const std::exception& error, std::string_view part) {
+    return std::string_view(error.what()).find(part) != std::string_view::npos;
+}
+
+void bring_main_checkout(const CommitRequest& request, const fs::path& checkout) {
+    try {
+        ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
+        return;
+    } catch (const std::runtime_error& error) {
+        if (!holds(error, "tome_repository_clone") || !holds(error, "Not found")) {
+            throw;
+        }
+    }
+    try {
+        bootstrap_missing_project_tome_remote(request.project);
+    } catch (const std::runtime_error& error) {
+        if (!holds(error, "Already exists") && !holds(error, "already exists")) {
+            throw;
+        }
+    }
+    ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
+}
+
+bool same_folder(const fs::path& a, const fs::path& b) {
+    std::error_code ignored;
+    return absolute_normalized(a) == absolute_normalized(b) || fs::equivalent(a, b, ignored);
+}
+
+// The workspace's own checkout commits in itself unless it shares its store; everything else through a private one.
+CommitPlace choose_place(const CommitRequest& request) {
+    if (request.workspace == "main") {
+        return {workspace_main_commit_checkout(request.project), false};
+    }
+    const bool in_place =
+        request.sparse_source && !tome_checkout_uses_project_shared_store(request.project, request.source);
+    return in_place ? CommitPlace{request.source, true}
+                    : CommitPlace{workspace_branch_commit_checkout(request.project, request.workspace), false};
+}
+
+std::vector<fs::path> visible_paths(const std::vector<fs::path>& paths) {
+    std::vector<fs::path> visible;
+    for (const fs::path& path : paths) {
+        const fs::path normal = checked_changed_path(path);
+        if (!project_relative_path_is_hidden(normal)) {
+            visible.push_back(normal);
+        }
+    }
+    return visible;
+}
+
+// What changed in a sparse source against its base: only that tells a deleted file from one that it never held.
+std::vector<fs::path> changed_in_source(const CommitRequest& request) {
+    std::vector<fs::path> changed;
+    for (const std::string& path :
+         call_tome_repository_status({request.source, request.remote_url}, true).reported_paths) {
+        if (!project_relative_path_is_hidden(path) && !is_restore_staging_file(path)) {
+            changed.emplace_back(path);
+        }
+    }
+    return changed;
+}
+
+// What stands in the source, where a link there leads to.
+std::optional<FolderEntry> inspect(const FolderTree& source, const fs::path& path) {
+    try {
+        return source.find_target(path.string());
+    } catch (const FileError&) {
+        throw std::runtime_error("could not inspect changed workspace file: " + path.string());
+    }
+}
+
+bool is_file(const FolderTree& source, const fs::path& path) {
+    const std::optional<FolderEntry> entry = inspect(source, path);
+    return entry && entry->is_file();
+}
+
+// The paths to take over: without those that a sparse source merely does not hold.
+std::vector<fs::path> paths_to_mirror(const CommitRequest& request, const FolderTree& source) {
+    if (!request.sparse_source) {
+        return request.changed_paths;
+    }
+    const std::vector<fs::path> changed = changed_in_source(request);
+    if (request.whole) {
+        return changed;
+    }
+    const std::set<fs::path> gone_or_changed(changed.begin(), changed.end());
+    std::vector<fs::path> paths;
+    for (const fs::path& path : request.changed_paths) {
+        if (inspect(source, path) || gone_or_changed.contains(path)) {
+            paths.push_back(path);
+        }
+    }
+    return paths;
+}
+
+// A folder without any file is no package that its user emptied, but the wrong folder.
+void require_files_in_source(const CommitRequest& request, const FolderTree& source) {
+    const std::vector<std::string> names = source.names_in("");
+    const bool holds_files = std::any_of(
+        names.begin(), names.end(), [](const std::string& name) { return !project_relative_path_is_hidden(name); });
+    if (!holds_files && !request.sparse_source) {
+        throw std::runtime_error("nothing to commit from, the source folder holds no file: " + request.source.string());
+    }
+}
+
+// Copies the files into the private checkout. What is gone is fetched first: only a file that the checkout holds can
+// be seen to be deleted.
+void mirror_files(const CommitRequest& request, const fs::path& checkout) {
+    const CheckoutLocation opened{checkout, request.remote_url};
+    if (request.whole && !request.sparse_source) {
+        TomeSync everything;
+        everything.scratch = true;
+        call_tome_revision_sync(opened, everything);
+        mirror_visible_project_files(request.source, checkout);
+        return;
+    }
+    const FolderTree source = open_source_folder(request.source);
+    std::vector<fs::path> paths = paths_to_mirror(request, source);
+    TomeSync gone;
+    gone.scratch = true;
+    for (const fs::path& path : paths) {
+        if (!is_file(source, path)) {
+            gone.paths.push_back(path.string());
+        }
+    }
+    if (!gone.paths.empty()) {
+        require_files_in_source(request, source);
+        call_tome_revision_sync(opened, gone);
+    }
+    if (request.whole) {  // Links to folders, pipes and the like are no files of the project, in the package as here.
+        std::erase_if(paths, [&](const fs::path& path) {
+            std::error_code ignored;
+            return source.find(path.string()) && !is_file(source, path) && !fs::exists(checkout / path, ignored);
+        });
+    }
+    mirror_selected_project_files(request.source, checkout, paths);
+}
+
+// Or was one and is gone; links to folders, pipes and the like are none.
+bool is_project_file(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(path, ignored) || !fs::exists(path, ignored);
+}
+
+std::vector<std::string> reported_changes(const TomeWorkspaceState& status, const CommitRequest& request,
+                                          const CommitPlace& place) {
+    std::set<std::string> wanted;
+    for (const fs::path& path : request.changed_paths) {
+        wanted.insert(path.string());
+    }
+    std::vector<std::string> changed;
+    for (const std::string& reported : status.reported_paths) {
+        const fs::path reported_path = reported;
+        const fs::path path =
+            (reported_path.is_absolute() ? reported_path.lexically_relative(place.checkout) : reported_path)
+                .lexically_normal();
+        if (path.empty() || path.is_absolute() || *path.begin() == "..") {
+            throw std::runtime_error("Tome reported a changed file outside the project checkout: " + reported);
+        }
+        const bool everything = !place.in_place || (request.whole && is_project_file(place.checkout / path));
+        const bool asked_for = wanted.contains(path.string()) || (everything && !is_restore_staging_file(path));
+        if (!project_relative_path_is_hidden(path) && asked_for) {
+            changed.push_back(path.string());
+        }
+    }
+    return changed;
+}
+
+std::string commit_message(const CommitRequest& request, std::size_t changed) {
+    if (!request.message.empty()) {
+        return request.message;
+    }
+    return changed == 1 ? "Project file updated" : "Updated " + std::to_string(changed) + " project files";
+}
+
+// Spares the next comparison some hashing; the commit is published, so failing to learn identities fails nothing.
+void remember_identities(const CommitRequest& request, const CheckoutLocation& checkout,
+                         const std::vector<std::string>& paths) {
+    try {
+        for (const auto& identity : call_tome_file_info(checkout, paths).file_identities) {
+            remember_committed_project_file_identity(request.source / identity.path, "sha256:" + identity.hash);
+        }
+    } catch (const std::runtime_error&) {
+        // The files are hashed when they are next asked for.
+    }
+}
+
+void publish(const CommitRequest& request, const CheckoutLocation& checkout, const std::string& revision,
+             const std::string& message, std::size_t changed) {
+    const std::string now = wall_clock_milliseconds();
+    const auto display_key = [&](const char* name) { return revision_display_metadata_key(revision, name); };
+    std::map<std::string, std::string> metadata{
+        {"quill.workspace", "1"},
+        {"quill.workspace.updatedAt", now},
+        {"quill.workspace.headKey", revision},
+        {display_key("createdAt"), now},
+        {display_key("summary"), message},
+        {display_key("changedFileCount"), std::to_string(changed)},
+    };
+    if (!request.author.empty()) {
+        metadata.emplace(display_key("author"), request.author);
+    }
+    // The engine notes the metadata here and publishes it together with the head; the index follows what is published.
+    set_tome_branch_metadata(checkout, request.workspace, metadata);
+    push_tome_branch(checkout.root, request.workspace, request.remote_url, false);
+    record_workspace_head(request.project, request.workspace, revision, now);
+    invalidate_tome_branch_index_cache(request.project);
+}
+
+// Whether the branch on the remote holds the checkout's base.
+bool is_published(const CommitRequest& request, const CheckoutLocation& checkout, const TomeWorkspaceState& status) {
+    if (status.identity.empty() || status.identity == status.second_identity) {
+        return true;
+    }
+    if (status.identity_number > status.identity_extra) {
+        return false;
+    }
+    const auto revisions = call_tome_revision_history(checkout, request.workspace, searched_revisions).revisions;
+    return std::any_of(revisions.begin(), revisions.end(),
+                       [&](const auto& revision) { return revision.id == status.identity; });
+}
+
+// A workspace's own checkout may hold a commit that was not published: nothing differs, and nobody else has it. Where
+// another was published first the push says so, each time.
+void publish_cut_off_commit(const CommitRequest& request, const CommitPlace& place, const TomeWorkspaceState& status) {
+    const CheckoutLocation checkout{place.checkout, request.remote_url};
+    if (place.in_place && !is_published(request, checkout, status)) {
+        const std::size_t files = call_tome_revision_info(checkout, status.identity).event_count;
+        publish(request, checkout, status.identity, commit_message(request, files), files);
+    }
+}
+
+// Named files that have not changed are staged all the same: what of them the remote has lost or damaged the engine
+// makes good from here.
+void mend_unchanged(const CommitRequest& request, const CheckoutLocation& checkout,
+                    const std::vector<std::string>& changed) {
+    const std::set<std::string> differing(changed.begin(), changed.end());
+    std::vector<std::string> unchanged;
+    std::error_code ignored;
+    for (const fs::path& path : request.changed_paths) {
+        if (fs::symlink_status(checkout.root / path, ignored).type() == fs::file_type::regular &&
+            !differing.contains(path.string())) {
+            unchanged.push_back(path.string());
+        }
+    }
+    if (!unchanged.empty()) {
+        call_tome_file_stage(checkout, unchanged);
+    }
+}
+
+ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitPlace& place) {
+    const CheckoutLocation checkout{place.checkout, request.remote_url};
+    if (tome_checkout_uses_project_shared_store(request.project, place.checkout)) {
+        ensure_workspace_shared_store(request.project);
+    }
+    const TomeWorkspaceState status = call_tome_repository_status(checkout, true);
+    const std::vector<std::string> changed = reported_changes(status, request, place);
+    mend_unchanged(request, checkout, changed);
+    if (changed.empty()) {
+        publish_cut_off_commit(request, place, status);
+        return {status.identity, {}};
+    }
+    if (place.in_place && status.identity_extra > status.identity_number) {
+        // On a base that the remote has left behind the commit would lose, and stay in the way. What others changed
+        // comes in first, unless the same files are edited here.
+        call_tome_revision_sync(checkout, {});
+    }
+    bool committed = false;
+    const std::string message = commit_message(request, changed.size());
+    const std::string revision =
+        tome_stage_and_commit(place.checkout, changed, request.remote_url, message, &committed);
+    if (revision.empty()) {
+        throw std::runtime_error("Tome commit did not return an immutable identity for " + request.workspace);
+    }
+    ProjectWorkspaceMutationResult result{revision, {}};
+    if (!committed) {
+        return result;
+    }
+    publish(request, checkout, revision, message, changed.size());
+    remember_identities(request, checkout, changed);
+    for (const std::string& path : changed) {
+        std::error_code ignored;
+        result.files.push_back({path, fs::is_regular_file(place.checkout / path, ignored) ? "update" : "delete"});
+    }
+    return result;
+}
+
+// The workspace's own checkout learns of what was committed for it elsewhere: what it holds now, and from which head.
+void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMutationResult& result) {
+    if (!request.sparse_source || result.files.empty()) {
+        return;
+    }
+    TomeSync sync;
+    for (const ProjectWorkspaceFileMutation& file : result.files) {
+        sync.paths.push_back(file.path);
+    }
+    try {
+        call_tome_revision_sync({request.source, request.remote_url}, sync);
+    } catch (const std::runtime_error&) {
+        // Other edits stand in the way of what else came in; the commit is published, and the next sync names them.
+    }
+}
+
+ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const CommitPlace& place) {
+    if (place.in_place) {
+        return commit_and_publish(request, place);
+    }
+    try {
+        if (request.workspace == "main") {
+            bring_main_checkout(request, place.checkout);
+        } else {
+            ensure_tome_branch_checkout(request.project, place.checkout, request.scene, request.workspace);
+        }
+        mirror_files(request, place.checkout);
+        ProjectWorkspaceMutationResult result = commit_and_publish(request, place);
+        bring_source_along(request, result);
+        return result;
+    } catch (...) {
+        // It may hold a state that nobody wants, such as a commit that was not published.
+        discard_state(request.project, place.checkout);
+        throw;
+    }
+}
+
+CommitRequest make_request(const fs::path& project_path, const std::string& workspace_id, const fs::path& source) {
+    CommitRequest request;
+    request.project = absolute_normalized(project_path);
+    request.workspace = workspace_id.empty() ? "main" : workspace_id;
+    request.source = absolute_normalized(source);
+    request.remote_url = require_project_tome_remote(request.project);
+    request.scene =
+        resolve_workspace_base_scene(request.project, require_workspace_branch(request.project, request.workspace));
+    if (request.workspace != "main") {
+        require_writable_workspace_index(request.project);
+    }
+    const bool own_checkout = request.workspace != "main" &&
+                              same_folder(source, checkout_root_for_workspace_id(request.project, request.workspace));
+    if (own_checkout && !is_tome_checkout(request.source)) {
+        ensure_tome_checkout_for_workspace(request.project, request.workspace, request.scene);
+    }
+    request.sparse_source = own_checkout;
+    return request;
+}
+
+}  // namespace
+
+ProjectWorkspaceMutationResult update_project_workspace_head(const fs::path& project, const std::string& workspace_id,
+                                                             const fs::path& source,
+                                                             const std::vector<fs::path>& changed_paths,
+                                                             const std::string& author, const std::string& message) {
+    CommitRequest request = make_request(project, workspace_id, source);
+    request.author = author;
+    request.message = message;
+    request.whole = changed_paths.empty();
+    request.changed_paths = visible_paths(changed_paths);
+    const CommitPlace place = choose_place(request);
+    std::unique_lock<std::mutex> lock;
+    if (!place.in_place) {
+        lock = lock_workspace_commits(request.workspace);
+    }
+    if (place.in_place || request.whole) {
+        return commit_once(request, place);
+    }
+    // Given paths mean the same on the new head; a whole project would undo what the other process added.
+    ProjectWorkspaceMutationResult result;
+    repeat_while_branch_moves(request.project, [&] { result = commit_once(request, place); });
+    return result;
+}
+
+}  // namespace quill

@@ -1,0 +1,27 @@
+// Bringing files of a workspace into the project package.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "engine/workspace_record.h"
+
+namespace quill {
+
+/// Brings the workspace's checkout to the newest head and copies `paths` from it over the package's files; a path that
+/// the workspace lacks is removed. Paths with a root, beginning with ".." or hidden are passed over. Uncommitted edits
+/// in the workspace's checkout are kept: where they stand in the way the call fails, names the path and has changed
+/// nothing, unless `overwrite` is set. No paths: nothing happens. Throws std::runtime_error "could not create merged
+/// project folder: ", "could not materialize merged project file: ", "workspace branch does not exist: ", the engine's.
+ProjectWorkspaceMutationResult sync_project_workspace_files(const std::filesystem::path& project,
+                                                            const std::string& workspace_id,
+                                                            const std::vector<std::filesystem::path>& paths,
+                                                            bool overwrite);
+
+/// Throws what bringing these files of `checkout` to the package would throw for what stands in their way there; writes
+/// nothing. The paths are visible ones, relative and normal.
+void check_project_can_take_files(const std::filesystem::path& project, const std::filesystem::path& checkout,
+                                  const std::vector<std::filesystem::path>& paths);
+
+}  // namespace quill
