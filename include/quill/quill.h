@@ -8,6 +8,7 @@
 #include "content/local_content_store.h"
 #include "content/tome_content_store.h"
 #include "content/tome_mirror_content_store.h"
+#include "engine/branch_metadata.h"
 #include "engine/tome_binding.h"
 #include "engine/workspace_record.h"
 #include "identity/file_content_hash.h"

@@ -279,8 +279,4 @@ TEST_F(WorkspaceIndexFile, WorkspaceWithoutNameOrParentGetsThem) {
     EXPECT_EQ(merged.at(1).parentId, "main");
 }
 
-TEST_F(WorkspaceIndexFile, DisplayMetadataKeyNamesRevisionAndValue) {
-    EXPECT_EQ(quill::revision_display_metadata_key("abc", "summary"), "keel.revision.abc.summary");
-}
-
 }  // namespace

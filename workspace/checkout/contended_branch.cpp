@@ -5,9 +5,9 @@
 #include <optional>
 #include <random>
 #include <stdexcept>
-#include <string_view>
 #include <thread>
 
+#include "engine/engine_errors.h"
 #include "files/folder_lock.h"
 #include "project/workspace_paths.h"
 
@@ -19,10 +19,6 @@ constexpr int max_attempts = 40;
 
 constexpr int shortest_pause = 4;
 constexpr int longest_pause = 64;
-
-bool says_that_the_branch_moved(const std::exception& error) {
-    return std::string_view(error.what()).find("has moved") != std::string_view::npos;
-}
 
 void pause_after(int attempt) {
     thread_local std::minstd_rand random{std::random_device{}()};
@@ -48,7 +44,7 @@ void repeat_while_branch_moves(const std::filesystem::path& project, const std::
         try {
             return attempt();
         } catch (const std::runtime_error& error) {
-            if (number == max_attempts || !says_that_the_branch_moved(error)) {
+            if (number == max_attempts || !says_that_branch_moved(error)) {
                 throw;
             }
         }

@@ -10,6 +10,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
 #include "files/file_bytes.h"
 #include "files/folder_tree.h"
@@ -23,7 +24,6 @@ namespace fs = std::filesystem;
 
 constexpr int max_walks = 5;
 constexpr int copy_attempts = 3;
-constexpr std::string_view nothing_staged = "Nothing staged for commit";
 
 struct stat status_of(const FileDescriptor& file) {
     struct stat status {};
@@ -273,7 +273,7 @@ std::string tome_stage_and_commit(const fs::path& checkout, const std::vector<st
         done = true;
         return state.identity;
     } catch (const std::runtime_error& error) {
-        if (std::string_view(error.what()).find(nothing_staged) == std::string_view::npos) {
+        if (!says_that_nothing_is_staged(error)) {
             throw;
         }
         return staged.identity;

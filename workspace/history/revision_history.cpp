@@ -3,24 +3,23 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <map>
 #include <optional>
 #include <stdexcept>
-#include <string_view>
 
+#include "engine/branch_metadata.h"
+#include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
 #include "project/manifest.h"
 #include "workspace/checkout/workspace_checkout.h"
-#include "workspace/index/workspace_index_file.h"
 #include "workspace/index/workspace_lookup.h"
 
 namespace quill {
 namespace {
 
 constexpr std::uint64_t default_limit = 50;
-constexpr std::array<const char*, 4> display_names{"author", "createdAt", "summary", "changedFileCount"};
-
-using Metadata = std::map<std::string, std::string>;
+constexpr std::array<const char*, 4> display_names{revision_display_name::author, revision_display_name::created_at,
+                                                   revision_display_name::summary,
+                                                   revision_display_name::changed_file_count};
 
 // The checkout to ask; nothing when the remote does not hold the project's repository yet.
 std::optional<std::filesystem::path> history_checkout(const std::filesystem::path& project,
@@ -28,18 +27,15 @@ std::optional<std::filesystem::path> history_checkout(const std::filesystem::pat
     try {
         return ensure_tome_metadata_checkout(project);
     } catch (const std::runtime_error& error) {
-        const std::string_view text = error.what();
-        const bool not_started = text.find("tome_repository_clone") != std::string_view::npos &&
-                                 text.find("Not found") != std::string_view::npos;
-        if (workspace != "main" || !not_started) {
+        if (workspace != "main" || !says_that_history_is_missing(error)) {
             throw;
         }
         return std::nullopt;
     }
 }
 
-Metadata display_metadata(const CheckoutLocation& checkout, const std::string& workspace,
-                          const std::vector<ProjectWorkspaceRevision>& revisions) {
+BranchMetadata display_metadata(const CheckoutLocation& checkout, const std::string& workspace,
+                                const std::vector<ProjectWorkspaceRevision>& revisions) {
     std::vector<std::string> keys;
     for (const ProjectWorkspaceRevision& revision : revisions) {
         for (const char* name : display_names) {
@@ -47,14 +43,14 @@ Metadata display_metadata(const CheckoutLocation& checkout, const std::string& w
         }
     }
     try {
-        return keys.empty() ? Metadata() : call_tome_branch_metadata_get(checkout, workspace, keys).metadata;
+        return keys.empty() ? BranchMetadata() : call_tome_branch_metadata_get(checkout, workspace, keys).metadata;
     } catch (const std::runtime_error&) {
         return {};  // The history is worth showing without.
     }
 }
 
 // Over what the engine said of the revision; that stays for one without any entry, such as a merge.
-void set_display_values(ProjectWorkspaceRevision& revision, const Metadata& metadata) {
+void set_display_values(ProjectWorkspaceRevision& revision, const BranchMetadata& metadata) {
     std::array<const std::string*, display_names.size()> values{};
     std::transform(display_names.begin(), display_names.end(), values.begin(), [&](const char* name) {
         const auto entry = metadata.find(revision_display_metadata_key(revision.id, name));
@@ -95,7 +91,7 @@ std::vector<ProjectWorkspaceRevision> list_project_workspace_revisions(const std
     const CheckoutLocation checkout{*root, remote};
     std::vector<ProjectWorkspaceRevision> revisions =
         call_tome_revision_history(checkout, id, limit == 0 ? default_limit : limit).revisions;
-    const Metadata metadata = display_metadata(checkout, id, revisions);
+    const BranchMetadata metadata = display_metadata(checkout, id, revisions);
     std::stable_sort(revisions.begin(), revisions.end(),
                      [](const auto& a, const auto& b) { return a.order > b.order; });
     for (ProjectWorkspaceRevision& revision : revisions) {

@@ -1,10 +1,10 @@
 #include "workspace/history/revision_restore.h"
 
 #include <algorithm>
-#include <map>
 #include <stdexcept>
 #include <vector>
 
+#include "engine/branch_metadata.h"
 #include "engine/tome_binding.h"
 #include "project/file_tree_comparison.h"
 #include "project/manifest.h"
@@ -158,21 +158,14 @@ TomeWorkspaceState tome_revision_details(const CheckoutLocation& checkout, const
 void publish(const RestoreRequest& request, const CheckoutLocation& scratch, const std::string& head,
              const std::string& now) {
     const auto key = [&](const char* name) { return revision_display_metadata_key(head, name); };
-    std::map<std::string, std::string> metadata{
-        {"quill.workspace.updatedAt", now},
-        {"quill.workspace.headKey", head},
-        {key("createdAt"), now},
-        {key("summary"), request.message},
-        {key("changedFileCount"), std::to_string(tome_revision_details(scratch, head).event_count)},
-        {key("restoreMode"), "new-revision"},
-        {key("restoreTarget"), request.target},
-        {key("previousHead"), request.current_head},
-    };
+    BranchMetadata metadata = new_head_metadata(head, now);
+    add_display_metadata(metadata, head,
+                         {request.author, now, request.message, tome_revision_details(scratch, head).event_count});
+    metadata.emplace(key(revision_display_name::restore_mode), "new-revision");
+    metadata.emplace(key(revision_display_name::restore_target), request.target);
+    metadata.emplace(key(revision_display_name::previous_head), request.current_head);
     if (request.workspace_id != "main") {
-        metadata.emplace("quill.workspace", "1");
-    }
-    if (!request.author.empty()) {
-        metadata.emplace(key("author"), request.author);
+        metadata.emplace(workspace_metadata_key::mark, "1");
     }
     set_tome_branch_metadata(scratch, request.workspace_id, metadata);
     push_tome_branch(scratch.root, request.workspace_id, request.remote_url, false);

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "engine/branch_metadata.h"
 #include "engine/tome_binding.h"
 #include "project/manifest.h"
 #include "project/package_state.h"
@@ -89,27 +90,26 @@ std::set<std::string> local_ids(const std::filesystem::path& project) {
 // What the workspace's branch says of it; only text that could be an index entry's is taken over.
 void complete_from_metadata(const std::filesystem::path& project, const CheckoutLocation& checkout,
                             ProjectWorkspace& workspace) {
+    namespace key = workspace_metadata_key;
     TomeWorkspaceState state;
     try {
-        state = call_tome_branch_metadata_get(
-            checkout, workspace.id,
-            {"quill.workspace.name", "quill.workspace.parent", "quill.workspace.baseScene", "quill.workspace.createdAt",
-             "quill.workspace.author"});
+        state = call_tome_branch_metadata_get(checkout, workspace.id,
+                                              {key::name, key::parent, key::base_scene, key::created_at, key::author});
     } catch (const std::runtime_error&) {
         return;  // The branch is worth listing without.
     }
     const auto take = [&](const char* name, std::string& field, const auto& is_good) {
-        const auto entry = state.metadata.find(std::string("quill.workspace.") + name);
+        const auto entry = state.metadata.find(name);
         if (entry != state.metadata.end() && !entry->second.empty() && is_good(entry->second)) {
             field = entry->second;
         }
     };
     const auto any = [](const std::string&) { return true; };
-    take("name", workspace.name, any);
-    take("parent", workspace.parentId, is_valid_workspace_id);
-    take("createdAt", workspace.createdAt, any);
-    take("author", workspace.author, [&](const std::string&) { return workspace.author.empty(); });
-    take("baseScene", workspace.baseScene, [&](const std::string& scene) {
+    take(key::name, workspace.name, any);
+    take(key::parent, workspace.parentId, is_valid_workspace_id);
+    take(key::created_at, workspace.createdAt, any);
+    take(key::author, workspace.author, [&](const std::string&) { return workspace.author.empty(); });
+    take(key::base_scene, workspace.baseScene, [&](const std::string& scene) {
         ProjectWorkspace based = workspace;
         based.baseScene = scene;
         return canonical_workspace_scene_uri(project, based, {}) == std::filesystem::path(scene);
@@ -189,7 +189,7 @@ std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::file
     const std::string scene = workspaces.front().baseScene;
     for (ProjectWorkspace& workspace : state.workspaces) {
         const std::string& kind = state.branch_kinds[workspace.id];
-        if (workspace.id == "main" || (!kind.empty() && kind != "quill-workspace")) {
+        if (workspace.id == "main" || (!kind.empty() && kind != workspace_branch_kind)) {
             continue;
         }
         workspace.parentId = "main";

@@ -184,8 +184,4 @@ std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::ve
     return result;
 }
 
-std::string revision_display_metadata_key(const std::string& revision, const std::string& name) {
-    return "keel.revision." + revision + "." + name;
-}
-
 }  // namespace quill

@@ -43,7 +43,4 @@ std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::ve
                                                                    const std::vector<ProjectWorkspace>& remote,
                                                                    bool include_archived);
 
-/// The key of a revision's display value in its branch's metadata: "keel.revision." + revision + "." + name.
-std::string revision_display_metadata_key(const std::string& revision, const std::string& name);
-
 }  // namespace quill

@@ -1,11 +1,10 @@
 #include "workspace/operations/repository_bootstrap.h"
 
-#include <array>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
+#include "engine/engine_errors.h"
 #include "files/folder_tree.h"
 #include "files/text_file.h"
 #include "project/manifest.h"
@@ -23,17 +22,6 @@ namespace quill {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool says_that_it_exists(std::string_view text) {
-    constexpr std::array<std::string_view, 4> signs{"Already exists", "already exists", "exists with id",
-                                                    "exist with id"};
-    for (const std::string_view sign : signs) {
-        if (text.find(sign) != std::string_view::npos) {
-            return true;
-        }
-    }
-    return false;
-}
 
 // Removes a folder when the operation that it serves ends, on failure, too.
 class TemporaryCheckout {
@@ -65,7 +53,7 @@ void create_or_clone(const fs::path& project, const CheckoutLocation& checkout, 
         call_tome_repository_create(checkout, repository_url, "Keel hosted project repository",
                                     workspace_branch_memory(project).string());
     } catch (const std::runtime_error& error) {
-        if (!says_that_it_exists(error.what())) {
+        if (!says_that_repository_exists(error)) {
             throw;
         }
         make_empty_folder(project, checkout.root);

@@ -1,13 +1,13 @@
 #include "workspace/operations/workspace_commit.h"
 
 #include <algorithm>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <stdexcept>
-#include <string_view>
 
+#include "engine/branch_metadata.h"
+#include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
 #include "files/folder_tree.h"
 #include "identity/file_content_hash.h"
@@ -53,23 +53,19 @@ struct CommitPlace {
     bool in_place = false;  // the source folder itself
 };
 
-bool holds(const std::exception& error, std::string_view part) {
-    return std::string_view(error.what()).find(part) != std::string_view::npos;
-}
-
 void bring_main_checkout(const CommitRequest& request, const fs::path& checkout) {
     try {
         ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
         return;
     } catch (const std::runtime_error& error) {
-        if (!holds(error, "tome_repository_clone") || !holds(error, "Not found")) {
+        if (!says_that_history_is_missing(error)) {
             throw;
         }
     }
     try {
         bootstrap_missing_project_tome_remote(request.project);
     } catch (const std::runtime_error& error) {
-        if (!holds(error, "Already exists") && !holds(error, "already exists")) {
+        if (!says_that_history_was_started(error)) {
             throw;
         }
     }
@@ -243,18 +239,9 @@ void remember_identities(const CommitRequest& request, const CheckoutLocation& c
 void publish(const CommitRequest& request, const CheckoutLocation& checkout, const std::string& revision,
              const std::string& message, std::size_t changed) {
     const std::string now = wall_clock_milliseconds();
-    const auto display_key = [&](const char* name) { return revision_display_metadata_key(revision, name); };
-    std::map<std::string, std::string> metadata{
-        {"quill.workspace", "1"},
-        {"quill.workspace.updatedAt", now},
-        {"quill.workspace.headKey", revision},
-        {display_key("createdAt"), now},
-        {display_key("summary"), message},
-        {display_key("changedFileCount"), std::to_string(changed)},
-    };
-    if (!request.author.empty()) {
-        metadata.emplace(display_key("author"), request.author);
-    }
+    BranchMetadata metadata = new_head_metadata(revision, now);
+    metadata.emplace(workspace_metadata_key::mark, "1");
+    add_display_metadata(metadata, revision, {request.author, now, message, changed});
     // The engine notes the metadata here and publishes it together with the head; the index follows what is published.
     set_tome_branch_metadata(checkout, request.workspace, metadata);
     push_tome_branch(checkout.root, request.workspace, request.remote_url, false);

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <set>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
 #include <thread>
 
+#include "engine/branch_metadata.h"
+#include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
@@ -25,7 +26,6 @@ namespace quill {
 namespace {
 
 constexpr std::size_t max_id_bytes = 63;
-constexpr const char* branch_kind = "quill-workspace";
 
 // Hands out "name", "name-2", "name-3" ..., passing over ids that are taken.
 class IdCandidates {
@@ -70,11 +70,11 @@ std::string create_branch(const CheckoutLocation& operations, const std::string&
     for (;;) {
         std::string id = candidates.next();
         try {
-            call_tome_branch_create(operations, id, parent, branch_kind, author);
+            call_tome_branch_create(operations, id, parent, workspace_branch_kind, author);
             return id;
         } catch (const std::runtime_error& error) {
             // On the remote, although not in the index.
-            if (std::string_view(error.what()).find("already exists") == std::string_view::npos) {
+            if (!says_that_branch_exists(error)) {
                 throw;
             }
         }
@@ -82,14 +82,15 @@ std::string create_branch(const CheckoutLocation& operations, const std::string&
 }
 
 void publish_metadata(const CheckoutLocation& operations, const ProjectWorkspace& workspace) {
+    namespace key = workspace_metadata_key;
     set_tome_branch_metadata(operations, workspace.id,
-                             {{"quill.workspace", "1"},
-                              {"quill.workspace.name", workspace.name},
-                              {"quill.workspace.parent", workspace.parentId},
-                              {"quill.workspace.baseScene", workspace.baseScene},
-                              {"quill.workspace.author", workspace.author},
-                              {"quill.workspace.createdAt", workspace.createdAt},
-                              {"quill.workspace.updatedAt", workspace.updatedAt}});
+                             {{key::mark, "1"},
+                              {key::name, workspace.name},
+                              {key::parent, workspace.parentId},
+                              {key::base_scene, workspace.baseScene},
+                              {key::author, workspace.author},
+                              {key::created_at, workspace.createdAt},
+                              {key::updated_at, workspace.updatedAt}});
     push_tome_branch(operations.root, workspace.id, operations.remote_url, false);
 }
 

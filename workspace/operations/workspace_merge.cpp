@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "engine/branch_metadata.h"
 #include "engine/tome_binding.h"
 #include "files/file_bytes.h"
 #include "files/folder_tree.h"
@@ -221,10 +222,7 @@ Merged merge_locally(const MergeRequest& request, const CheckoutLocation& checko
 
 void publish(const MergeRequest& request, const CheckoutLocation& checkout, std::string head) {
     const std::string now = wall_clock_milliseconds();
-    const auto note_head = [&] {
-        set_tome_branch_metadata(checkout, request.target.id,
-                                 {{"quill.workspace.updatedAt", now}, {"quill.workspace.headKey", head}});
-    };
+    const auto note_head = [&] { set_tome_branch_metadata(checkout, request.target.id, new_head_metadata(head, now)); };
     if (!head.empty()) {  // Published with the head itself, so that it never names an older one than the branch has.
         note_head();
     }
