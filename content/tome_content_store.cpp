@@ -12,6 +12,7 @@
 #include "content/content_store_blob_file.h"
 #include "content/tome_content_key.h"
 #include "digest/sha256.h"
+#include "files/trace.h"
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
 
@@ -74,6 +75,7 @@ struct TomeContentStore::Impl {
                        const char* name, const Params& params) const {
         TomeCallState state;
         const tome_globals_t record = globals();
+        const TraceStep step(name, repository);
         const std::int32_t result =
             operation(&record, &params, reinterpret_cast<std::uintptr_t>(&state), tome_callback);
         require_success(name, result, state);

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "content/content_key.h"
+#include "files/trace.h"
 #include "project/manifest.h"
 
 namespace quill {
@@ -45,6 +46,7 @@ template <typename Params>
 TomeWorkspaceState call(Operation<Params> operation, std::string_view name, const tome_globals_t& globals,
                         const Params& params) {
     TomeWorkspaceState state;
+    const TraceStep step(name, {globals.checkout.data, globals.checkout.length});
     const std::int32_t result =
         operation(&globals, &params, reinterpret_cast<std::uintptr_t>(&state), tome_workspace_callback);
     require_tome_success(name, result, state);

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "files/platform.h"
+#include "files/trace.h"
 
 namespace quill {
 namespace {
@@ -198,7 +199,11 @@ void remove_with_contents(int parent, const std::string& name, const std::string
 }  // namespace
 
 FileError::FileError(Kind kind, const std::string& text, int number)
-    : std::runtime_error(text), kind_(kind), number_(number) {}
+    : std::runtime_error(text), kind_(kind), number_(number) {
+    if (kind != Kind::Missing && is_traced()) {  // That a file is missing is often no failure.
+        trace_line("error", text + " (errno " + std::to_string(number) + ")");
+    }
+}
 
 std::string FileError::reason() const {
     return std::generic_category().message(number_);
@@ -218,6 +223,12 @@ FolderTree::FolderTree(const std::filesystem::path& root)
     : root_path_(root), root_(open_at(AT_FDCWD, root.c_str(), O_RDONLY | O_DIRECTORY)) {
     if (!root_.is_open()) {
         fail("could not open directory " + root.string(), errno);
+    }
+}
+
+void FolderTree::trace_path(const char* kind, const std::string& path) const {
+    if (is_traced()) {
+        trace_line(kind, (root_path_ / path).string());
     }
 }
 
@@ -381,6 +392,7 @@ void FolderTree::rename(const std::string& from, const std::string& to) const {
     if (!old_parent.is_open() || renameat(old_parent.get(), leaf_of(from).c_str(), parent, leaf_of(to).c_str()) != 0) {
         fail("could not write " + to, old_parent.is_open() ? errno : ENOENT);
     }
+    trace_path("written", to);
     forget_parent();  // A folder that was kept open may have moved.
 }
 
@@ -392,6 +404,7 @@ FileStamp FolderTree::install(const std::filesystem::path& temporary, const std:
         fstatat(parent, leaf.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         fail("could not write " + path, errno);
     }
+    trace_path("written", path);
     parent_names_.reset();
     return stamp_of(status);
 }
@@ -405,8 +418,12 @@ bool FolderTree::link(const std::string& from, const std::string& to) const {
 
 void FolderTree::remove_file(const std::string& path) const {
     const int parent = parent_of(path, false);
-    if (parent >= 0 && unlinkat(parent, leaf_of(path).c_str(), 0) != 0 && errno != ENOENT) {
-        fail("could not remove " + path, errno);
+    if (parent >= 0) {
+        if (unlinkat(parent, leaf_of(path).c_str(), 0) == 0) {
+            trace_path("removed", path);
+        } else if (errno != ENOENT) {
+            fail("could not remove " + path, errno);
+        }
     }
     parent_names_.reset();
 }
@@ -441,6 +458,7 @@ void FolderTree::remove_all(const std::string& path) const {
     forget_parent();
     const FileDescriptor parent = open_path(folder_of(path), false, path);
     if (parent.is_open()) {
+        trace_path("removed", path);
         remove_with_contents(parent.get(), leaf_of(path), path);
     }
 }

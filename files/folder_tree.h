@@ -150,6 +150,7 @@ class FolderTree {
     std::vector<std::string> names_in(const std::string& folder) const;
 
   private:
+    void trace_path(const char* kind, const std::string& path) const;
     FileDescriptor open_path(const std::string& folder, bool make, const std::string& name) const;
     // The folder of `path`, borrowed until the next call; -1 when it does not exist. Paths come folder by folder, so
     // the last folder is kept open.

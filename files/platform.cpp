@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+
+#include "files/trace.h"
 
 #if defined(__linux__)
 #include <linux/fs.h>
@@ -63,6 +66,11 @@ bool is_on_network_file_system(const char* path) {
     struct statfs status {};
     if (statfs(path, &status) != 0) {
         return false;
+    }
+    if (is_traced()) {
+        char type[32];
+        std::snprintf(type, sizeof type, "file-system 0x%x", static_cast<unsigned>(status.f_type));
+        trace_line(type, path);
     }
     // Numbers of statfs(2): NFS, SMB, SMB2, CIFS, AFS, Coda, NCP, Ceph, 9P.
     switch (static_cast<std::uint32_t>(status.f_type)) {

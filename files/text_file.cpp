@@ -14,6 +14,7 @@
 
 #include "files/file_descriptor.h"
 #include "files/platform.h"
+#include "files/trace.h"
 
 namespace quill {
 namespace {
@@ -39,6 +40,7 @@ bool clear_temporary(const std::filesystem::path& path) {
     if (file < 0) {
         return errno == ENOENT || (errno == ELOOP && unlink(path.c_str()) == 0);
     }
+    const TraceStep step("lock", path.native());
     while (flock(file, LOCK_EX) != 0 && errno == EINTR) {
     }
     const bool cleared = !is_at(path, file) || unlink(path.c_str()) == 0;
@@ -87,14 +89,17 @@ void write_text_file(const std::filesystem::path& path, std::string_view text) {
 }
 
 void write_text_file_atomically(const std::filesystem::path& path, std::string_view text) {
+    TraceStep step("written", path.native());
     const std::filesystem::path temporary = path.parent_path() / (path.filename().string() + ".tmp");
     const int file = make_temporary(temporary);
     if (file < 0) {
+        step.fail(errno);
         throw std::runtime_error("Could not write " + temporary.string());
     }
     const bool written = write_fully(file, text) && sync_to_disk(file);
     const bool renamed = written && rename(temporary.c_str(), path.c_str()) == 0;
     if (!renamed) {
+        step.fail(errno);
         unlink(temporary.c_str());
     }
     close(file);
@@ -103,6 +108,7 @@ void write_text_file_atomically(const std::filesystem::path& path, std::string_v
                                          : "Could not write " + temporary.string());
     }
     if (!sync_folder(path.parent_path())) {
+        step.fail(errno);
         throw std::runtime_error("Could not replace " + path.string());
     }
 }

@@ -12,6 +12,7 @@
 
 #include "files/file_bytes.h"
 #include "files/folder_tree.h"
+#include "files/trace.h"
 #include "project/visible_files.h"
 
 namespace quill {
@@ -227,6 +228,23 @@ void check_way(const FolderTree& target, const std::string& relative) {
 }
 
 }  // namespace
+
+TreeMismatchError::TreeMismatchError(const std::string& text, TreeComparison comparison)
+    : std::runtime_error(text), comparison_(std::move(comparison)) {
+    if (!is_traced()) {
+        return;
+    }
+    trace_line("mismatch", text);
+    for (const fs::path& path : comparison_.differing) {
+        trace_line("differs", path.native());
+    }
+    for (const std::string& path : comparison_.other_mode) {
+        trace_line("other-mode", path);
+    }
+    for (const UnreadableFile& file : comparison_.unreadable) {
+        trace_line("unreadable", file.path + " (errno " + std::to_string(file.number) + ")");
+    }
+}
 
 TreeComparison compare_project_workspace_files(const fs::path& live_root, const fs::path& historical_root) {
     const ComparedTree live(live_root, no_live_file);

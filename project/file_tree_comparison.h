@@ -26,8 +26,8 @@ struct TreeComparison {
 /// Two trees that should be equal and are not.
 class TreeMismatchError : public std::runtime_error {
   public:
-    TreeMismatchError(const std::string& text, TreeComparison comparison)
-        : std::runtime_error(text), comparison_(std::move(comparison)) {}
+    /// The trace then names the files.
+    TreeMismatchError(const std::string& text, TreeComparison comparison);
     /// Which files it is about.
     const TreeComparison& comparison() const { return comparison_; }
 

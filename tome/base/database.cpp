@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include "files/platform.h"
+#include "files/trace.h"
 #include "tome/base/error.h"
 
 namespace tome {
@@ -220,6 +221,7 @@ void Database::fail(int code) const {
 
 Transaction::Transaction(Database& database) : database_(database), outer_(!database.in_transaction()) {
     if (outer_) {
+        const quill::TraceStep step("lock", database_.path().native());
         database_.execute("BEGIN IMMEDIATE");
     }
 }
@@ -232,6 +234,7 @@ Transaction::~Transaction() {
 
 void Transaction::commit() {
     if (outer_) {
+        const quill::TraceStep step("written", database_.path().native());
         database_.execute("COMMIT");
     }
     done_ = true;

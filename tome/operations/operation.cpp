@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "files/trace.h"
 #include "tome/object/revision_graph.h"
 #include "tome/operations/remedy.h"
 
@@ -43,6 +44,7 @@ std::string remedy_for_error(const tome_globals_t* globals, const Error& error) 
 int32_t run_and_report(const tome_globals_t* globals, const void* params, const Events& events,
                        const std::function<void(const Events&)>& body) {
     const auto fail = [&](const std::string& text, ErrorCode code) {
+        quill::trace_line("error", text);
         events.error(one_line(text), code);
         return static_cast<int32_t>(code);
     };
@@ -171,9 +173,11 @@ std::uint64_t order_of(ObjectSource& source, const Digest& revision) {
 }
 
 int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_t user, tome_callback_t callback,
-                      const std::function<void(const Events&)>& body) {
+                      const std::function<void(const Events&)>& body, const char* name) {
+    quill::set_trace_fallback("TOME_TRACE");
     const Events events(callback, user);
     try {
+        const quill::TraceStep step("operation", name);
         return run_and_report(globals, params, events, body);
     } catch (
         const std::bad_alloc&) {  // Perhaps over the text of another failure; this one is short enough to need none.
