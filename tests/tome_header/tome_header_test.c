@@ -1,4 +1,4 @@
-/* tome.h must stand alone in plain C: this file includes nothing else and names every part of the interface once. */
+/* tome.h must stand alone in plain C: this file includes nothing else and calls every operation once. */
 #include <tome/tome.h>
 
 int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callback);
@@ -26,6 +26,11 @@ int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callb
     const tome_revision_restore_params_t restore = {0};
     const tome_repository_accept_remote_params_t accept = {0};
     const tome_shared_store_create_params_t store = {0};
+    const tome_storage_open_params_t open = {0};
+    const tome_storage_put_params_t put = {0};
+    const tome_storage_get_params_t get_blob = {0};
+    const tome_storage_flush_params_t flush = {0};
+    const tome_storage_close_params_t close = {0};
 
     return tome_repository_create(globals, &create, 0, callback) |
            tome_repository_status(globals, &status, 0, callback) | tome_repository_clone(globals, &clone, 0, callback) |
@@ -41,5 +46,7 @@ int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callb
            tome_revision_info(globals, &revision_info, 0, callback) |
            tome_revision_diff(globals, &revision_diff, 0, callback) |
            tome_revision_restore(globals, &restore, 0, callback) |
-           tome_shared_store_create(globals, &store, 0, callback);
+           tome_shared_store_create(globals, &store, 0, callback) | tome_storage_open(globals, &open, 0, callback) |
+           tome_storage_put(globals, &put, 0, callback) | tome_storage_get(globals, &get_blob, 0, callback) |
+           tome_storage_flush(globals, &flush, 0, callback) | tome_storage_close(globals, &close, 0, callback);
 }
