@@ -267,6 +267,11 @@ std::vector<std::string> texts_of(const tome_string_array_t& array) {
     return texts;
 }
 
+std::string text_of(const tome_storage_options_t& options) {
+    return std::to_string(options.verify) + " " + std::to_string(options.wait_seconds) + " " +
+           std::to_string(options.chunk_kibibytes);
+}
+
 std::string flag(std::uint32_t value) {
     return value == 0 ? "0" : "1";
 }
@@ -307,7 +312,6 @@ std::int32_t run(Call& call, std::uint64_t user, tome_callback_t callback) {
 #define FLAG(field) call.values[#field] = flag(params->field)
 #define HASH(field) call.values[#field] = quill::tome_hash_hex(params->field)
 #define NUMBER(field) call.values[#field] = std::to_string(params->field)
-#define KEY(field) call.values[#field] = text_of(params->field)
 #define LIST(field) call.lists[#field] = texts_of(params->field)
 
 extern "C" {
@@ -328,16 +332,16 @@ FAKE_OPERATION(tome_branch_merge_into, TEXT(source); TEXT(message))
 FAKE_OPERATION(tome_file_stage, LIST(paths); FLAG(stage_deletions); FLAG(stage_additions))
 FAKE_OPERATION(tome_file_info, LIST(paths))
 FAKE_OPERATION(tome_revision_commit, TEXT(message))
-FAKE_OPERATION(tome_revision_sync, LIST(paths); HASH(revision); FLAG(fetch_newest); FLAG(overwrite))
+FAKE_OPERATION(tome_revision_sync, LIST(paths); HASH(revision); FLAG(fetch_newest); FLAG(overwrite); FLAG(scratch))
 FAKE_OPERATION(tome_revision_history, TEXT(branch); call.values["limit"] = std::to_string(params->limit))
 FAKE_OPERATION(tome_revision_info, HASH(revision))
 FAKE_OPERATION(tome_revision_diff, HASH(from); HASH(to))
 FAKE_OPERATION(tome_revision_restore, HASH(revision); TEXT(message))
 FAKE_OPERATION(tome_shared_store_create, TEXT(path))
-FAKE_OPERATION(tome_storage_open, TEXT(locator))
-FAKE_OPERATION(tome_storage_put, NUMBER(handle); KEY(key); FLAG(local_only);
+FAKE_OPERATION(tome_storage_open, TEXT(locator); TEXT(options))
+FAKE_OPERATION(tome_storage_put, NUMBER(handle); TEXT(key); FLAG(local_only); TEXT(options);
                call.values["data"] = text_of({static_cast<const char*>(params->data), params->length}))
-FAKE_OPERATION(tome_storage_get, NUMBER(handle); KEY(key))
+FAKE_OPERATION(tome_storage_get, NUMBER(handle); TEXT(key); TEXT(options))
 FAKE_OPERATION(tome_storage_flush, NUMBER(handle))
 FAKE_OPERATION(tome_storage_close, NUMBER(handle))
 }

@@ -637,15 +637,23 @@ TEST_F(TomeBinding, SyncWithoutRevisionFetchesTheNewest) {
     quill::call_tome_revision_sync(checkout_, {{"a"}, "", false});
     const Call call = only_call();
     EXPECT_EQ(call.list("paths"), (Texts{"a"}));
-    EXPECT_EQ(call.values,
-              (std::map<std::string, std::string>{{"revision", ""}, {"fetch_newest", "1"}, {"overwrite", "0"}}));
+    EXPECT_EQ(call.values, (std::map<std::string, std::string>{
+                               {"revision", ""}, {"fetch_newest", "1"}, {"overwrite", "0"}, {"scratch", "0"}}));
 }
 
 TEST_F(TomeBinding, SyncWithRevisionNamesItAndFetchesNothing) {
     const std::string revision = make_hash_hex(0x0f);
     quill::call_tome_revision_sync(checkout_, {{}, revision, true});
     EXPECT_EQ(only_call().values,
-              (std::map<std::string, std::string>{{"revision", revision}, {"fetch_newest", "0"}, {"overwrite", "1"}}));
+              (std::map<std::string, std::string>{
+                  {"revision", revision}, {"fetch_newest", "0"}, {"overwrite", "1"}, {"scratch", "0"}}));
+}
+
+TEST_F(TomeBinding, SyncSaysWhereTheFilesNeedNotSurviveAPowerCut) {
+    quill::TomeSync sync;
+    sync.scratch = true;
+    quill::call_tome_revision_sync(checkout_, sync);
+    EXPECT_EQ(only_call().value("scratch"), "1");
 }
 
 TEST_F(TomeBinding, HistoryPassesBranchAndLimit) {

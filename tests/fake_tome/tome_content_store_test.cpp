@@ -90,6 +90,18 @@ TEST_F(TomeContentStores, PutHandsTheBytesOverAndFlushes) {
     EXPECT_EQ(count_calls("tome_storage_flush"), 1U);
 }
 
+// Checked bytes, a minute for locks, chunks of 256 KiB.
+TEST_F(TomeContentStores, GiveTheSameOptionsToEveryCallThatTakesSome) {
+    open()->put(bytes_of("abc"));
+    get_when([](const Call&, const Events& events) {
+        events.size(0);
+        return 0;
+    });
+    for (const char* operation : {"tome_storage_open", "tome_storage_put", "tome_storage_get"}) {
+        EXPECT_EQ(fake_tome::calls(operation).at(0).value("options"), "1 60 256") << operation;
+    }
+}
+
 TEST_F(TomeContentStores, WithoutARemoteNeverFlush) {
     open("")->put(bytes_of("abc"));
     EXPECT_EQ(fake_tome::calls("tome_storage_put").at(0).value("local_only"), "1");
