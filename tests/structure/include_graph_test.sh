@@ -53,6 +53,11 @@ check_floors() {
 check_floors "$floors"
 check_floors "$engine_floors"
 
+# One module knows which kinds of remote there are.
+awk '$2 == "tome/remote/directory_remote" && $1 != "tome/remote/repository"' "$scratch/modules" >"$scratch/kinds"
+[ ! -s "$scratch/kinds" ] ||
+    { cat "$scratch/kinds" >&2; fail "a kind of remote is included outside tome/remote/repository"; }
+
 sed -nE 's|^(.*/)?([a-z0-9_]+)\.h$|\2|p' "$scratch/files" | while read -r module; do
     grep -q "\`$module\`" docs/architecture.md || echo "$module"
 done >"$scratch/unlisted"

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "tome/base/error.h"
+#include "tome/remote/directory_url.h"
+#include "tome/remote/url_error.h"
 
 namespace {
 
@@ -20,7 +22,7 @@ std::string refusal(Call call) {
 }
 
 std::string remote_refusal(const std::string& url) {
-    return refusal([&] { tome::parse_remote_url(url); });
+    return refusal([&] { tome::directory_of_url(url); });
 }
 
 std::string repository_refusal(const std::string& url) {
@@ -41,33 +43,33 @@ TEST(RemoteUrl, NamesADirectory) {
     for (const char* url : {"file:///srv/scenes", "/srv/scenes", "/srv/scenes/", "/srv/scenes///", "/srv//scenes",
                             "//srv/scenes", "file:////srv/scenes", "file:///srv/scenes/", "file:///srv/./scenes/.",
                             "file:///srv/%73cenes", "file:///%2e/srv/scenes", "file:///srv%2Fscenes%2f"}) {
-        EXPECT_EQ(tome::parse_remote_url(url), "/srv/scenes") << url;
+        EXPECT_EQ(tome::directory_of_url(url), "/srv/scenes") << url;
     }
 }
 
 TEST(RemoteUrl, DecodesPercentSignsOnce) {
-    EXPECT_EQ(tome::parse_remote_url("file:///a%20b"), "/a b");
-    EXPECT_EQ(tome::parse_remote_url("file:///%c3%A4"), "/\xc3\xa4");
-    EXPECT_EQ(tome::parse_remote_url("file:///%41%5a%7E"), "/AZ~");
-    EXPECT_EQ(tome::parse_remote_url("file:///%FF%01"), "/\xff\x01");
-    EXPECT_EQ(tome::parse_remote_url("file:///100%25"), "/100%");
-    EXPECT_EQ(tome::parse_remote_url("file:///a%2520b"), "/a%20b");
-    EXPECT_EQ(tome::parse_remote_url("file:///%252e%252e/a"), "/%2e%2e/a");
-    EXPECT_EQ(tome::parse_remote_url("file:///a+b"), "/a+b");
+    EXPECT_EQ(tome::directory_of_url("file:///a%20b"), "/a b");
+    EXPECT_EQ(tome::directory_of_url("file:///%c3%A4"), "/\xc3\xa4");
+    EXPECT_EQ(tome::directory_of_url("file:///%41%5a%7E"), "/AZ~");
+    EXPECT_EQ(tome::directory_of_url("file:///%FF%01"), "/\xff\x01");
+    EXPECT_EQ(tome::directory_of_url("file:///100%25"), "/100%");
+    EXPECT_EQ(tome::directory_of_url("file:///a%2520b"), "/a%20b");
+    EXPECT_EQ(tome::directory_of_url("file:///%252e%252e/a"), "/%2e%2e/a");
+    EXPECT_EQ(tome::directory_of_url("file:///a+b"), "/a+b");
 }
 
 TEST(RemoteUrl, TakesAPlainPathAsItStands) {
-    EXPECT_EQ(tome::parse_remote_url("/srv/a%20b"), "/srv/a%20b");
-    EXPECT_EQ(tome::parse_remote_url("/srv/100%"), "/srv/100%");
-    EXPECT_EQ(tome::parse_remote_url("/srv/%2e%2e/a"), "/srv/%2e%2e/a");
-    EXPECT_EQ(tome::parse_remote_url("/srv/a#b?c"), "/srv/a#b?c");
-    EXPECT_EQ(tome::parse_remote_url("/srv/ana@work"), "/srv/ana@work");
+    EXPECT_EQ(tome::directory_of_url("/srv/a%20b"), "/srv/a%20b");
+    EXPECT_EQ(tome::directory_of_url("/srv/100%"), "/srv/100%");
+    EXPECT_EQ(tome::directory_of_url("/srv/%2e%2e/a"), "/srv/%2e%2e/a");
+    EXPECT_EQ(tome::directory_of_url("/srv/a#b?c"), "/srv/a#b?c");
+    EXPECT_EQ(tome::directory_of_url("/srv/ana@work"), "/srv/ana@work");
 }
 
 TEST(RemoteUrl, TakesUnusualNamesBelowTheRoot) {
     for (const char* path : {"/-srv", "/srv/--upload-pack=x", "/srv/...", "/srv/..a", "/srv/a..", "/srv/$(id)", "/~"}) {
-        EXPECT_EQ(tome::parse_remote_url(path), path);
-        EXPECT_EQ(tome::parse_remote_url("file://"s + path), path);
+        EXPECT_EQ(tome::directory_of_url(path), path);
+        EXPECT_EQ(tome::directory_of_url("file://"s + path), path);
     }
 }
 
@@ -148,27 +150,27 @@ TEST(RemoteUrl, RefusesTheRootDirectory) {
 TEST(RemoteUrl, IsWrittenInOneForm) {
     for (const char* url : {"/srv/scenes", "/srv/scenes/", "//srv//scenes", "file:///srv/./scenes",
                             "file:///srv/%73%63enes", "file:////srv/scenes//"}) {
-        EXPECT_EQ(tome::canonical_url(tome::parse_remote_url(url)), "file:///srv/scenes") << url;
+        EXPECT_EQ(tome::url_of_directory(tome::directory_of_url(url)), "file:///srv/scenes") << url;
     }
 }
 
 TEST(RemoteUrl, IsWrittenWithPercentEncoding) {
-    EXPECT_EQ(tome::canonical_url("/srv/a b"), "file:///srv/a%20b");
-    EXPECT_EQ(tome::canonical_url("/srv/100%"), "file:///srv/100%25");
-    EXPECT_EQ(tome::canonical_url("/srv/\xc3\xa4"), "file:///srv/%C3%A4");
-    EXPECT_EQ(tome::canonical_url("/a\"b#c?d\\e\nf]g"), "file:///a%22b%23c%3Fd%5Ce%0Af%5Dg");
-    EXPECT_EQ(tome::canonical_url("/AZaz09-_.~/b"), "file:///AZaz09-_.~/b");
+    EXPECT_EQ(tome::url_of_directory("/srv/a b"), "file:///srv/a%20b");
+    EXPECT_EQ(tome::url_of_directory("/srv/100%"), "file:///srv/100%25");
+    EXPECT_EQ(tome::url_of_directory("/srv/\xc3\xa4"), "file:///srv/%C3%A4");
+    EXPECT_EQ(tome::url_of_directory("/a\"b#c?d\\e\nf]g"), "file:///a%22b%23c%3Fd%5Ce%0Af%5Dg");
+    EXPECT_EQ(tome::url_of_directory("/AZaz09-_.~/b"), "file:///AZaz09-_.~/b");
 }
 
 TEST(RemoteUrl, IsWrittenSoThatEveryByteReadsBack) {
     for (int value = 1; value < 256; ++value) {
         const std::string path = "/srv/x"s + static_cast<char>(value) + "y";
-        const std::string url = tome::canonical_url(path);
+        const std::string url = tome::url_of_directory(path);
         EXPECT_EQ(url.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
                                         "-_.~/:%@!$&()*+,;="),
                   std::string::npos)
             << url;
-        EXPECT_EQ(tome::parse_remote_url(url), path) << value;
+        EXPECT_EQ(tome::directory_of_url(url), path) << value;
     }
 }
 
@@ -178,7 +180,7 @@ TEST(RemoteUrl, SplitsARepositoryFromItsRemote) {
     for (const char* url : {"file:///srv/scenes/Garden_1.a-b", "/srv/scenes/Garden_1.a-b", "/srv/scenes//Garden_1.a-b",
                             "file:///srv//scenes///Garden_1.a-b", "file:///srv/%73cenes/Garden_1.a-b"}) {
         const tome::RepositoryLocation location = tome::parse_repository_url(url);
-        EXPECT_EQ(location.remote, "/srv/scenes") << url;
+        EXPECT_EQ(location.remote_url, "file:///srv/scenes") << url;
         EXPECT_EQ(location.name, "Garden_1.a-b") << url;
     }
 }

@@ -4,8 +4,9 @@
 
 #include "digest/sha256.h"
 #include "tome/base/error.h"
-#include "tome/checkout/checkout.h"
-#include "tome/remote/directory_remote.h"
+#include "tome/checkout/checkout_folder.h"
+#include "tome/remote/repository.h"
+#include "tome/store/blob_table.h"
 
 namespace tome {
 namespace {
@@ -15,7 +16,7 @@ std::filesystem::path store_of(const std::filesystem::path& directory) {
     if (!std::filesystem::exists(config_path(directory), ignored)) {
         throw Error(ErrorCode::NotFound, "not a checkout: " + directory.string());
     }
-    const std::filesystem::path store = state_folder(directory) / "objects";
+    const std::filesystem::path store = own_store_path(directory);
     Store::create(store);
     return store;
 }
@@ -26,13 +27,13 @@ std::filesystem::path store_of(const std::filesystem::path& directory) {
 
 std::unique_ptr<Remote> make_remote(const RepositoryLocation& location) {
     try {
-        DirectoryRemote::create_repository(location);
+        create_repository(location);
     } catch (const Error& error) {
         if (error.code() != ErrorCode::AlreadyExists) {  // Another process may have been faster.
             throw;
         }
     }
-    return DirectoryRemote::open(location);
+    return open_repository(location);
 }
 
 }  // namespace
@@ -52,7 +53,7 @@ bool BlobStorage::put(const BlobKey& key, std::string_view bytes, bool local_onl
 
 std::unique_ptr<Remote> BlobStorage::find_remote() const {
     try {
-        return location_ ? DirectoryRemote::open(*location_) : nullptr;
+        return location_ ? open_repository(*location_) : nullptr;
     } catch (const Error& error) {
         if (error.code() != ErrorCode::NotFound) {
             throw;
@@ -61,7 +62,7 @@ std::unique_ptr<Remote> BlobStorage::find_remote() const {
     }
 }
 
-void BlobStorage::deliver_from(ObjectSource& source, const std::filesystem::path& place, const BlobKey& key,
+void BlobStorage::deliver_from(ObjectSource& source, const std::string& place, const BlobKey& key,
                                const std::function<void(std::uint64_t)>& begin,
                                const std::function<void(std::uint64_t, std::string_view)>& deliver) {
     const std::optional<Content> content = source.find_content(key.digest);
@@ -81,7 +82,7 @@ void BlobStorage::deliver_from(ObjectSource& source, const std::filesystem::path
         offset += block.size();
     });
     if (Digest{hash.finish()} != key.digest) {
-        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, place.string()));
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, place));
     }
 }
 
@@ -91,7 +92,7 @@ void BlobStorage::get(const BlobKey& key, const std::function<void(std::uint64_t
     std::optional<Error> damage;
     if (has_blob(store_.database(), key)) {
         try {
-            return deliver_from(store_, store_.directory(), key, begin, deliver);
+            return deliver_from(store_, store_.directory().string(), key, begin, deliver);
         } catch (const Error& error) {
             if (error.code() != ErrorCode::Corrupt) {
                 throw;
@@ -101,7 +102,7 @@ void BlobStorage::get(const BlobKey& key, const std::function<void(std::uint64_t
     }
     const std::unique_ptr<Remote> remote = find_remote();
     if (remote && remote->has_blob(key)) {
-        return deliver_from(*remote->objects(), location_->remote / location_->name, key, begin, deliver);
+        return deliver_from(*remote->objects(), remote->place(), key, begin, deliver);
     }
     if (damage) {
         throw Error(*damage);

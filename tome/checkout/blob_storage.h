@@ -7,11 +7,11 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "tome/remote/remote.h"
 #include "tome/remote/remote_url.h"
-#include "tome/store/blob_table.h"
 #include "tome/store/store.h"
 
 namespace tome {
@@ -39,7 +39,7 @@ class BlobStorage {
   private:
     std::unique_ptr<Remote> find_remote() const;  ///< opened anew each time: it may be replaced meanwhile
     /// `place` is where the source is, for errors.
-    static void deliver_from(ObjectSource& source, const std::filesystem::path& place, const BlobKey& key,
+    static void deliver_from(ObjectSource& source, const std::string& place, const BlobKey& key,
                              const std::function<void(std::uint64_t)>& begin,
                              const std::function<void(std::uint64_t, std::string_view)>& deliver);
 

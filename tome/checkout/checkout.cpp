@@ -6,8 +6,9 @@
 #include <cerrno>
 
 #include "tome/base/error.h"
+#include "tome/checkout/local_branches.h"
 #include "tome/object/revision_graph.h"
-#include "tome/remote/directory_remote.h"
+#include "tome/remote/repository.h"
 
 namespace tome {
 namespace {
@@ -26,7 +27,7 @@ FileDescriptor lock_folder(const std::filesystem::path& directory, Checkout::Acc
 
 // What a killed process left; nobody else can be using it while the checkout is locked for change.
 void clear_temporary_files(const std::filesystem::path& directory) {
-    const std::filesystem::path folder = state_folder(directory) / "tmp";
+    const std::filesystem::path folder = temporary_folder(directory);
     if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
         throw system_error("could not write to " + folder.string(), errno);
     }
@@ -42,10 +43,6 @@ bool is_store(const std::filesystem::path& directory) {
     return std::filesystem::exists(directory / "store.db", ignored);
 }
 
-std::filesystem::path own_store(const std::filesystem::path& directory) {
-    return state_folder(directory) / "objects";
-}
-
 // The file beside the configuration is the checkout's own; others are made by those who name them in a call.
 BranchMemory::Making making_of(const CheckoutConfig& config) {
     const bool own = config.branch_memory == state_folder({}) / branch_memory_name;
@@ -53,14 +50,6 @@ BranchMemory::Making making_of(const CheckoutConfig& config) {
 }
 
 }  // namespace
-
-std::filesystem::path state_folder(const std::filesystem::path& directory) {
-    return directory / ".tome";
-}
-
-std::filesystem::path config_path(const std::filesystem::path& directory) {
-    return state_folder(directory) / "config.toml";
-}
 
 BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config,
                            BranchMemory::Making making) {
@@ -70,27 +59,26 @@ BranchMemory branch_memory(const std::filesystem::path& directory, const Checkou
 }
 
 std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory) {
-    return std::make_unique<RememberingRemote>(DirectoryRemote::open(parse_repository_url(config.repository_url)),
-                                               memory);
+    return std::make_unique<RememberingRemote>(open_repository(parse_repository_url(config.repository_url)), memory);
 }
 
 Checkout::Checkout(const std::filesystem::path& directory, Access access, bool offline)
     : directory_(directory),
       config_(read_config(config_path(directory))),
       lock_(lock_folder(directory, access)),
-      state_(state_folder(directory) / "index.db"),
+      state_(index_path(directory)),
       files_(directory),
       offline_(offline && has_remote()),
       memory_(branch_memory(directory, config_, making_of(config_))) {
     if (access == Access::Change) {
         clear_temporary_files(directory);
     }
-    add_store(own_store(directory));
+    add_store(own_store_path(directory));
     if (config_.use_shared_store) {
         add_store(config_.shared_store);
     }
     if (!has_remote()) {
-        remote_ = std::make_unique<DirectoryRemote>(std::make_shared<Store>(own_store(directory)));
+        remote_ = std::make_unique<LocalBranches>(directory);
     } else if (!offline_) {
         try {
             remote_ = open_remote(config_, memory_);
@@ -114,7 +102,7 @@ void Checkout::add_store(const std::filesystem::path& directory) {
 Store& Checkout::store() {
     // A shared store that is gone was moved or removed with the folder around it; the remote has what it held.
     const bool shared = config_.use_shared_store && is_store(config_.shared_store);
-    const std::filesystem::path wanted = shared ? config_.shared_store : own_store(directory_);
+    const std::filesystem::path wanted = shared ? config_.shared_store : own_store_path(directory_);
     if (!store_ || store_->directory() != wanted) {
         if (!shared) {
             Store::create(wanted);
@@ -134,7 +122,7 @@ Remote& Checkout::remote() {
 }
 
 std::filesystem::path Checkout::temporary_path() {
-    return state_folder(directory_) / "tmp" / ("file-" + std::to_string(++temporary_files_));
+    return temporary_folder(directory_) / ("file-" + std::to_string(++temporary_files_));
 }
 
 Digest Checkout::tree_of(const Digest& revision) {

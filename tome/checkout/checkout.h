@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "tome/checkout/checkout_config.h"
+#include "tome/checkout/checkout_folder.h"
 #include "tome/checkout/checkout_state.h"
 #include "tome/checkout/working_tree.h"
 #include "tome/remote/branch_memory.h"
@@ -68,15 +69,11 @@ class Checkout {
     std::uint64_t temporary_files_ = 0;
 };
 
-/// ".tome" in `directory`.
-std::filesystem::path state_folder(const std::filesystem::path& directory);
-std::filesystem::path config_path(const std::filesystem::path& directory);
-
 /// What the checkout in `directory` remembers of its remote's branches.
 BranchMemory branch_memory(const std::filesystem::path& directory, const CheckoutConfig& config,
                            BranchMemory::Making making);
 
-/// The repository on the remote, its branches remembered in `memory`. Throws as DirectoryRemote::open() does.
+/// The repository on the remote, its branches remembered in `memory`. Throws as open_repository() does.
 std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& memory);
 
 /// Makes `directory` a checkout without files: builds ".tome" aside and renames it into place. False when a finished

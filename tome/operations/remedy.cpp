@@ -3,9 +3,9 @@
 #include <optional>
 
 #include "tome/base/error.h"
-#include "tome/checkout/checkout.h"
 #include "tome/checkout/checkout_config.h"
-#include "tome/remote/remote_url.h"
+#include "tome/checkout/checkout_folder.h"
+#include "tome/remote/repository.h"
 
 namespace tome {
 namespace {
@@ -20,8 +20,7 @@ std::string_view place_in(std::string_view text) {
     return {};
 }
 
-bool lies_in(std::string_view place, const std::filesystem::path& folder) {
-    const std::string path = folder.string();
+bool lies_in(std::string_view place, const std::string& path) {
     return place.starts_with(path) &&
            (place.size() == path.size() || place[path.size()] == '/' || place[path.size()] == ' ');
 }
@@ -48,13 +47,13 @@ std::string remedy_for(std::string_view text, const std::filesystem::path& check
                    ? "; restore " + state + " from a backup"
                    : "; move edited files aside and delete " + state + " to have the checkout made anew";
     }
-    if (config->use_shared_store && lies_in(place, config->shared_store)) {
+    if (config->use_shared_store && lies_in(place, config->shared_store.string())) {
         return "; delete " + config->shared_store.string() + ", the remote has what was pushed";
     }
     if (!config->repository_url.empty()) {
-        const RepositoryLocation location = parse_repository_url(config->repository_url);
-        if (const std::filesystem::path repository = location.remote / location.name; lies_in(place, repository)) {
-            return "; restore " + repository.string() + " from a backup";
+        const std::string repository = repository_place(parse_repository_url(config->repository_url));
+        if (lies_in(place, repository)) {
+            return "; restore " + repository + " from a backup";
         }
     }
     return {};

@@ -4,10 +4,11 @@
 #include <set>
 
 #include "tome/checkout/branch_state.h"
+#include "tome/checkout/local_branches.h"
 #include "tome/checkout/materialization.h"
 #include "tome/checkout/working_status.h"
 #include "tome/operations/operation.h"
-#include "tome/remote/directory_remote.h"
+#include "tome/remote/repository.h"
 
 namespace tome {
 namespace {
@@ -42,7 +43,7 @@ std::filesystem::path memory_in_config(const tome_string_t& memory, const std::f
     return path.empty() ? path : path.lexically_relative(directory);
 }
 
-void create_repository(const tome_globals_t& globals, const tome_repository_create_params_t& params) {
+void create_checkout_and_repository(const tome_globals_t& globals, const tome_repository_create_params_t& params) {
     const std::filesystem::path directory = checkout_directory(globals);
     const std::string name = to_text(params.name);
     refuse_checkout(directory);
@@ -51,24 +52,24 @@ void create_repository(const tome_globals_t& globals, const tome_repository_crea
     const bool on_remote = is_repository_url(name) && globals.no_remote == 0;
     if (on_remote) {
         const RepositoryLocation location = parse_repository_url(name);
-        config.remote_url = canonical_url(location.remote);
-        config.repository_url = config.remote_url + "/" + location.name;
+        config.remote_url = location.remote_url;
+        config.repository_url = repository_url(location);
         config.branch_memory = memory_in_config(params.branch_memory, directory);
         if (config.branch_memory.empty()) {
             config.branch_memory = state_folder({}) / branch_memory_name;
         }
         make_folder(directory);
-        if (!DirectoryRemote::is_there(location)) {
+        if (!repository_is_there(location)) {
             branch_memory(directory, config, BranchMemory::Making::Refused)
                 .forget();  // A new one, which owes nothing to one that is gone.
         }
-        DirectoryRemote::create_repository(location);
+        create_repository(location);
     }
     make_folder(directory);
     if (!create_checkout(directory, config, BranchName::parse("main"), {})) {
         throw Error(ErrorCode::AlreadyExists, "is a checkout already: " + directory.string());
     }
-    if (!on_remote && !create_repository_store(state_folder(directory) / "objects")) {
+    if (!on_remote && !LocalBranches::create(directory)) {
         throw Error(ErrorCode::AlreadyExists, "is a checkout already: " + directory.string());
     }
 }
@@ -98,8 +99,8 @@ void report_status(const tome_globals_t& globals, const tome_repository_status_p
 CheckoutConfig clone_config(const tome_repository_clone_params_t& params, const std::filesystem::path& directory) {
     const RepositoryLocation location = parse_repository_url(to_text(params.repository_url));
     CheckoutConfig config;
-    config.remote_url = canonical_url(location.remote);
-    config.repository_url = config.remote_url + "/" + location.name;
+    config.remote_url = location.remote_url;
+    config.repository_url = repository_url(location);
     config.branch_memory = memory_in_config(params.branch_memory, directory);
     config.use_shared_store = params.use_shared_store != 0;
     if (config.use_shared_store) {
@@ -160,7 +161,7 @@ void accept_remote(const tome_globals_t& globals, const tome_repository_accept_r
         return branch_memory(directory, read_config(config_path(directory)), BranchMemory::Making::Refused).forget();
     }
     const RepositoryLocation location = parse_repository_url(to_text(params.repository_url));
-    BranchMemory(memory, canonical_url(location.remote) + "/" + location.name, BranchMemory::Making::Allowed).forget();
+    BranchMemory(memory, repository_url(location), BranchMemory::Making::Allowed).forget();
 }
 
 void create_shared_store(const tome_globals_t& globals, const tome_shared_store_create_params_t& params) {
@@ -184,7 +185,7 @@ extern "C" {
 int32_t tome_repository_create(const tome_globals_t* globals, const tome_repository_create_params_t* params,
                                uint64_t user, tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
-                               [&](const tome::Events&) { tome::create_repository(*globals, *params); });
+                               [&](const tome::Events&) { tome::create_checkout_and_repository(*globals, *params); });
 }
 
 int32_t tome_repository_status(const tome_globals_t* globals, const tome_repository_status_params_t* params,

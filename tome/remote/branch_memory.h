@@ -73,6 +73,7 @@ class RememberingRemote final : public Remote {
     /// `memory` must outlive it.
     RememberingRemote(std::unique_ptr<Remote> remote, BranchMemory& memory);
 
+    std::string place() const override { return remote_->place(); }
     std::shared_ptr<ObjectSource> objects() override { return remote_->objects(); }
     void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
                      const std::vector<NewObject>& made) override;

@@ -5,8 +5,9 @@
 
 #include <cerrno>
 
-#include "tome/base/clock.h"
 #include "tome/base/error.h"
+#include "tome/base/file_io.h"
+#include "tome/remote/directory_url.h"
 
 namespace tome {
 namespace {
@@ -35,21 +36,13 @@ bool is_unused(const std::filesystem::path& directory) {
     return !error;
 }
 
-Content content_in(ObjectSource& source, const Digest& digest) {
-    std::optional<Content> content = source.find_content(digest);
-    if (!content) {
-        throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
-    }
-    return std::move(*content);
+// Where the repository's store lies.
+std::filesystem::path folder_of(const RepositoryLocation& location) {
+    return directory_of_url(location.remote_url) / location.name;
 }
 
-std::string repository_url(const RepositoryLocation& location) {
-    return canonical_url(location.remote) + "/" + location.name;
-}
-
-}  // namespace
-
-void prepare_directory_remote(const std::filesystem::path& directory) {
+// Makes the directory a remote when it is missing (its parent must exist) or empty.
+void prepare_directory(const std::filesystem::path& directory) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(directory, error);
     if (status.type() == std::filesystem::file_type::not_found) {
@@ -74,128 +67,48 @@ void prepare_directory_remote(const std::filesystem::path& directory) {
     sync_directory(directory.parent_path());
 }
 
-bool create_repository_store(const std::filesystem::path& directory) {
-    const std::filesystem::path aside = directory.string() + ".new-" + random_text();
-    if (!Store::create(aside)) {
-        throw Error(ErrorCode::Io, "could not make repository " + directory.string());
+// Says why there is no such repository.
+[[noreturn]] void refuse_missing(const RepositoryLocation& location) {
+    const std::filesystem::path directory = directory_of_url(location.remote_url);
+    std::error_code error;
+    const bool exists = std::filesystem::exists(directory, error);
+    if (exists && !std::filesystem::is_directory(directory, error)) {
+        throw Error(ErrorCode::Invalid, "the remote is not a directory: " + directory.string());
     }
-    std::error_code ignored;
-    try {
-        Store store(aside);
-        store.database().fold_log_when_closed();
-        BranchRecord main;
-        main.name = "main";
-        main.created_at = main.updated_at = current_time();
-        compare_and_set_branch(store.database(), main);
-    } catch (...) {
-        std::filesystem::remove_all(aside, ignored);
-        throw;
+    if (exists && !is_unused(directory) && !is_remote(directory)) {
+        throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + directory.string());
     }
-    if (rename(aside.c_str(), directory.c_str()) != 0) {
-        const int number = errno;
-        std::filesystem::remove_all(aside, ignored);
-        if (number == EEXIST || number == ENOTEMPTY || number == ENOTDIR) {
-            return false;
-        }
-        throw system_error("could not make repository " + directory.string(), number);
+    if (error && error != std::errc::no_such_file_or_directory) {
+        throw Error(ErrorCode::Io, "could not open remote " + directory.string() + ": " + error.message());
     }
-    sync_directory(directory.parent_path());
-    return true;
+    throw Error(ErrorCode::NotFound, "Not found: " + repository_url(location));
 }
+
+}  // namespace
 
 bool DirectoryRemote::is_there(const RepositoryLocation& location) {
     std::error_code ignored;
-    return std::filesystem::exists(std::filesystem::symlink_status(location.remote / location.name, ignored));
+    return std::filesystem::exists(std::filesystem::symlink_status(folder_of(location), ignored));
+}
+
+std::string DirectoryRemote::place_of(const RepositoryLocation& location) {
+    return folder_of(location).string();
 }
 
 void DirectoryRemote::create_repository(const RepositoryLocation& location) {
-    prepare_directory_remote(location.remote);
-    const std::filesystem::path directory = location.remote / location.name;
-    if (is_there(location) || !create_repository_store(directory)) {
+    prepare_directory(directory_of_url(location.remote_url));
+    if (is_there(location) || !create_repository_store(folder_of(location))) {
         throw Error(ErrorCode::AlreadyExists, "Already exists: " + repository_url(location));
     }
 }
 
-std::unique_ptr<DirectoryRemote> DirectoryRemote::open(const RepositoryLocation& location) {
-    const std::filesystem::path directory = location.remote / location.name;
-    std::error_code error;
+std::unique_ptr<Remote> DirectoryRemote::open(const RepositoryLocation& location) {
     if (!is_there(location)) {
-        const bool exists = std::filesystem::exists(location.remote, error);
-        if (exists && !std::filesystem::is_directory(location.remote, error)) {
-            throw Error(ErrorCode::Invalid, "the remote is not a directory: " + location.remote.string());
-        }
-        if (exists && !is_unused(location.remote) && !is_remote(location.remote)) {
-            throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + location.remote.string());
-        }
-        if (error && error != std::errc::no_such_file_or_directory) {
-            throw Error(ErrorCode::Io, "could not open remote " + location.remote.string() + ": " + error.message());
-        }
-        throw Error(ErrorCode::NotFound, "Not found: " + repository_url(location));
+        refuse_missing(location);
     }
-    return std::make_unique<DirectoryRemote>(std::make_shared<Store>(directory));
+    return std::make_unique<DirectoryRemote>(location);
 }
 
-// Between writes the history stands in the database's file, where damage shows.
-DirectoryRemote::DirectoryRemote(std::shared_ptr<Store> store) : store_(std::move(store)) {
-    store_->database().fold_log_when_closed();
-}
-
-bool DirectoryRemote::has_blob(const BlobKey& key) {
-    return tome::has_blob(store_->database(), key);
-}
-
-void DirectoryRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) {
-    for (const BlobKey& key : keys) {
-        if (content_in(source, key.digest).in_file() && !store_->is_sound(ObjectKind::Content, key.digest)) {
-            store_->prepare_content(key.digest, source);
-        }
-    }
-    Transaction transaction(store_->database());
-    for (const BlobKey& key : keys) {
-        store_->add_content(key.digest, content_in(source, key.digest));
-        add_blob(store_->database(), key, BlobState::Flushed);
-    }
-    transaction.commit();
-}
-
-void DirectoryRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
-                                  const std::vector<NewObject>& made) {
-    for (const auto& [kind, digest] : wanted) {
-        if (kind == ObjectKind::Content && content_in(source, digest).in_file()) {
-            store_->prepare_content(digest, source);
-        }
-    }
-    Transaction transaction(store_->database());
-    for (const auto& [kind, digest] : wanted) {
-        if (kind == ObjectKind::Content) {
-            store_->add_content(digest, content_in(source, digest));
-        } else if (const auto bytes = source.find_object(digest)) {
-            store_->add_object(kind, *bytes);
-        } else {
-            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
-        }
-    }
-    for (const NewObject& object : made) {
-        store_->add_object(object.kind, object.bytes);
-    }
-    transaction.commit();
-}
-
-std::optional<BranchRecord> DirectoryRemote::find_branch(const BranchName& name) {
-    return read_branch(store_->database(), name);
-}
-
-std::vector<BranchRecord> DirectoryRemote::branches() {
-    return list_branches(store_->database());
-}
-
-bool DirectoryRemote::compare_and_set(const BranchRecord& record, std::int64_t above) {
-    Transaction transaction(store_->database());
-    const bool written = compare_and_set_branch(store_->database(), record, above);
-    if (written) {
-        transaction.commit();
-    }
-    return written;
-}
+DirectoryRemote::DirectoryRemote(const RepositoryLocation& location) : StoreRemote(folder_of(location)) {}
 
 }  // namespace tome

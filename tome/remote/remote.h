@@ -7,16 +7,20 @@
 #include <string>
 #include <vector>
 
+#include "tome/object/blob_key.h"
+#include "tome/object/branch_name.h"
+#include "tome/object/branch_record.h"
 #include "tome/object/object_sink.h"
 #include "tome/object/object_source.h"
-#include "tome/store/blob_table.h"
-#include "tome/store/branch_table.h"
 
 namespace tome {
 
 class Remote {
   public:
     virtual ~Remote() = default;
+
+    /// Where the repository lies, for errors: a folder, a URL.
+    virtual std::string place() const = 0;
 
     /// The objects of the repository, read where they are.
     virtual std::shared_ptr<ObjectSource> objects() = 0;

@@ -1,24 +1,12 @@
 // The table of blobs in a store: names of contents that belong to no tree.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "tome/base/database.h"
-#include "tome/base/digest.h"
+#include "tome/object/blob_key.h"
 
 namespace tome {
-
-struct BlobKey {
-    std::array<std::uint8_t, 16> partition{};
-    Digest digest;
-    std::array<std::uint8_t, 16> context{};
-};
-
-/// Where a blob of a checkout's store is to be.
-enum class BlobState : std::int64_t { Local = 0, Unflushed = 1, Flushed = 2 };
 
 bool has_blob(Database& database, const BlobKey& key);
 

@@ -1,7 +1,5 @@
 #include "tome/store/branch_table.h"
 
-#include <algorithm>
-
 #include "tome/base/error.h"
 #include "tome/base/file_io.h"
 
@@ -31,7 +29,6 @@ BranchRecord from_row(const Statement& row) {
     record.created_at = static_cast<std::uint64_t>(row.integer(6));
     record.updated_at = static_cast<std::uint64_t>(row.integer(7));
     record.sequence = row.integer(8);
-    record.nonce = row.bytes(9);
     return record;
 }
 
@@ -39,7 +36,7 @@ BranchRecord from_row(const Statement& row) {
 
 std::optional<BranchRecord> read_branch(Database& database, const BranchName& name) {
     Statement query = database.prepare(
-        "SELECT name, kind, author, head, metadata, archived, created_at, updated_at, sequence, nonce"
+        "SELECT name, kind, author, head, metadata, archived, created_at, updated_at, sequence"
         " FROM branch WHERE name = ?");
     if (!query.bind_text(1, name.text()).step()) {
         return std::nullopt;
@@ -49,7 +46,7 @@ std::optional<BranchRecord> read_branch(Database& database, const BranchName& na
 
 std::vector<BranchRecord> list_branches(Database& database) {
     Statement query = database.prepare(
-        "SELECT name, kind, author, head, metadata, archived, created_at, updated_at, sequence, nonce"
+        "SELECT name, kind, author, head, metadata, archived, created_at, updated_at, sequence"
         " FROM branch ORDER BY name");
     std::vector<BranchRecord> result;
     while (query.step()) {
@@ -59,10 +56,6 @@ std::vector<BranchRecord> list_branches(Database& database) {
         }
     }
     return result;
-}
-
-std::int64_t next_sequence(const BranchRecord& record, std::int64_t above) {
-    return std::max(record.sequence, above) + 1;
 }
 
 bool compare_and_set_branch(Database& database, const BranchRecord& record, std::int64_t above) {
