@@ -13,6 +13,7 @@
 #include "content/tome_content_key.h"
 #include "digest/sha256.h"
 #include "files/trace.h"
+#include "project/checkout_configuration.h"
 #include "project/manifest.h"
 #include "project/repository_configuration.h"
 
@@ -84,7 +85,7 @@ struct TomeContentStore::Impl {
 
     void create_repository_if_needed() const {
         std::error_code ignored;
-        const fs::path state_folder = fs::path(repository) / ".tome";
+        const fs::path state_folder = tome_state_folder(repository);
         if (fs::exists(state_folder, ignored)) {
             return;
         }

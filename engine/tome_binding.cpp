@@ -3,11 +3,11 @@
 #include <tome/tome.h>
 
 #include <algorithm>
-#include <fstream>
 #include <stdexcept>
 
 #include "content/content_key.h"
 #include "files/trace.h"
+#include "project/checkout_configuration.h"
 #include "project/manifest.h"
 
 namespace quill {
@@ -88,26 +88,12 @@ tome_hash_t revision_hash(const std::string& revision) {
 
 }  // namespace
 
-std::string tome_checkout_configuration(const std::filesystem::path& checkout_root, std::string_view key) {
-    std::ifstream file(checkout_root / ".tome" / "config.toml", std::ios::binary);
-    for (std::string line; std::getline(file, line);) {
-        const std::size_t found = line.find(key);
-        if (found == std::string::npos) {
-            continue;
-        }
-        const std::size_t first = line.find('"', found + key.size());
-        const std::size_t last = first == std::string::npos ? first : line.find('"', first + 1);
-        return last == std::string::npos ? std::string() : line.substr(first + 1, last - first - 1);
-    }
-    return {};
-}
-
 tome_globals tome_globals_for(const std::filesystem::path& checkout_root, const std::string& remote_url) {
     // An empty path must not become the current directory: the engine gets none and says so.
     const std::filesystem::path root = checkout_root.empty() ? checkout_root : absolute_normalized(checkout_root);
     GlobalsText& text = globals_text();
     text.checkout = root.string();
-    text.remote_url = remote_url.empty() ? tome_checkout_configuration(root, "remote_url") : remote_url;
+    text.remote_url = remote_url.empty() ? quoted_tome_configuration(root, "remote_url").value_or("") : remote_url;
 
     tome_globals_t globals = {};
     globals.size = sizeof globals;

@@ -58,10 +58,6 @@ struct CheckoutLocation {
     std::string remote_url;  ///< may be empty; then the checkout's own configuration tells
 };
 
-/// The value of the first line of the checkout's .tome/config.toml that holds `key`, wherever in the line it stands:
-/// the text between the next two quotes. Empty when there is none.
-std::string tome_checkout_configuration(const std::filesystem::path& checkout_root, std::string_view key);
-
 // ---- The call shape. Declared here for the tests of this module.
 
 /// Globals for `checkout_root`: absolute, normalised and kept in a text of the calling thread until its next call.

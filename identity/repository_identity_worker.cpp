@@ -11,6 +11,7 @@
 
 #include "engine/tome_binding.h"
 #include "identity/file_identity_cache.h"
+#include "project/checkout_configuration.h"
 
 namespace quill {
 namespace {
@@ -64,7 +65,7 @@ struct RepositoryObjects {
 std::optional<path> probe_repository(path directory) {
     for (;;) {
         std::error_code ignored;
-        if (std::filesystem::is_regular_file(directory / ".tome" / "config.toml", ignored)) {
+        if (std::filesystem::is_regular_file(tome_configuration_file(directory), ignored)) {
             return directory;
         }
         path parent = directory.parent_path();

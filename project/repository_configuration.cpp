@@ -2,12 +2,11 @@
 
 #include <cstdlib>
 #include <mutex>
-#include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
 #include "files/text_file.h"
+#include "project/checkout_configuration.h"
 #include "project/manifest.h"
 #include "project/manifest_text.h"
 #include "project/project_id.h"
@@ -57,45 +56,6 @@ std::string directory_or_text(const std::string& url) {
     }
     const std::string directory = encoded ? percent_decoded(std::string_view(url).substr(scheme.size())) : url;
     return without_trailing_slashes(std::filesystem::path(directory).lexically_normal().string());
-}
-
-std::string trimmed(const std::string& text) {
-    constexpr const char* white_space = " \t\n\v\f\r";
-    const std::size_t first = text.find_first_not_of(white_space);
-    if (first == std::string::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(white_space) - first + 1);
-}
-
-// The value of "remote_url" on one line of a repository's configuration.
-std::optional<std::string> remote_url_on_line(std::string line) {
-    line = line.substr(0, line.find('#'));
-    const std::size_t equals = line.find('=');
-    if (equals == std::string::npos || trimmed(line.substr(0, equals)) != "remote_url") {
-        return std::nullopt;
-    }
-    std::string value = trimmed(line.substr(equals + 1));
-    if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
-        value = value.substr(1, value.size() - 2);
-    }
-    return value;
-}
-
-std::string configured_remote_url(const std::filesystem::path& repository) {
-    std::string text;
-    try {
-        text = read_text_file(repository / ".tome" / "config.toml");
-    } catch (const std::runtime_error&) {
-        return {};  // No repository there yet.
-    }
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (const auto url = remote_url_on_line(line)) {
-            return *url;
-        }
-    }
-    return {};
 }
 
 std::string fallback_repository_name(const std::filesystem::path& project_path) {
@@ -176,7 +136,11 @@ std::string project_tome_remote_url(const std::filesystem::path& project_path) {
         return remote;
     }
     std::string remote = read_project(absolute_normalized(project_path)).manifest.tome_remote_url;
-    return remote.empty() ? configured_remote_url(project_tome_repository_path(project_path)) : remote;
+    if (remote.empty()) {
+        // A repository that is not there yet names none.
+        remote = assigned_tome_configuration(project_tome_repository_path(project_path), "remote_url").value_or("");
+    }
+    return remote;
 }
 
 bool project_has_tome_remote(const std::filesystem::path& project_path) {

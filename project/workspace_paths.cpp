@@ -1,8 +1,5 @@
 #include "project/workspace_paths.h"
 
-#include <unistd.h>
-
-#include <chrono>
 #include <stdexcept>
 
 #include "project/manifest.h"
@@ -29,13 +26,6 @@ std::filesystem::path record_path(const std::filesystem::path& project, const st
 
 }  // namespace
 
-std::string workspace_process_token() {
-    // Never destroyed: background threads may outlive main.
-    static const auto* token = new std::string(
-        std::to_string(getpid()) + "-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
-    return *token;
-}
-
 std::filesystem::path workspace_checkout_base(const std::filesystem::path& project) {
     return derived_path(project, "tome-workspaces");
 }
@@ -55,15 +45,51 @@ std::filesystem::path project_workspace_checkout_root(const std::filesystem::pat
 }
 
 std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path& project) {
-    return checkout_path(project, ".main-commit-" + workspace_process_token());
+    return checkout_path(project, temporary_checkout_name(TemporaryCheckout::MainCommit));
 }
 
 std::filesystem::path workspace_branch_commit_checkout(const std::filesystem::path& project, const std::string& id) {
-    return checkout_path(project, ".workspace-commit-" + normalize_workspace_id(id) + "-" + workspace_process_token());
+    return checkout_path(project,
+                         temporary_checkout_name(TemporaryCheckout::WorkspaceCommit, normalize_workspace_id(id)));
 }
 
 std::filesystem::path workspace_main_materialize_checkout(const std::filesystem::path& project) {
-    return checkout_path(project, ".main-materialize-" + workspace_process_token());
+    return checkout_path(project, temporary_checkout_name(TemporaryCheckout::MainMaterialize));
+}
+
+std::filesystem::path workspace_metadata_checkout(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / temporary_checkout_name(TemporaryCheckout::Metadata);
+}
+
+std::filesystem::path workspace_remote_bootstrap_checkout(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / temporary_checkout_name(TemporaryCheckout::RemoteBootstrap);
+}
+
+RestoreFolders workspace_restore_folders(const std::filesystem::path& project, const std::string& id,
+                                         const std::string& time) {
+    const std::filesystem::path base = workspace_checkout_base(project);
+    const std::string scratch = temporary_checkout_name(TemporaryCheckout::Restore, normalize_workspace_id(id), time);
+    return {base / scratch, base / selected_tree_name(scratch), base / published_head_name(scratch)};
+}
+
+std::filesystem::path workspace_branch_index_checkout(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / ".branch-index";
+}
+
+std::filesystem::path workspace_branch_operations_checkout(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / ".branch-ops";
+}
+
+std::filesystem::path workspace_history_previews(const std::filesystem::path& project) {
+    return workspace_checkout_base(project) / ".history-preview";
+}
+
+HistoryPreviewPaths workspace_history_preview(const std::filesystem::path& project, const std::string& id,
+                                              const std::string& revision) {
+    const std::filesystem::path of_revision =
+        workspace_history_previews(project) / normalize_workspace_id(id) / revision;
+    const std::string name = workspace_process_token();
+    return {of_revision / name, of_revision / history_preview_marker_name(name)};
 }
 
 std::filesystem::path workspace_branch_memory(const std::filesystem::path& project) {

@@ -6,11 +6,9 @@
 #include <filesystem>
 #include <string>
 
-namespace quill {
+#include "project/temporary_checkouts.h"
 
-/// Process ID, "-" and the steady clock's count at the first call: the same for the life of the process. It keeps the
-/// temporary checkouts of processes apart.
-std::string workspace_process_token();
+namespace quill {
 
 /// The folder of all checkouts, .derived/tome-workspaces.
 std::filesystem::path workspace_checkout_base(const std::filesystem::path& project);
@@ -27,6 +25,34 @@ std::filesystem::path workspace_main_commit_checkout(const std::filesystem::path
 std::filesystem::path workspace_branch_commit_checkout(const std::filesystem::path& project, const std::string& id);
 /// This process's checkout for syncs from "main".
 std::filesystem::path workspace_main_materialize_checkout(const std::filesystem::path& project);
+
+/// This process's checkout for queries, without files.
+std::filesystem::path workspace_metadata_checkout(const std::filesystem::path& project);
+/// This process's checkout for starting the history of a remote.
+std::filesystem::path workspace_remote_bootstrap_checkout(const std::filesystem::path& project);
+
+/// The folders of one restore of a workspace, which begins at `time` (milliseconds since the Unix epoch).
+struct RestoreFolders {
+    std::filesystem::path scratch;         ///< the checkout in which the new revision is made
+    std::filesystem::path selected_tree;   ///< copies of the selected revision's files
+    std::filesystem::path published_head;  ///< a checkout of what was published
+};
+RestoreFolders workspace_restore_folders(const std::filesystem::path& project, const std::string& id,
+                                         const std::string& time);
+
+/// The checkout, without files, that the remote's branches are listed in. All processes share it.
+std::filesystem::path workspace_branch_index_checkout(const std::filesystem::path& project);
+/// The checkout that branches are made in. All processes share it.
+std::filesystem::path workspace_branch_operations_checkout(const std::filesystem::path& project);
+
+/// The folder of all previews of earlier revisions, and this process's preview of one revision.
+std::filesystem::path workspace_history_previews(const std::filesystem::path& project);
+struct HistoryPreviewPaths {
+    std::filesystem::path checkout;
+    std::filesystem::path marker;  ///< written when the preview is complete
+};
+HistoryPreviewPaths workspace_history_preview(const std::filesystem::path& project, const std::string& id,
+                                              const std::string& revision);
 
 /// What was last seen of the branches on the project's remote, `.branch-memory` beside the checkouts.
 std::filesystem::path workspace_branch_memory(const std::filesystem::path& project);

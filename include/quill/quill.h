@@ -17,6 +17,7 @@
 #include "project/project_id.h"
 #include "project/project_location.h"
 #include "project/repository_configuration.h"
+#include "project/temporary_checkouts.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/json_records.h"

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "content/content_store_selection.h"
+#include "project/checkout_configuration.h"
 #include "project/workspace_paths.h"
 #include "tests/workspace/real_project.h"
 #include "workspace/checkout/workspace_checkout.h"
@@ -106,7 +107,7 @@ TEST_F(RepositoryBootstrap, NewPackageThatKeptItsBlobsAloneReachesTheRemote) {
     quill::create_project_package(project_, "", {});
     unsetenv("QUILL_TOME_REMOTE_URL");
     EXPECT_EQ(visible_files(clone_of_main()), visible_files(project_));
-    EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"),
+    EXPECT_EQ(quill::quoted_tome_configuration(project_, "repository_url"),
               quill::project_tome_repository_url(project_));
     EXPECT_EQ(states(project_), (Texts{".tome", ".tome.replaced"}));
     EXPECT_TRUE(quill::make_project_content_store(project_, "")->get(key));
@@ -123,7 +124,7 @@ TEST_F(RepositoryBootstrap, PackageThatIsCreatedAgainIsACheckoutOfItsNewReposito
     unsetenv("QUILL_TOME_REMOTE_URL");
     const std::string second = quill::project_tome_repository_url(project_);
     EXPECT_NE(first, second);
-    EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"), second);
+    EXPECT_EQ(quill::quoted_tome_configuration(project_, "repository_url"), second);
     EXPECT_EQ(read_file(clone_of_main() / scene), "edited");
     EXPECT_EQ(states(project_), (Texts{".tome", ".tome.replaced"}));
     const quill::CheckoutLocation old{folder_ / "old", remote_};
@@ -142,7 +143,7 @@ TEST_F(RepositoryBootstrap, PackageWhoseNewRemoteCannotBeReachedKeepsItsState) {
     setenv("QUILL_TOME_REMOTE_URL", ("file://" + (folder_ / "file/remote").string()).c_str(), 1);
     EXPECT_NE(failure_of([&] { quill::create_project_package(project_, "", {}); }), "no failure");
     unsetenv("QUILL_TOME_REMOTE_URL");
-    EXPECT_EQ(quill::tome_checkout_configuration(project_, "repository_url"), first);
+    EXPECT_EQ(quill::quoted_tome_configuration(project_, "repository_url"), first);
     EXPECT_EQ(states(project_), Texts{".tome"});
 }
 

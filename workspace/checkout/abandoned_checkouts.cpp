@@ -6,26 +6,23 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "files/folder_tree.h"
+#include "project/checkout_configuration.h"
 #include "project/manifest.h"
+#include "project/temporary_checkouts.h"
+#include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 
 namespace quill {
 namespace {
-
-constexpr std::array<std::string_view, 6> prefixes{".main-commit-", ".workspace-commit-", ".main-materialize-",
-                                                   "metadata-",     ".remote-bootstrap-", ".workspace-restore-"};
 
 struct HeldCheckouts {
     std::mutex mutex;
@@ -39,51 +36,16 @@ HeldCheckouts& held_checkouts() {
     return *held;
 }
 
-std::vector<std::string_view> split_at_dashes(std::string_view text) {
-    std::vector<std::string_view> fields;
-    for (;;) {
-        const std::size_t dash = text.find('-');
-        fields.push_back(text.substr(0, dash));
-        if (dash == std::string_view::npos) {
-            return fields;
-        }
-        text.remove_prefix(dash + 1);
-    }
-}
-
-std::optional<pid_t> process_in(std::string_view field) {
-    pid_t process = 0;
-    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), process);
-    return error == std::errc() && end == field.data() + field.size() && process > 0 ? std::optional(process)
-                                                                                     : std::nullopt;
-}
-
-// The process of a temporary checkout: its name ends in "<process>-<count>", a restore's in a time after that.
-std::optional<pid_t> owner_of(std::string_view name) {
-    if (std::none_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return name.starts_with(p); })) {
-        return std::nullopt;
-    }
-    for (const std::string_view suffix : {"-selected-tree", "-published-head"}) {
-        if (name.ends_with(suffix)) {
-            name.remove_suffix(suffix.size());
-        }
-    }
-    const std::size_t behind = name.starts_with(".workspace-restore-") ? 3 : 2;
-    const std::vector<std::string_view> fields = split_at_dashes(name);
-    if (fields.size() <= behind) {
-        return std::nullopt;
-    }
-    return process_in(fields[fields.size() - behind]);
-}
-
-// A workspace may be called "metadata-1-2", too; only the checkout for queries holds the project's ID, or, when its
+// A workspace may be called "metadata-1-2" as well. Only the checkout for queries holds the project's ID, or, when its
 // clone was cut off, nothing but the engine's state.
 bool may_be_workspace(const FolderTree& package, const std::string& checkout) {
-    if (checkout.find("/metadata-") == std::string::npos || package.find(checkout + "/.keel-project-id")) {
+    const bool is_id = is_valid_workspace_id(checkout.substr(checkout.rfind('/') + 1));
+    if (!is_id || package.find(checkout + "/.keel-project-id")) {
         return false;
     }
     const std::vector<std::string> names = package.names_in(checkout);
-    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return !name.starts_with(".tome"); });
+    return std::any_of(names.begin(), names.end(),
+                       [](const std::string& name) { return !name.starts_with(tome_state_folder_name); });
 }
 
 bool is_dead(pid_t process) {
@@ -103,9 +65,9 @@ void remove_unless_held(const FolderTree& package, const std::string& checkout) 
 
 void remove_previews_of_revision(const FolderTree& package, const std::string& revision) {
     for (const std::string& name : package.names_in(revision)) {
-        const std::optional<pid_t> owner = process_in(std::string_view(name).substr(0, name.find('-')));
+        const std::optional<pid_t> owner = process_of_history_preview(name);
         if (owner && is_dead(*owner)) {
-            package.remove_file(revision + "/." + name + ".ready");
+            package.remove_file(revision + "/" + history_preview_marker_name(name));
             remove_unless_held(package, revision + "/" + name);
         }
     }
@@ -122,15 +84,15 @@ void remove_abandoned_previews(const FolderTree& package, const std::string& pre
     }
 }
 
-void remove_abandoned(const FolderTree& package, const std::string& base) {
+void remove_abandoned(const FolderTree& package, const std::string& base, const std::string& previews) {
     for (const std::string& name : package.names_in(base)) {
         const std::string checkout = base + "/" + name;
-        const std::optional<pid_t> owner = owner_of(name);
+        const std::optional<pid_t> owner = process_of_temporary_checkout(name);
         if (owner && is_dead(*owner) && !may_be_workspace(package, checkout)) {
             remove_unless_held(package, checkout);
         }
     }
-    remove_abandoned_previews(package, base + "/.history-preview");
+    remove_abandoned_previews(package, previews);
 }
 
 }  // namespace
@@ -169,7 +131,11 @@ void remove_abandoned_checkouts(const std::filesystem::path& project) {
         }
     }
     try {
-        remove_abandoned(FolderTree(package), workspace_checkout_base(package).lexically_relative(package).string());
+        const auto in_package = [&](const std::filesystem::path& folder) {
+            return folder.lexically_relative(package).string();
+        };
+        remove_abandoned(FolderTree(package), in_package(workspace_checkout_base(package)),
+                         in_package(workspace_history_previews(package)));
     } catch (const std::runtime_error&) {
         // The next process tries again.
     }

@@ -6,6 +6,7 @@
 
 #include "files/folder_tree.h"
 #include "files/text_file.h"
+#include "project/checkout_configuration.h"
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/project_id.h"
@@ -19,10 +20,6 @@ namespace quill {
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path config_path(const fs::path& checkout) {
-    return checkout / ".tome" / "config.toml";
-}
 
 fs::path marker_path(const fs::path& checkout) {
     return checkout / ".derived" / "tome-materialization-v1";
@@ -64,7 +61,7 @@ std::vector<std::string> scene_to_fetch(const fs::path& project, const fs::path&
 
 // A checkout says which repository it is of; the package may have got another one since.
 bool is_of_another_repository(const fs::path& project, const fs::path& checkout) {
-    const std::string repository = tome_checkout_configuration(checkout, "repository_url");
+    const std::string repository = quoted_tome_configuration(checkout, "repository_url").value_or("");
     return !repository.empty() && !is_same_tome_repository(repository, project_tome_repository_url(project));
 }
 
@@ -72,7 +69,7 @@ bool holds_files(const fs::path& folder) {
     std::error_code error;
     for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        if (entry->path().filename() != ".tome" && entry->path().filename() != ".derived") {
+        if (entry->path().filename() != tome_state_folder_name && entry->path().filename() != ".derived") {
             return true;
         }
     }
@@ -83,7 +80,7 @@ bool holds_files(const fs::path& folder) {
 // The files of a folder that somebody works in stay: those of the clone are there in the next one, too.
 void remove_unfinished_checkout(const fs::path& project, const fs::path& checkout, bool worked_in) {
     if (!is_tome_checkout(checkout)) {
-        discard_state(project, worked_in && holds_files(checkout) ? checkout / ".tome" : checkout);
+        discard_state(project, worked_in && holds_files(checkout) ? tome_state_folder(checkout) : checkout);
     }
 }
 
@@ -126,7 +123,7 @@ std::string require_project_tome_remote(const fs::path& project) {
 
 bool is_tome_checkout(const fs::path& checkout) {
     std::error_code ignored;
-    return fs::exists(config_path(checkout), ignored);
+    return fs::exists(tome_configuration_file(checkout), ignored);
 }
 
 void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& checkout, const std::string& branch,
@@ -141,7 +138,7 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     remove_abandoned_checkouts(project);
     std::error_code ignored;
     // In this order: another process may finish its clone in between, which puts both there at once.
-    if (fs::exists(fs::symlink_status(checkout / ".tome", ignored))) {
+    if (fs::exists(fs::symlink_status(tome_state_folder(checkout), ignored))) {
         remove_unfinished_checkout(project, checkout, use_shared_store);
     }
     TomeClone clone;
@@ -245,7 +242,7 @@ bool tome_checkout_uses_project_shared_store(const fs::path& project, const fs::
     if (!is_tome_checkout(checkout)) {
         return false;
     }
-    const std::string text = text_or_nothing(config_path(checkout));
+    const std::string text = text_or_nothing(tome_configuration_file(checkout));
     const auto holds = [&](const std::string& part) { return text.find(part) != std::string::npos; };
     return holds("[shared_store_to_use]") && holds("use_shared_store = true") &&
            holds(workspace_shared_store_path_string(project));
@@ -253,7 +250,7 @@ bool tome_checkout_uses_project_shared_store(const fs::path& project, const fs::
 
 fs::path ensure_tome_metadata_checkout(const fs::path& project) {
     const std::lock_guard lock(metadata_checkout_mutex());
-    const fs::path checkout = workspace_checkout_base(project) / ("metadata-" + workspace_process_token());
+    const fs::path checkout = workspace_metadata_checkout(project);
     const std::string id = read_project(absolute_normalized(project)).manifest.id;
     if (!is_valid_project_id(id)) {
         throw std::runtime_error("Tome history requires a valid Keel project ID");

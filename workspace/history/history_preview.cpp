@@ -47,32 +47,20 @@ fs::path relative_scene(const fs::path& project, const ProjectWorkspace& workspa
     return *relative;
 }
 
-// A preview of one revision on disk.
-struct Preview {
-    fs::path root;
-    fs::path marker;  // written when it is complete
-};
-
-Preview preview_of(const fs::path& project, const std::string& workspace, const std::string& revision) {
-    const fs::path root = workspace_checkout_base(project) / ".history-preview" / normalize_workspace_id(workspace) /
-                          revision / workspace_process_token();
-    return {root, root.parent_path() / ("." + root.filename().string() + ".ready")};
-}
-
-void materialize_preview(const fs::path& project, const Preview& preview, const fs::path& scene,
+void materialize_preview(const fs::path& project, const HistoryPreviewPaths& preview, const fs::path& scene,
                          const std::string& workspace, const std::string& revision, const fs::path& base_scene) {
     std::error_code ignored;
-    if (fs::is_regular_file(preview.marker, ignored) && fs::is_regular_file(preview.root / scene, ignored)) {
+    if (fs::is_regular_file(preview.marker, ignored) && fs::is_regular_file(preview.checkout / scene, ignored)) {
         return;
     }
-    remove_state(project, preview.root);
+    remove_state(project, preview.checkout);
     remove_state(project, preview.marker);
-    ensure_tome_branch_checkout(project, preview.root, base_scene, workspace);
+    ensure_tome_branch_checkout(project, preview.checkout, base_scene, workspace);
     TomeSync sync;
     sync.revision = revision;
     sync.scratch = true;
-    call_tome_revision_sync({preview.root, project_tome_remote_url(project)}, sync);
-    if (!fs::is_regular_file(preview.root / scene, ignored)) {
+    call_tome_revision_sync({preview.checkout, project_tome_remote_url(project)}, sync);
+    if (!fs::is_regular_file(preview.checkout / scene, ignored)) {
         throw std::runtime_error("scene does not exist in the selected historical revision");
     }
     write_text_file(preview.marker, revision + "\n");
@@ -151,11 +139,11 @@ ProjectWorkspaceResolution resolve_project_workspace_revision_scene(const fs::pa
         throw std::runtime_error("target revision is not in this workspace's history");
     }
     const std::lock_guard lock(preview_mutex());
-    const Preview preview = preview_of(project, id, revision);
+    const HistoryPreviewPaths preview = workspace_history_preview(project, id, revision);
     const fs::path relative = relative_scene(project, workspace, scene);
     materialize_preview(project, preview, relative, id, revision, resolve_workspace_base_scene(project, workspace));
-    require_same_project(project, preview.root);
-    return resolution(project, preview_id, preview.root, relative);
+    require_same_project(project, preview.checkout);
+    return resolution(project, preview_id, preview.checkout, relative);
 }
 
 }  // namespace quill

@@ -10,7 +10,6 @@
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/project_id.h"
-#include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
 #include "workspace/checkout/abandoned_checkouts.h"
@@ -105,12 +104,6 @@ void check_request(RestoreRequest& request, const std::string& expected_head, co
     }
     request.remote_url = require_project_tome_remote(request.project);
     request.scene = resolve_workspace_base_scene(request.project, request.workspace);
-}
-
-fs::path scratch_path(const RestoreRequest& request) {
-    return workspace_checkout_base(request.project) /
-           (".workspace-restore-" + normalize_workspace_id(request.workspace_id) + "-" + workspace_process_token() +
-            "-" + wall_clock_milliseconds());
 }
 
 // A fresh checkout of the branch with all files of `revision`.
@@ -211,9 +204,11 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
         require_writable_workspace_index(request.project);
     }
     const auto lock = lock_workspace_commits(request.workspace_id);
-    const RestoreCheckoutCleanup scratch(request.project, scratch_path(request));
-    const RestoreCheckoutCleanup selected(request.project, scratch.path().string() + "-selected-tree");
-    const RestoreCheckoutCleanup published(request.project, scratch.path().string() + "-published-head");
+    const RestoreFolders folders =
+        workspace_restore_folders(request.project, request.workspace_id, wall_clock_milliseconds());
+    const RestoreCheckoutCleanup scratch(request.project, folders.scratch);
+    const RestoreCheckoutCleanup selected(request.project, folders.selected_tree);
+    const RestoreCheckoutCleanup published(request.project, folders.published_head);
     const CheckoutLocation checkout = check_out_revision(request, scratch.path(), request.target, "tome_revision_sync");
     if (call_tome_repository_status(checkout, false).identity != request.current_head) {
         refuse("workspace changed since history was opened; refresh history and try again");

@@ -177,7 +177,7 @@ void invalidate_tome_branch_index_cache(const std::filesystem::path& project) {
 }
 
 std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::filesystem::path& project) {
-    const std::filesystem::path checkout = workspace_checkout_base(project) / ".branch-index";
+    const std::filesystem::path checkout = workspace_branch_index_checkout(project);
     if (tome_checkout_uses_project_shared_store(project, checkout)) {
         discard_state(project, checkout);
     }

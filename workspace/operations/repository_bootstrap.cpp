@@ -6,7 +6,7 @@
 
 #include "engine/engine_errors.h"
 #include "files/folder_tree.h"
-#include "files/text_file.h"
+#include "project/checkout_configuration.h"
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/repository_configuration.h"
@@ -24,12 +24,12 @@ namespace {
 namespace fs = std::filesystem;
 
 // Removes a folder when the operation that it serves ends, on failure, too.
-class TemporaryCheckout {
+class BootstrapCheckoutCleanup {
   public:
-    TemporaryCheckout(fs::path project, fs::path path) : project_(std::move(project)), path_(std::move(path)) {}
-    ~TemporaryCheckout() { discard_state(project_, path_); }
-    TemporaryCheckout(const TemporaryCheckout&) = delete;
-    TemporaryCheckout& operator=(const TemporaryCheckout&) = delete;
+    BootstrapCheckoutCleanup(fs::path project, fs::path path) : project_(std::move(project)), path_(std::move(path)) {}
+    ~BootstrapCheckoutCleanup() { discard_state(project_, path_); }
+    BootstrapCheckoutCleanup(const BootstrapCheckoutCleanup&) = delete;
+    BootstrapCheckoutCleanup& operator=(const BootstrapCheckoutCleanup&) = delete;
 
   private:
     fs::path project_;
@@ -66,14 +66,8 @@ void create_or_clone(const fs::path& project, const CheckoutLocation& checkout, 
 
 // Whether the package's state says that it keeps its branches itself or belongs to another repository.
 bool is_of_another_repository(const fs::path& root, const std::string& repository_url) {
-    std::string text;
-    try {
-        text = read_text_file(root / ".tome" / "config.toml");
-    } catch (const std::runtime_error&) {
-        return false;
-    }
-    const bool says = text.find("repository_url") != std::string::npos;
-    return says && !is_same_tome_repository(tome_checkout_configuration(root, "repository_url"), repository_url);
+    const std::optional<std::string> configured = quoted_tome_configuration(root, "repository_url");
+    return configured && !is_same_tome_repository(*configured, repository_url);
 }
 
 // Moves a package's state aside, where it stays: it may hold what is nowhere else. Until `keep_new` is called, the end
@@ -82,7 +76,7 @@ class ReplacedState {
   public:
     ReplacedState(fs::path project, const fs::path& root)
         : project_(std::move(project)),
-          state_(root / ".tome"),
+          state_(tome_state_folder(root)),
           aside_(root / (".tome.replaced-" + wall_clock_milliseconds())) {
         std::error_code error;
         fs::rename(state_, aside_, error);
@@ -112,7 +106,7 @@ class ReplacedState {
 void make_checkout_if_needed(const fs::path& project, const CheckoutLocation& checkout,
                              const std::string& repository_url) {
     std::error_code ignored;
-    if (fs::exists(checkout.root / ".tome", ignored)) {
+    if (fs::exists(tome_state_folder(checkout.root), ignored)) {
         return;
     }
     try {
@@ -146,10 +140,9 @@ void bootstrap_missing_project_tome_remote(const fs::path& project_path) {
     if (remote.empty() || repository_url.empty()) {
         throw std::runtime_error("cannot bootstrap a Tome repository without a remote and repository URL");
     }
-    const CheckoutLocation checkout{
-        workspace_checkout_base(project) / (".remote-bootstrap-" + workspace_process_token()), remote};
+    const CheckoutLocation checkout{workspace_remote_bootstrap_checkout(project), remote};
     remove_abandoned_checkouts(project);
-    const TemporaryCheckout cleanup(project, checkout.root);
+    const BootstrapCheckoutCleanup cleanup(project, checkout.root);
     make_empty_folder(project, checkout.root);
     create_or_clone(project, checkout, repository_url);
     const std::vector<std::string> removed = mirror_visible_project_files(project, checkout.root);

@@ -136,7 +136,7 @@ ProjectWorkspace create_project_workspace(const std::filesystem::path& project_p
     workspace.author = author;
     commit_parent(project, *parent);
 
-    const CheckoutLocation operations{workspace_checkout_base(project) / ".branch-ops", remote};
+    const CheckoutLocation operations{workspace_branch_operations_checkout(project), remote};
     ensure_tome_branch_checkout(project, operations.root, resolve_workspace_base_scene(project, *parent), parent->id);
     workspace.id = create_branch(operations, parent->id, author, candidates);
     publish_metadata(operations, workspace);
