@@ -5,8 +5,6 @@
 namespace quill {
 namespace {
 
-constexpr std::size_t max_id_bytes = 63;
-
 bool is_letter_or_digit(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
@@ -20,7 +18,7 @@ void remove_trailing_dashes(std::string& text) {
 }  // namespace
 
 bool is_valid_workspace_id(std::string_view id) {
-    return !id.empty() && id.size() <= max_id_bytes && is_letter_or_digit(id.front()) &&
+    return !id.empty() && id.size() <= max_workspace_id_bytes && is_letter_or_digit(id.front()) &&
            std::all_of(id.begin(), id.end(), [](char c) { return is_letter_or_digit(c) || c == '_' || c == '-'; });
 }
 
@@ -34,11 +32,16 @@ std::string normalize_workspace_id(std::string_view name) {
         }
     }
     remove_trailing_dashes(id);
-    if (id.size() > max_id_bytes) {
-        id.resize(max_id_bytes);
+    if (id.size() > max_workspace_id_bytes) {
+        id.resize(max_workspace_id_bytes);
         remove_trailing_dashes(id);
     }
     return id.empty() ? "workspace" : id;
+}
+
+std::string numbered_id(const std::string& base, int number, std::size_t max_bytes) {
+    const std::string suffix = number == 1 ? "" : "-" + std::to_string(number);
+    return base.substr(0, max_bytes - suffix.size()) + suffix;
 }
 
 std::string workspace_id_or_main(const std::string& id) {

@@ -31,7 +31,7 @@ std::filesystem::path workspace_checkout_base(const std::filesystem::path& proje
 }
 
 std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path& project, const std::string& id) {
-    if (id.empty() || id == "main") {
+    if (workspace_id_or_main(id) == "main") {
         return project_tome_repository_path(project);
     }
     if (!is_valid_workspace_id(id)) {

@@ -51,11 +51,11 @@ std::vector<ProjectWorkspace> workspaces_on_remote(const std::filesystem::path& 
 }
 
 std::string free_review_id(std::vector<ProjectReview>& reviews, const std::string& base) {
-    std::string id = base;
-    for (int n = 2; with_id(reviews, id) != reviews.end(); ++n) {
-        id = base + "-" + std::to_string(n);
+    int number = 1;
+    while (with_id(reviews, numbered_id(base, number)) != reviews.end()) {
+        ++number;
     }
-    return id;
+    return numbered_id(base, number);
 }
 
 void set_reviewer_state(ProjectReview& review, const std::string& reviewer_id, const std::string& state,

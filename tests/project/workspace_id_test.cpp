@@ -30,6 +30,18 @@ TEST(WorkspaceId, LeavesNoDashWhereALongNameIsCut) {
     EXPECT_EQ(normalize_workspace_id(std::string(62, 'a') + " b"), std::string(62, 'a'));
 }
 
+TEST(WorkspaceId, NumberFollowsFromTheSecondOn) {
+    EXPECT_EQ(quill::numbered_id("a", 1), "a");
+    EXPECT_EQ(quill::numbered_id("a", 2), "a-2");
+    EXPECT_EQ(quill::numbered_id("a", 10), "a-10");
+}
+
+TEST(WorkspaceId, NumberedOneIsCutWhereItWouldBeTooLong) {
+    EXPECT_EQ(quill::numbered_id("abcdef", 1, 5), "abcde");
+    EXPECT_EQ(quill::numbered_id("abcdef", 2, 5), "abc-2");
+    EXPECT_EQ(quill::numbered_id(std::string(63, 'a'), 2), std::string(63, 'a') + "-2");
+}
+
 TEST(WorkspaceId, NormalizedNamesAreValid) {
     for (const char* name : {"", "Main", "A b", "_x", "-", "9 lives"}) {
         EXPECT_TRUE(is_valid_workspace_id(normalize_workspace_id(name))) << name;

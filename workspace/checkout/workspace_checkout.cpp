@@ -12,6 +12,7 @@
 #include "project/project_id.h"
 #include "project/repository_configuration.h"
 #include "project/visible_files.h"
+#include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "workspace/checkout/abandoned_checkouts.h"
 #include "workspace/checkout/workspace_scene.h"
@@ -172,7 +173,7 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
 }
 
 fs::path ensure_tome_checkout_for_workspace(const fs::path& project, const std::string& id, const fs::path& scene) {
-    const std::string workspace = id.empty() ? "main" : id;
+    const std::string workspace = workspace_id_or_main(id);
     const fs::path checkout = checkout_root_for_workspace_id(project, workspace);
     if (workspace == "main") {
         return checkout;
@@ -197,7 +198,7 @@ void ensure_tome_branch_checkout(const fs::path& project, const fs::path& checko
     if (tome_checkout_uses_project_shared_store(project, checkout)) {
         discard_state(project, checkout);
     }
-    const std::string name = branch.empty() ? "main" : branch;
+    const std::string name = workspace_id_or_main(branch);
     const std::vector<std::string> paths = scene_to_fetch(project, scene);
     const bool reused = is_tome_checkout(checkout);
     clone_tome_checkout_if_needed(project, checkout, name, paths, false, false);

@@ -49,8 +49,9 @@ bool may_hide_a_change(const FileStamp& stamp) {
 // Copies files into a checkout, without leaving it: a regular file for a link that points to one.
 class Snapshot {
   public:
-    Snapshot(const FolderTree& source, const FolderTree& checkout, const char* no_folder, const char* no_copy)
-        : source_(source), checkout_(checkout), no_folder_(no_folder), no_copy_(no_copy) {}
+    Snapshot(const FolderTree& source, const FolderTree& checkout, SourceWriters writers, const char* no_folder,
+             const char* no_copy)
+        : source_(source), checkout_(checkout), writers_(writers), no_folder_(no_folder), no_copy_(no_copy) {}
 
     void copy(const std::string& relative) {
         prepare_folder(relative);
@@ -75,7 +76,7 @@ class Snapshot {
                           Durability::Scratch);
             }
             if (stamp_of(status_of(from)) == before &&
-                (!may_hide_a_change(before) || is_there(from, before, relative))) {
+                (writers_ == SourceWriters::None || !may_hide_a_change(before) || is_there(from, before, relative))) {
                 return true;
             }
         }
@@ -118,22 +119,25 @@ class Snapshot {
 
     const FolderTree& source_;
     const FolderTree& checkout_;
+    SourceWriters writers_;
     const char* no_folder_;
     const char* no_copy_;
     std::optional<std::string> prepared_;
 };
 
-// What stands in the source, where a link there leads to. A link that leads nowhere is no deletion.
-std::optional<FolderEntry> inspect(const FolderTree& source, const std::string& relative) {
-    std::optional<FolderEntry> entry;
-    bool dangling = false;
+template <typename Call>
+auto inspected(const std::string& relative, Call call) {
     try {
-        entry = source.find_target(relative);
-        dangling = !entry && source.find(relative);
+        return call();
     } catch (const FileError&) {
         throw std::runtime_error("could not inspect changed workspace file: " + relative);
     }
-    if (dangling) {
+}
+
+// A link that leads nowhere is no deletion.
+std::optional<FolderEntry> find_selected(const FolderTree& source, const std::string& relative) {
+    const std::optional<FolderEntry> entry = find_in_source(source, relative);
+    if (!entry && inspected(relative, [&] { return source.find(relative); })) {
         throw std::runtime_error("could not snapshot changed workspace file: " + relative);
     }
     return entry;
@@ -202,7 +206,12 @@ FolderTree open_source_folder(const fs::path& source) {
     }
 }
 
-std::vector<std::string> mirror_visible_project_files(const fs::path& source_root, const fs::path& checkout_root) {
+std::optional<FolderEntry> find_in_source(const FolderTree& source, const std::string& path) {
+    return inspected(path, [&] { return source.find_target(path); });
+}
+
+std::vector<std::string> mirror_visible_project_files(const fs::path& source_root, const fs::path& checkout_root,
+                                                      SourceWriters writers) {
     const FolderTree source = open_source_folder(source_root);
     const FolderTree checkout(checkout_root);
     std::vector<std::string> stale;
@@ -215,7 +224,7 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
             throw std::runtime_error("could not remove stale main workspace file: " + file);
         }
     }
-    Snapshot snapshot(source, checkout,
+    Snapshot snapshot(source, checkout, writers,
                       "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
     for (const std::string& file : wanted) {
         snapshot.copy(file);
@@ -233,7 +242,11 @@ fs::path checked_changed_path(const fs::path& path) {
 
 void mirror_selected_project_files(const fs::path& source_root, const fs::path& checkout_root,
                                    const std::vector<fs::path>& changed_paths) {
-    const FolderTree source = open_source_folder(source_root);
+    mirror_selected_project_files(open_source_folder(source_root), checkout_root, changed_paths);
+}
+
+void mirror_selected_project_files(const FolderTree& source, const fs::path& checkout_root,
+                                   const std::vector<fs::path>& changed_paths) {
     const FolderTree checkout(checkout_root);
     std::vector<std::string> copies;
     for (const fs::path& path : changed_paths) {
@@ -242,7 +255,7 @@ void mirror_selected_project_files(const fs::path& source_root, const fs::path& 
             continue;
         }
         const std::string relative = normal.string();
-        const std::optional<FolderEntry> entry = inspect(source, relative);
+        const std::optional<FolderEntry> entry = find_selected(source, relative);
         if (entry && entry->is_file()) {
             copies.push_back(relative);
         } else {
@@ -250,7 +263,7 @@ void mirror_selected_project_files(const fs::path& source_root, const fs::path& 
         }
     }
     // After all removals, which make room where a file became a folder or a folder a file.
-    Snapshot snapshot(source, checkout,
+    Snapshot snapshot(source, checkout, SourceWriters::Any,
                       "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
     for (const std::string& relative : copies) {
         snapshot.copy(relative);

@@ -3,15 +3,25 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace quill {
 
 class FolderTree;
+struct FolderEntry;
 
 /// The folder that is committed from. Throws "could not read the source folder " + path + ": " + system text.
 FolderTree open_source_folder(const std::filesystem::path& source);
+
+/// What the source folder has at the path, followed to where a link there leads. Throws "could not inspect changed
+/// workspace file: " + path.
+std::optional<FolderEntry> find_in_source(const FolderTree& source, const std::string& path);
+
+/// Whether other programs may write to the source folder while it is copied. Where they may, a file that was changed a
+/// moment ago is compared once more after the copy, because file times are too coarse to show a second change.
+enum class SourceWriters { Any, None };
 
 /// Makes the checkout's visible files those of `source`: copied where they differ, removed where `source` has none.
 /// Returns the removed paths. A file that is being written all the while, or that cannot be read, is not copied. Throws
@@ -19,13 +29,16 @@ FolderTree open_source_folder(const std::filesystem::path& source);
 /// main workspace snapshot folder: ", "could not snapshot main workspace file: ", "could not remove stale main
 /// workspace file: ".
 std::vector<std::string> mirror_visible_project_files(const std::filesystem::path& source,
-                                                      const std::filesystem::path& checkout);
+                                                      const std::filesystem::path& checkout,
+                                                      SourceWriters writers = SourceWriters::Any);
 
 /// Makes the given paths in the checkout what they are in `source`, which may have a folder where the checkout has a
 /// file and the other way round; hidden paths are skipped; a path must name a file or nothing. Throws "invalid changed
 /// project path while persisting workspace: ", "could not inspect changed workspace file: ", "could not create changed
 /// workspace folder: ", "could not snapshot changed workspace file: ", "could not remove changed workspace file: ".
 void mirror_selected_project_files(const std::filesystem::path& source, const std::filesystem::path& checkout,
+                                   const std::vector<std::filesystem::path>& changed_paths);
+void mirror_selected_project_files(const FolderTree& source, const std::filesystem::path& checkout,
                                    const std::vector<std::filesystem::path>& changed_paths);
 
 /// The path, normalised. Throws "invalid changed project path while persisting workspace: " + path for one that is

@@ -81,7 +81,7 @@ ProjectWorkspaceResolution resolution(const fs::path& project, const std::string
 }  // namespace
 
 std::string history_preview_workspace_id(const std::string& workspace_id, const std::string& revision) {
-    const std::string workspace = workspace_id.empty() ? "main" : workspace_id;
+    const std::string workspace = workspace_id_or_main(workspace_id);
     if (!is_valid_workspace_id(workspace) || !is_revision_text(revision)) {
         throw std::runtime_error("invalid workspace history preview scope");
     }
@@ -111,7 +111,7 @@ ProjectWorkspaceResolution resolve_project_workspace_scene(const fs::path& proje
         return resolve_project_workspace_revision_scene(project_path, scene, preview_workspace, preview_revision);
     }
     const fs::path project = absolute_normalized(project_path);
-    const std::string id = workspace_id.empty() ? "main" : workspace_id;
+    const std::string id = workspace_id_or_main(workspace_id);
     if (id != "main") {
         require_project_tome_remote(project);
     }
@@ -131,7 +131,7 @@ ProjectWorkspaceResolution resolve_project_workspace_revision_scene(const fs::pa
                                                                     const std::string& workspace_id,
                                                                     const std::string& revision) {
     const fs::path project = absolute_normalized(project_path);
-    const std::string id = workspace_id.empty() ? "main" : workspace_id;
+    const std::string id = workspace_id_or_main(workspace_id);
     const std::string preview_id = history_preview_workspace_id(id, revision);
     const ProjectWorkspace workspace = require_workspace_branch(project, id);
     const auto revisions = list_project_workspace_revisions(project, id, searched_revisions);

@@ -23,6 +23,9 @@ namespace fs = std::filesystem;
 // Files by themselves up to this many; beyond, one sync of the volume is cheaper.
 constexpr std::size_t max_single_syncs = 64;
 
+// Behind the name of a folder of kept files until the restore is complete.
+constexpr const char* unfinished = ".unfinished";
+
 std::string folder_of(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
@@ -175,25 +178,21 @@ std::vector<fs::path> paths_to_replace(const FolderTree& live, TreeComparison& c
     return paths;
 }
 
-// Those of complete restores before; what a restore that was cut off had kept may be nowhere else.
-void remove_earlier(const LiveProject& live, const std::string& name) {
-    const FolderTree package(live.package);
-    const std::string replaced = live.replaced.lexically_relative(live.package).string();
-    for (const std::string& entry : package.names_in(replaced)) {
-        if (entry != name && !entry.ends_with(".unfinished")) {
-            discard_state(live.package, live.replaced / entry);
-        }
-    }
-}
-
+// Gives what was kept its final name and removes what earlier restores kept. What a restore that was cut off had kept
+// stays: it may be nowhere else.
 void complete(const LiveProject& live, const std::string& name) {
     const FolderTree package(live.package);
     const std::string replaced = live.replaced.lexically_relative(live.package).string();
+    const std::string kept = replaced + "/" + name;
     try {
-        if (package.find(replaced + "/" + name + ".unfinished")) {
-            package.rename(replaced + "/" + name + ".unfinished", replaced + "/" + name);
+        if (package.find(kept + unfinished)) {
+            package.rename(kept + unfinished, kept);
         }
-        remove_earlier(live, name);
+        for (const std::string& entry : package.names_in(replaced)) {
+            if (entry != name && !entry.ends_with(unfinished)) {
+                discard_state(live.package, live.replaced / entry);
+            }
+        }
     } catch (const FileError&) {
         // The restore is done; what is kept has the name of an unfinished one.
     }
@@ -232,7 +231,7 @@ void check_live_project(const fs::path& live_root, const fs::path& restored) {
 std::uint64_t restore_live_project(const LiveProject& live, const fs::path& restored, const std::string& name) {
     const FolderTree live_tree(live.files);
     const FolderTree restored_tree(restored);
-    KeptFiles kept(live, name + ".unfinished");
+    KeptFiles kept(live, name + unfinished);
     const std::set<std::string> in_the_way = entries_of_another_kind(live_tree, restored_tree);
     for (const std::string& entry : in_the_way) {
         kept.move_away(entry);

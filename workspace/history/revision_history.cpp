@@ -10,6 +10,7 @@
 #include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
 #include "project/manifest.h"
+#include "project/workspace_id.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/index/workspace_lookup.h"
 
@@ -81,7 +82,7 @@ std::vector<ProjectWorkspaceRevision> list_project_workspace_revisions(const std
                                                                        const std::string& workspace_id,
                                                                        std::uint64_t limit) {
     const std::filesystem::path project = absolute_normalized(project_path);
-    const std::string id = workspace_id.empty() ? "main" : workspace_id;
+    const std::string id = workspace_id_or_main(workspace_id);
     const ProjectWorkspace workspace = require_workspace_branch(project, id);
     const std::string remote = require_project_tome_remote(project);
     const std::optional<std::filesystem::path> root = history_checkout(project, id);

@@ -10,6 +10,7 @@
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/project_id.h"
+#include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
 #include "workspace/checkout/abandoned_checkouts.h"
@@ -129,7 +130,7 @@ void require_equal(const fs::path& a, const fs::path& b, const char* otherwise) 
 void preserve_selected_state(const RestoreRequest& request, const fs::path& scratch, const fs::path& selected) {
     make_state_folder(request.project, selected);
     hold_checkout(selected);
-    mirror_visible_project_files(scratch, selected);
+    mirror_visible_project_files(scratch, selected, SourceWriters::None);
     require_equal(scratch, selected, "could not preserve the selected historical project state");
 }
 
@@ -194,7 +195,7 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     const std::string& expected_project_id, const std::function<void(const fs::path&)>& on_selected_state) {
     RestoreRequest request;
     request.project = absolute_normalized(project);
-    request.workspace_id = workspace_id.empty() ? "main" : workspace_id;
+    request.workspace_id = workspace_id_or_main(workspace_id);
     request.target = target_revision;
     request.author = author;
     request.message = summary.empty() ? "Restored earlier workspace state" : summary;

@@ -13,7 +13,8 @@ namespace quill {
 /// The workspaces of the index file, "main" never among them; none when the file is missing or empty.
 std::vector<ProjectWorkspace> read_workspaces_without_main(const std::filesystem::path& project);
 
-/// Replaces the file. Throws "could not create workspace folder: ", "could not write workspace file: ",
+/// Replaces the file, whatever it holds: for callers that have the whole list. `update_workspaces_without_main` loses
+/// nothing of what others wrote. Throws "could not create workspace folder: ", "could not write workspace file: ",
 /// "could not install workspace file: "; the old file then stands.
 void write_workspaces_without_main(const std::filesystem::path& project,
                                    const std::vector<ProjectWorkspace>& workspaces);

@@ -3,13 +3,14 @@
 #include <stdexcept>
 
 #include "project/repository_configuration.h"
+#include "project/workspace_id.h"
 #include "workspace/index/workspace_index.h"
 
 namespace quill {
 
 std::optional<ProjectWorkspace> find_project_workspace_fresh(const std::filesystem::path& project,
                                                              const std::string& id, bool force_refresh) {
-    const std::string workspace = id.empty() ? "main" : id;
+    const std::string workspace = workspace_id_or_main(id);
     std::optional<ProjectWorkspace> found;
     if (!force_refresh) {
         found = find_project_workspace(project, workspace, true);
@@ -24,7 +25,7 @@ std::optional<ProjectWorkspace> find_project_workspace_fresh(const std::filesyst
 ProjectWorkspace require_workspace_branch(const std::filesystem::path& project, const std::string& id) {
     const std::optional<ProjectWorkspace> workspace = find_project_workspace_fresh(project, id, false);
     if (!workspace) {
-        throw std::runtime_error("workspace branch does not exist: " + (id.empty() ? "main" : id));
+        throw std::runtime_error("workspace branch does not exist: " + workspace_id_or_main(id));
     }
     return *workspace;
 }

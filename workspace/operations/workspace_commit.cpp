@@ -15,6 +15,7 @@
 #include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/visible_files.h"
+#include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
 #include "workspace/checkout/commit_lock.h"
@@ -111,17 +112,8 @@ std::vector<fs::path> changed_in_source(const CommitRequest& request) {
     return changed;
 }
 
-// What stands in the source, where a link there leads to.
-std::optional<FolderEntry> inspect(const FolderTree& source, const fs::path& path) {
-    try {
-        return source.find_target(path.string());
-    } catch (const FileError&) {
-        throw std::runtime_error("could not inspect changed workspace file: " + path.string());
-    }
-}
-
 bool is_file(const FolderTree& source, const fs::path& path) {
-    const std::optional<FolderEntry> entry = inspect(source, path);
+    const std::optional<FolderEntry> entry = find_in_source(source, path.string());
     return entry && entry->is_file();
 }
 
@@ -137,7 +129,7 @@ std::vector<fs::path> paths_to_mirror(const CommitRequest& request, const Folder
     const std::set<fs::path> gone_or_changed(changed.begin(), changed.end());
     std::vector<fs::path> paths;
     for (const fs::path& path : request.changed_paths) {
-        if (inspect(source, path) || gone_or_changed.contains(path)) {
+        if (find_in_source(source, path.string()) || gone_or_changed.contains(path)) {
             paths.push_back(path);
         }
     }
@@ -184,7 +176,7 @@ void mirror_files(const CommitRequest& request, const fs::path& checkout) {
             return source.find(path.string()) && !is_file(source, path) && !fs::exists(checkout / path, ignored);
         });
     }
-    mirror_selected_project_files(request.source, checkout, paths);
+    mirror_selected_project_files(source, checkout, paths);
 }
 
 // Or was one and is gone; links to folders, pipes and the like are none.
@@ -367,7 +359,7 @@ ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const C
 CommitRequest make_request(const fs::path& project_path, const std::string& workspace_id, const fs::path& source) {
     CommitRequest request;
     request.project = absolute_normalized(project_path);
-    request.workspace = workspace_id.empty() ? "main" : workspace_id;
+    request.workspace = workspace_id_or_main(workspace_id);
     request.source = absolute_normalized(source);
     request.remote_url = require_project_tome_remote(request.project);
     request.scene =

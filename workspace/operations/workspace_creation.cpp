@@ -25,8 +25,6 @@
 namespace quill {
 namespace {
 
-constexpr std::size_t max_id_bytes = 63;
-
 // Hands out "name", "name-2", "name-3" ..., passing over ids that are taken.
 class IdCandidates {
   public:
@@ -43,9 +41,7 @@ class IdCandidates {
     std::string next() {
         std::string id;
         do {
-            ++number_;
-            const std::string suffix = number_ == 1 ? "" : "-" + std::to_string(number_);
-            id = base_.substr(0, max_id_bytes - suffix.size()) + suffix;
+            id = numbered_id(base_, ++number_, max_workspace_id_bytes);
         } while (taken_.contains(id));
         return id;
     }
@@ -117,7 +113,7 @@ ProjectWorkspace create_project_workspace(const std::filesystem::path& project_p
                                           const std::string& author) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::string remote = require_project_tome_remote(project);
-    const std::string parent_name = parent_id.empty() ? "main" : parent_id;
+    const std::string parent_name = workspace_id_or_main(parent_id);
     const std::optional<ProjectWorkspace> parent = find_project_workspace_fresh(project, parent_name, false);
     if (!parent || parent->archived) {
         throw std::runtime_error("parent workspace does not exist: " + parent_name);

@@ -9,6 +9,7 @@
 #include "files/folder_tree.h"
 #include "project/manifest.h"
 #include "project/visible_files.h"
+#include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_scene.h"
@@ -186,7 +187,7 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
         return {};
     }
     const fs::path project = absolute_normalized(project_path);
-    const std::string workspace = workspace_id.empty() ? "main" : workspace_id;
+    const std::string workspace = workspace_id_or_main(workspace_id);
     const std::string remote = require_project_tome_remote(project);
     const std::vector<fs::path> usable = usable_paths(paths);
     const fs::path scene = resolve_workspace_base_scene(project, require_workspace_branch(project, workspace));
