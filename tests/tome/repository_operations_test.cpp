@@ -124,6 +124,18 @@ TEST_F(RepositoryOperations, DirectoryWithAnotherMarkerIsNoRemote) {
     EXPECT_EQ(clone_error(), "the directory is not a Tome remote: " + remote_.string());
 }
 
+TEST_F(RepositoryOperations, RemoteWithASettingThatIsNotKnownIsRefusedWithItsName) {
+    const EngineClient client = new_repository({{"a", "1"}});
+    const std::string refusal =
+        "the remote was written by a newer Tome (setting inline_limit); update to use it: " + remote_.string();
+    write_file(remote_ / "tome-remote", "tome remote 1\ninline_limit = 4096\nother = a b\n");
+    EXPECT_EQ(client.sync().error, refusal);
+    EXPECT_EQ(clone_error(), refusal);
+    EXPECT_EQ(EngineClient(new_folder()).create("file://" + (remote_ / "other").string()).error, refusal);
+    write_file(remote_ / "tome-remote", "tome remote 1\n");
+    EXPECT_EQ(client.sync().error, "");
+}
+
 TEST_F(RepositoryOperations, EmptyDirectoryBecomesARemote) {
     std::filesystem::create_directory(remote_);
     EXPECT_EQ(clone_error(), "Not found: " + url_);

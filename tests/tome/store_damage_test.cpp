@@ -309,7 +309,9 @@ TEST_F(StoreDamage, OfTheConfigurationIsNamed) {
 TEST_F(StoreDamage, OfTheRemotesMarkerRefusesNewRepositoriesAndKeepsOldOnes) {
     const std::filesystem::path remote = folder_ / "remote";
     const DamageCheckout other(folder_ / "other", "file://" + remote.string() + "/other");
-    for (const std::string marker : {"", "tome remote 2\n", "tome remote 1", "tome remote 1\n\n"}) {
+    for (const std::string marker :
+         {"", "tome remote 2\n", "tome remote 1", "tome remote 1\n\n", "tome remote 1\nname\n", "tome remote 1\n = a\n",
+          "tome remote 1\nname = a", "tome remote 1\nA = a\n", "tome remote 1\nname = a\nrest\n"}) {
         write_file(remote / "tome-remote", marker);
         expect_error(other.create(), invalid, "the directory is not a Tome remote: " + remote.string());
         EXPECT_FALSE(std::filesystem::exists(remote / "other"));

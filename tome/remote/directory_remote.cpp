@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
+#include <string_view>
+#include <vector>
 
 #include "tome/base/error.h"
 #include "tome/base/file_io.h"
@@ -12,16 +15,64 @@
 namespace tome {
 namespace {
 
+// What a marker begins with. Lines "name = value" may follow: settings of the remote. None is known yet.
 constexpr std::string_view marker_text = "tome remote 1\n";
 
 std::filesystem::path marker_path(const std::filesystem::path& directory) {
     return directory / "tome-remote";
 }
 
+// The name in a line "name = value"; empty for any other line.
+std::string_view setting_name(std::string_view line) {
+    const std::size_t end = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_");
+    const bool is_setting = end != std::string_view::npos && line.substr(end).starts_with(" = ");
+    return is_setting ? line.substr(0, end) : std::string_view();
+}
+
+// The names of the settings in what follows the marker's first line; nothing when it is anything else.
+std::optional<std::vector<std::string>> setting_names(std::string_view text) {
+    std::vector<std::string> names;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view name = setting_name(text.substr(0, end));
+        if (name.empty() || end == std::string_view::npos) {
+            return std::nullopt;
+        }
+        names.emplace_back(name);
+        text.remove_prefix(end + 1);
+    }
+    return names;
+}
+
+// Whether the marker is there. Throws Error(Invalid) for a setting that this program does not know.
 bool is_remote(const std::filesystem::path& directory) {
     const std::string marker = marker_path(directory).string();
     const FileDescriptor file = open_file_at(AT_FDCWD, marker, marker);
-    return file.is_open() && read_whole(file.get(), marker, 4096) == marker_text;
+    const std::string text = file.is_open() ? read_whole(file.get(), marker, 4096) : std::string();
+    if (!text.starts_with(marker_text)) {
+        return false;
+    }
+    const auto settings = setting_names(std::string_view(text).substr(marker_text.size()));
+    if (settings && !settings->empty()) {
+        throw Error(ErrorCode::Invalid, "the remote was written by a newer Tome (setting " + settings->front() +
+                                            "); update to use it: " + directory.string());
+    }
+    return settings.has_value();
+}
+
+// For a repository that is there. It is opened whatever became of the marker, unless that has a setting to observe.
+void refuse_unknown_settings(const std::filesystem::path& directory) {
+    try {
+        is_remote(directory);
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::Io) {
+            throw;
+        }
+    }
+}
+
+[[noreturn]] void refuse_other_directory(const std::filesystem::path& directory) {
+    throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + directory.string());
 }
 
 // Whether nothing is in the directory but markers that other processes are writing or were killed over.
@@ -59,7 +110,7 @@ void prepare_directory(const std::filesystem::path& directory) {
     }
     if (!is_unused(directory)) {
         if (!is_remote(directory)) {  // Another process may have made it in between.
-            throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + directory.string());
+            refuse_other_directory(directory);
         }
         return;
     }
@@ -76,7 +127,7 @@ void prepare_directory(const std::filesystem::path& directory) {
         throw Error(ErrorCode::Invalid, "the remote is not a directory: " + directory.string());
     }
     if (exists && !is_unused(directory) && !is_remote(directory)) {
-        throw Error(ErrorCode::Invalid, "the directory is not a Tome remote: " + directory.string());
+        refuse_other_directory(directory);
     }
     if (error && error != std::errc::no_such_file_or_directory) {
         throw Error(ErrorCode::Io, "could not open remote " + directory.string() + ": " + error.message());
@@ -106,6 +157,7 @@ std::unique_ptr<Remote> DirectoryRemote::open(const RepositoryLocation& location
     if (!is_there(location)) {
         refuse_missing(location);
     }
+    refuse_unknown_settings(directory_of_url(location.remote_url));
     return std::make_unique<DirectoryRemote>(location);
 }
 
