@@ -70,13 +70,13 @@ void BlobStorage::deliver_from(ObjectSource& source, const std::string& place, c
         refuse_missing(key);
     }
     begin(content->size);
-    if (!content->in_file()) {
+    if (!content->reader) {
         deliver(0, content->bytes);
         return;
     }
     quill::Sha256 hash;
     std::uint64_t offset = 0;
-    read_blocks(content->file.get(), "blob " + to_hex(key.digest), [&](std::string_view block) {
+    content->read("blob " + to_hex(key.digest), [&](std::string_view block) {
         hash.update(block.data(), block.size());
         deliver(offset, block);
         offset += block.size();

@@ -55,12 +55,6 @@ Error missing_content(const Digest& digest, const std::string& name) {
     return Error(ErrorCode::NotFound, "missing content of " + name + ": " + to_hex(digest));
 }
 
-Digest digest_of_file(int file, const std::string& name) {
-    quill::Sha256 hash;
-    read_blocks(file, name, [&](std::string_view block) { hash.update(block.data(), block.size()); });
-    return Digest{hash.finish()};
-}
-
 void empty_file(int file, const std::string& name) {
     if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) {
         throw system_error("could not write " + name, errno);
@@ -68,13 +62,14 @@ void empty_file(int file, const std::string& name) {
 }
 
 void write_checked(const Digest& digest, const Content& content, int to, const std::string& name) {
-    if (!content.in_file()) {
+    if (!content.reader) {
         write_all(to, content.bytes, name);
         return;
     }
-    const bool cloned = quill::clone_file(content.file.get(), to);
+    const int file = content.reader->file();
+    const bool cloned = file >= 0 && quill::clone_file(file, to);
     quill::Sha256 hash;
-    read_blocks(content.file.get(), name, [&](std::string_view block) {
+    content.read(name, [&](std::string_view block) {
         hash.update(block.data(), block.size());
         if (!cloned) {
             write_all(to, block, name);
@@ -93,7 +88,7 @@ bool ObjectSource::is_sound(ObjectKind kind, const Digest& digest) {
             return contains(kind, digest) && find_object(digest).has_value();
         }
         const std::optional<Content> content = find_content(digest);
-        return content && (!content->in_file() || digest_of_file(content->file.get(), to_hex(digest)) == digest);
+        return content && (!content->reader || digest_of(*content, to_hex(digest)) == digest);
     } catch (const Error& error) {
         if (error.code() != ErrorCode::Corrupt) {
             throw;
@@ -113,14 +108,10 @@ std::uint64_t ObjectSource::write_content(const Digest& digest, int to, const st
 
 std::optional<std::string> ObjectSource::read_content(const Digest& digest) {
     std::optional<Content> content = find_content(digest);
-    if (!content || !content->in_file()) {
+    if (!content || !content->reader) {
         return content ? std::optional(std::move(content->bytes)) : std::nullopt;
     }
-    std::string bytes = read_whole(content->file.get(), to_hex(digest), content->size);
-    if (digest_of(bytes) != digest) {
-        throw Error(ErrorCode::Corrupt, "corrupt object " + to_hex(digest));
-    }
-    return bytes;
+    return read_whole(*content, digest);
 }
 
 std::optional<std::uint64_t> ObjectSource::content_size(const Digest& digest) {

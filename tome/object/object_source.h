@@ -9,18 +9,10 @@
 
 #include "tome/base/digest.h"
 #include "tome/base/error.h"
-#include "tome/base/file_io.h"
+#include "tome/object/content.h"
 #include "tome/object/object_encoding.h"
 
 namespace tome {
-
-/// The bytes of a file: small ones in memory, large ones behind a descriptor that stands at their start.
-struct Content {
-    std::string bytes;
-    FileDescriptor file;
-    std::uint64_t size = 0;
-    bool in_file() const { return file.is_open(); }
-};
 
 class ObjectSource {
   public:

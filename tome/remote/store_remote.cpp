@@ -30,7 +30,8 @@ bool StoreRemote::has_blob(const BlobKey& key) {
 
 void StoreRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) {
     for (const BlobKey& key : keys) {
-        if (content_in(source, key.digest).in_file() && !store_->is_sound(ObjectKind::Content, key.digest)) {
+        if (content_in(source, key.digest).size > max_inline_bytes &&
+            !store_->is_sound(ObjectKind::Content, key.digest)) {
             store_->prepare_content(key.digest, source);
         }
     }
@@ -45,7 +46,7 @@ void StoreRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& ke
 void StoreRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
                               const std::vector<NewObject>& made) {
     for (const auto& [kind, digest] : wanted) {
-        if (kind == ObjectKind::Content && content_in(source, digest).in_file()) {
+        if (kind == ObjectKind::Content && content_in(source, digest).size > max_inline_bytes) {
             store_->prepare_content(digest, source);
         }
     }

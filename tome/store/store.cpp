@@ -206,16 +206,18 @@ std::optional<Content> Store::find_content(const Digest& digest) {
         return content;
     }
     const std::filesystem::path path = content_path(digest);
+    FileDescriptor file;
     try {
-        content.file = open_file_at(AT_FDCWD, path.string(), path.string());
+        file = open_file_at(AT_FDCWD, path.string(), path.string());
     } catch (const Error& error) {
         throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()) + " (" + error.what() + ")");
     }
     struct stat status {};
-    if (!content.in_file() || fstat(content.file.get(), &status) != 0 ||
+    if (!file.is_open() || fstat(file.get(), &status) != 0 ||
         static_cast<std::uint64_t>(status.st_size) != content.size) {
         throw Error(ErrorCode::Corrupt, corrupt_object_text(digest, directory_.string()));
     }
+    content.reader = std::make_unique<FileContent>(std::move(file));
     return content;
 }
 
@@ -322,8 +324,13 @@ void Store::prepare_content(const Digest& digest, ObjectSource& source) {
 }
 
 void Store::add_content(const Digest& digest, const Content& content) {
-    add_row(digest, ObjectKind::Content, content.size,
-            content.in_file() ? std::nullopt : std::optional<std::string_view>(content.bytes));
+    if (content.size > max_inline_bytes) {
+        add_row(digest, ObjectKind::Content, content.size, std::nullopt);
+    } else if (content.reader) {
+        add_row(digest, ObjectKind::Content, content.size, read_whole(content, digest));
+    } else {
+        add_row(digest, ObjectKind::Content, content.size, content.bytes);
+    }
 }
 
 }  // namespace tome

@@ -53,7 +53,7 @@ class Store final : public ObjectSource {
     /// long copy keeps nobody waiting. What stands there is replaced: it may be damaged.
     void prepare_content(const Digest& digest, ObjectSource& source);
 
-    /// Adds content from another store; large content must have been prepared.
+    /// Adds content from another source. Content above `max_inline_bytes` must have been prepared.
     void add_content(const Digest& digest, const Content& content);
 
     Database& database() { return database_; }
