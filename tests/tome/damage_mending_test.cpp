@@ -209,10 +209,21 @@ class WatchedSource : public tome::ObjectSource {
         contents.push_back(digest);
         return source_.find_content(digest);
     }
-    bool contains(ObjectKind kind, const Digest& digest) override { return source_.contains(kind, digest); }
-    bool has_lost(const Digest& digest) override { return source_.has_lost(digest); }
+    bool contains(ObjectKind kind, const Digest& digest) override {
+        ++questions;
+        return source_.contains(kind, digest);
+    }
+    tome::ObjectNames missing(const tome::ObjectNames& names) override {
+        ++questions;
+        return source_.missing(names);
+    }
+    std::vector<Digest> lost(const std::vector<Digest>& digests) override {
+        ++questions;
+        return source_.lost(digests);
+    }
 
     std::vector<Digest> contents;
+    int questions = 0;  // whether objects are there
 
   private:
     tome::ObjectSource& source_;
@@ -226,9 +237,28 @@ class PushedObjects : public DamageMending {
         Store store(remote_store_);
         WatchedSource remote(store);
         tome::objects_to_push(local, remote, head);
+        questions_ = remote.questions;
         return remote.contents;
     }
+
+    int questions_ = 0;
 };
+
+TEST_F(PushedObjects, AreAskedForALevelOfFoldersAtATime) {
+    const auto questions = [&](const std::string& folder, int count) {
+        std::map<std::string, std::string> files;
+        for (int i = 0; i < count; ++i) {
+            const std::string name = folder + "/" + std::to_string(i % 10) + "/" + std::to_string(i);
+            files.emplace(name, name);
+        }
+        const Digest head = author_.commit_files(files);
+        contents_read(head);
+        author_.push();
+        return questions_;
+    };
+    const int of_few = questions("Few", 2);
+    EXPECT_EQ(questions("Many", 100), of_few);
+}
 
 TEST_F(PushedObjects, OfNewContentAreNotReadOnTheRemote) {
     EXPECT_EQ(contents_read(author_.commit_files({{"Assets/new.bin", large_bytes + "new"}, {"new", "new"}})),

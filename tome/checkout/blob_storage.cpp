@@ -1,6 +1,6 @@
 #include "tome/checkout/blob_storage.h"
 
-#include <array>
+#include <algorithm>
 
 #include "digest/sha256.h"
 #include "tome/base/error.h"
@@ -10,6 +10,9 @@
 
 namespace tome {
 namespace {
+
+// A flush keeps other writers to the remote waiting for no more than this many.
+constexpr std::size_t blobs_at_once = 500;
 
 std::filesystem::path store_of(const std::filesystem::path& directory) {
     std::error_code ignored;
@@ -126,22 +129,45 @@ void BlobStorage::flush() {
     if (!remote) {
         remote = make_remote(*location_);
     }
-    std::optional<Error> damage;  // of one blob does not hold up the others
-    for (const BlobKey& key : keys) {
-        try {
-            remote->add_blobs(store_, {key});
-            mark_flushed(store_.database(), key);
-        } catch (const Error& error) {
-            if (error.code() != ErrorCode::Corrupt) {
-                throw;
-            }
-            mark_local(store_.database(), key);  // Named once; later flushes are not held up.
-            damage = error;
+    std::optional<Error> damage;
+    for (std::size_t first = 0; first < keys.size(); first += blobs_at_once) {
+        const std::size_t count = std::min(blobs_at_once, keys.size() - first);
+        const auto begin = keys.begin() + static_cast<std::ptrdiff_t>(first);
+        if (auto found = flush_to(*remote, {begin, begin + static_cast<std::ptrdiff_t>(count)})) {
+            damage = found;
         }
     }
     if (damage) {
         throw Error(*damage);
     }
+}
+
+// Damage of one blob does not hold up the others: then each goes by itself.
+std::optional<Error> BlobStorage::flush_to(Remote& remote, const std::vector<BlobKey>& keys) {
+    try {
+        remote.add_blobs(store_, keys);
+    } catch (const Error& error) {
+        if (error.code() != ErrorCode::Corrupt) {
+            throw;
+        }
+        if (keys.size() == 1) {
+            mark_local(store_.database(), keys.front());  // Named once; later flushes are not held up.
+            return error;
+        }
+        std::optional<Error> damage;
+        for (const BlobKey& key : keys) {
+            if (auto found = flush_to(remote, {key})) {
+                damage = found;
+            }
+        }
+        return damage;
+    }
+    Transaction transaction(store_.database());
+    for (const BlobKey& key : keys) {
+        mark_flushed(store_.database(), key);
+    }
+    transaction.commit();
+    return std::nullopt;
 }
 
 }  // namespace tome

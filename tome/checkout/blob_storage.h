@@ -9,7 +9,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "tome/base/error.h"
 #include "tome/remote/remote.h"
 #include "tome/remote/remote_url.h"
 #include "tome/store/store.h"
@@ -38,6 +40,7 @@ class BlobStorage {
 
   private:
     std::unique_ptr<Remote> find_remote() const;  ///< opened anew each time: it may be replaced meanwhile
+    std::optional<Error> flush_to(Remote& remote, const std::vector<BlobKey>& keys);  ///< returns damage
     /// `place` is where the source is, for errors.
     static void deliver_from(ObjectSource& source, const std::string& place, const BlobKey& key,
                              const std::function<void(std::uint64_t)>& begin,

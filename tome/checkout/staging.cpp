@@ -1,5 +1,6 @@
 #include "tome/checkout/staging.h"
 
+#include <map>
 #include <optional>
 
 #include "tome/base/error.h"
@@ -25,6 +26,7 @@ class Stager {
     void stage(const std::string& path) {
         const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
         if (standing && standing->kind == WorkingEntry::Kind::Folder) {
+            ask_for_held_contents(path);
             checkout_.files().scan(path, {}, [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
             stage_missing(path, true);
         } else if (standing) {
@@ -102,6 +104,23 @@ class Stager {
         return true;
     }
 
+    // So that the remote is asked once for a folder.
+    void ask_for_held_contents(const std::string& folder) {
+        ObjectNames names;
+        for (const auto& [path, held] : checkout_.state().held_files(folder)) {
+            names.emplace_back(ObjectKind::Content, held.digest);
+            is_stored_[held.digest] = true;
+        }
+        for (const auto& [kind, digest] : checkout_.sources().missing(names)) {
+            is_stored_[digest] = false;
+        }
+    }
+
+    bool is_stored(const Digest& content) {
+        const auto known = is_stored_.find(content);
+        return known != is_stored_.end() ? known->second : checkout_.sources().contains(ObjectKind::Content, content);
+    }
+
     // The content goes to the store, unless the index knows that the base has it.
     std::pair<TreeEntry, FileStamp> store(const TreePath& path) {
         for (int attempt = 0; attempt < read_attempts; ++attempt) {
@@ -112,7 +131,7 @@ class Stager {
             const std::optional<HeldFile> held = checkout_.state().held_file(path.text());
             const FileStamp stamp = quill::stamp_of(before);
             TreeEntry entry{"", TreeEntry::Kind::File, stamp.executable, stamp.size, {}};
-            if (held && held->is_unchanged(stamp) && checkout_.sources().contains(ObjectKind::Content, held->digest)) {
+            if (held && held->is_unchanged(stamp) && is_stored(held->digest)) {
                 entry.digest = held->digest;
                 return {entry, stamp};
             }
@@ -155,6 +174,7 @@ class Stager {
     const StagingRequest& request_;
     Digest base_root_;
     TreeLookup base_;
+    std::map<Digest, bool> is_stored_;  // contents that were asked for
     std::vector<StagedFile> staged_;
     std::vector<std::string> unchanged_;      // of the files that were named themselves
     std::optional<Transaction> transaction_;  // on the store

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <numeric>
 #include <utility>
 
 #include "digest/sha256.h"
@@ -39,8 +41,7 @@ std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource
 }
 
 template <typename Parse>
-auto read_object(ObjectSource& source, const Digest& digest, Parse parse) {
-    const std::optional<std::string> bytes = source.find_object(digest);
+auto parse_object(const std::optional<std::string>& bytes, const Digest& digest, Parse parse) {
     if (!bytes) {
         missing(digest);
     }
@@ -49,6 +50,20 @@ auto read_object(ObjectSource& source, const Digest& digest, Parse parse) {
     } catch (const Error& error) {
         throw Error(ErrorCode::Corrupt, std::string(error.what()) + " (object " + to_hex(digest) + ")");
     }
+}
+
+template <typename Parse>
+auto read_object(ObjectSource& source, const Digest& digest, Parse parse) {
+    return parse_object(source.find_object(digest), digest, parse);
+}
+
+// The names for which `is_wanted` holds.
+template <typename Condition>
+ObjectNames names_where(const ObjectNames& names, Condition is_wanted) {
+    ObjectNames result;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(result),
+                 [&](const ObjectName& name) { return is_wanted(name.first, name.second); });
+    return result;
 }
 
 Error missing_content(const Digest& digest, const std::string& name) {
@@ -97,6 +112,27 @@ bool ObjectSource::is_sound(ObjectKind kind, const Digest& digest) {
     }
 }
 
+std::vector<std::optional<std::string>> ObjectSource::find_objects(const std::vector<Digest>& digests) {
+    std::vector<std::optional<std::string>> found;
+    found.reserve(digests.size());
+    for (const Digest& digest : digests) {
+        found.push_back(find_object(digest));
+    }
+    return found;
+}
+
+ObjectNames ObjectSource::missing(const ObjectNames& names) {
+    return names_where(names, [&](ObjectKind kind, const Digest& digest) { return !contains(kind, digest); });
+}
+
+std::vector<Digest> ObjectSource::lost(const std::vector<Digest>&) {
+    return {};
+}
+
+ObjectNames ObjectSource::unsound(const ObjectNames& names) {
+    return names_where(names, [&](ObjectKind kind, const Digest& digest) { return !is_sound(kind, digest); });
+}
+
 std::uint64_t ObjectSource::write_content(const Digest& digest, int to, const std::string& name) {
     const std::optional<Content> content = find_content(digest);
     if (!content) {
@@ -129,6 +165,38 @@ std::optional<std::string> ObjectSources::read_content(const Digest& digest) {
 
 std::optional<std::string> ObjectSources::find_object(const Digest& digest) {
     return first_sound<std::string>(sources_, [&](ObjectSource& source) { return source.find_object(digest); });
+}
+
+std::vector<std::optional<std::string>> ObjectSources::find_objects(const std::vector<Digest>& digests) {
+    std::vector<std::optional<std::string>> found(digests.size());
+    std::vector<std::size_t> wanted(digests.size());
+    std::iota(wanted.begin(), wanted.end(), std::size_t{0});
+    for (const auto& source : sources_) {
+        std::vector<Digest> asked;
+        std::transform(wanted.begin(), wanted.end(), std::back_inserter(asked),
+                       [&](std::size_t i) { return digests[i]; });
+        try {
+            std::vector<std::optional<std::string>> answers = source->find_objects(asked);
+            for (std::size_t i = 0; i < answers.size(); ++i) {
+                found[wanted[i]] = std::move(answers[i]);
+            }
+        } catch (const Error& error) {
+            if (error.code() != ErrorCode::Corrupt) {
+                throw;
+            }
+            return ObjectSource::find_objects(digests);  // One by one, each from the source that has it sound.
+        }
+        std::erase_if(wanted, [&](std::size_t i) { return found[i].has_value(); });
+    }
+    return found;
+}
+
+ObjectNames ObjectSources::missing(const ObjectNames& names) {
+    ObjectNames left = names;
+    for (const auto& source : sources_) {
+        left = source->missing(left);
+    }
+    return left;
 }
 
 std::optional<Content> ObjectSources::find_content(const Digest& digest) {
@@ -174,6 +242,16 @@ bool ObjectSources::is_sound(ObjectKind kind, const Digest& digest) {
 
 Tree read_tree(ObjectSource& source, const Digest& digest) {
     return read_object(source, digest, parse_tree);
+}
+
+std::vector<Tree> read_trees(ObjectSource& source, const std::vector<Digest>& digests) {
+    const std::vector<std::optional<std::string>> found = source.find_objects(digests);
+    std::vector<Tree> trees;
+    trees.reserve(digests.size());
+    for (std::size_t i = 0; i < digests.size(); ++i) {
+        trees.push_back(parse_object(found[i], digests[i], parse_tree));
+    }
+    return trees;
 }
 
 Revision read_revision(ObjectSource& source, const Digest& digest) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tome/base/digest.h"
@@ -14,6 +15,11 @@
 
 namespace tome {
 
+/// Objects by kind and name.
+using ObjectName = std::pair<ObjectKind, Digest>;
+using ObjectNames = std::vector<ObjectName>;
+
+/// Who needs many objects asks for them in one call where it can: a source may be a network away.
 class ObjectSource {
   public:
     virtual ~ObjectSource() = default;
@@ -21,6 +27,9 @@ class ObjectSource {
     /// The bytes of a tree, revision or metadata node; nothing when it is not here. Throws Error(Corrupt)
     /// "corrupt object HEX in STORE" when they do not hash to the name.
     virtual std::optional<std::string> find_object(const Digest& digest) = 0;
+
+    /// The same for several objects, in the order of `digests`.
+    virtual std::vector<std::optional<std::string>> find_objects(const std::vector<Digest>& digests);
 
     /// A file's content; nothing when it is not here. Small content is verified, large content by write_content.
     virtual std::optional<Content> find_content(const Digest& digest) = 0;
@@ -35,12 +44,18 @@ class ObjectSource {
     /// the content of some file do not count: what the tree refers to need not be here.
     virtual bool contains(ObjectKind kind, const Digest& digest) = 0;
 
-    /// Whether this content should be here and its bytes are gone, in part or wholly; damage of other kinds shows when
-    /// they are read.
-    virtual bool has_lost(const Digest&) { return false; }
+    /// Those of the objects that contains() denies.
+    virtual ObjectNames missing(const ObjectNames& names);
+
+    /// Those of the contents that should be here and whose bytes are gone, in part or wholly. Damage of other kinds
+    /// shows when they are read.
+    virtual std::vector<Digest> lost(const std::vector<Digest>& contents);
 
     /// Whether the object is here and its bytes, all of which are read, hash to its name.
     virtual bool is_sound(ObjectKind kind, const Digest& digest);
+
+    /// Those of the objects that are not sound.
+    virtual ObjectNames unsound(const ObjectNames& names);
 
     /// Writes a content to the empty file `to`, checks it against its name on the way and returns its size. Throws
     /// Error(NotFound) or Error(Corrupt); `name` is what the file is called in errors.
@@ -53,10 +68,12 @@ class ObjectSources final : public ObjectSource {
     void add(std::shared_ptr<ObjectSource> source) { sources_.push_back(std::move(source)); }
 
     std::optional<std::string> find_object(const Digest& digest) override;
+    std::vector<std::optional<std::string>> find_objects(const std::vector<Digest>& digests) override;
     std::optional<Content> find_content(const Digest& digest) override;
     std::optional<std::string> read_content(const Digest& digest) override;
     std::optional<std::uint64_t> content_size(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
+    ObjectNames missing(const ObjectNames& names) override;
     bool is_sound(ObjectKind kind, const Digest& digest) override;
     std::uint64_t write_content(const Digest& digest, int to, const std::string& name) override;
 
@@ -71,6 +88,9 @@ class ObjectSources final : public ObjectSource {
 Tree read_tree(ObjectSource& source, const Digest& digest);
 Revision read_revision(ObjectSource& source, const Digest& digest);
 MetadataNode read_metadata_node(ObjectSource& source, const Digest& digest);
+
+/// Reads several trees at once, in the order of `digests`. Throws what read_tree does.
+std::vector<Tree> read_trees(ObjectSource& source, const std::vector<Digest>& digests);
 
 /// Throws Error(Corrupt) "corrupt object: size of PATH in its tree" when `entry` has another size than its content, of
 /// which there are `size` bytes.

@@ -1,8 +1,10 @@
 #include "tome/object/tree_walk.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "tome/base/error.h"
 #include "tome/object/tree_path.h"
@@ -12,6 +14,9 @@ namespace {
 
 // A folder in each of two trees; zero: there is none.
 using FolderPair = std::pair<Digest, Digest>;
+
+// That many may be in memory for each level of folders.
+constexpr std::size_t pairs_at_once = 32;
 
 // What is below a folder, with paths that begin there.
 struct Extent {
@@ -26,6 +31,44 @@ FolderPair folders_in(const TreeEntry* before, const TreeEntry* after) {
     return {folder(before), folder(after)};
 }
 
+// The trees of pairs of folders, one pair after the other. Several are read at once.
+class FolderReader {
+  public:
+    FolderReader(ObjectSource& source, std::vector<FolderPair> pairs) : source_(source), pairs_(std::move(pairs)) {}
+
+    // The trees of the next pair, which hold until the next call.
+    std::pair<const Tree*, const Tree*> next() {
+        if (next_ == read_) {
+            read_more();
+        }
+        const auto& [before, after] = pairs_[next_++];
+        return {&trees_.at(before), &trees_.at(after)};
+    }
+
+  private:
+    void read_more() {
+        read_ = std::min(next_ + pairs_at_once, pairs_.size());
+        std::set<Digest> wanted;
+        for (std::size_t i = next_; i < read_; ++i) {
+            wanted.insert({pairs_[i].first, pairs_[i].second});
+        }
+        wanted.erase(Digest{});
+        const std::vector<Digest> digests(wanted.begin(), wanted.end());
+        std::vector<Tree> trees = read_trees(source_, digests);
+        trees_.clear();
+        trees_.emplace(Digest{}, Tree{});
+        for (std::size_t i = 0; i < digests.size(); ++i) {
+            trees_.emplace(digests[i], std::move(trees[i]));
+        }
+    }
+
+    ObjectSource& source_;
+    std::vector<FolderPair> pairs_;
+    std::map<Digest, Tree> trees_;
+    std::size_t next_ = 0;
+    std::size_t read_ = 0;
+};
+
 class TreeWalk {
   public:
     TreeWalk(ObjectSource& source, FolderPair root, const FileVisitor& visit)
@@ -33,11 +76,13 @@ class TreeWalk {
 
     void run(const std::string& prefix) {
         prefix_ = prefix;
-        walk(root_, prefix, components_of(prefix).size());
+        FolderReader reader(source_, {root_});
+        walk(root_, reader, prefix, components_of(prefix).size());
     }
 
   private:
-    void walk(const FolderPair& folders, const std::string& path, std::size_t depth) {
+    // `reader` is at the pair.
+    void walk(const FolderPair& folders, FolderReader& reader, const std::string& path, std::size_t depth) {
         if (folders.first == folders.second) {
             return;
         }
@@ -46,13 +91,25 @@ class TreeWalk {
             // Only what stands in several places can name more than the store has bytes for.
             extent_of(root_, prefix_, components_of(prefix_).size());
         }
-        for_each_name(folders, [&](const TreeEntry* before, const TreeEntry* after) {
+        const auto [old_tree, new_tree] = reader.next();
+        FolderReader below(source_, differing_folders(*old_tree, *new_tree));
+        for_each_name(*old_tree, *new_tree, [&](const TreeEntry* before, const TreeEntry* after) {
             const std::string& name = before != nullptr ? before->name : after->name;
             const std::string entry_path = path.empty() ? name : path + "/" + name;
             add(walked_, {1, entry_path.size()});
             visit_file(entry_path, before, after);
-            walk(folders_in(before, after), entry_path, depth + 1);
+            walk(folders_in(before, after), below, entry_path, depth + 1);
         });
+    }
+
+    static std::vector<FolderPair> differing_folders(const Tree& old_tree, const Tree& new_tree) {
+        std::vector<FolderPair> pairs;
+        for_each_name(old_tree, new_tree, [&](const TreeEntry* before, const TreeEntry* after) {
+            if (FolderPair pair = folders_in(before, after); pair.first != pair.second) {
+                pairs.push_back(std::move(pair));
+            }
+        });
+        return pairs;
     }
 
     void visit_file(const std::string& path, const TreeEntry* before, const TreeEntry* after) const {
@@ -74,19 +131,21 @@ class TreeWalk {
             return known->second;
         }
         Extent extent;
-        for_each_name(folders, [&](const TreeEntry* before, const TreeEntry* after) {
-            const std::string& name = before != nullptr ? before->name : after->name;
-            add(extent, {1, name.size()});
-            const Extent below = extent_of(folders_in(before, after), name, depth + 1);
-            add(extent, {below.entries, below.path_bytes + below.entries * (name.size() + 1)});
-        });
+        const auto tree_of = [&](const Digest& folder) {
+            return folder.is_zero() ? Tree{} : read_tree(source_, folder);
+        };
+        for_each_name(tree_of(folders.first), tree_of(folders.second),
+                      [&](const TreeEntry* before, const TreeEntry* after) {
+                          const std::string& name = before != nullptr ? before->name : after->name;
+                          add(extent, {1, name.size()});
+                          const Extent below = extent_of(folders_in(before, after), name, depth + 1);
+                          add(extent, {below.entries, below.path_bytes + below.entries * (name.size() + 1)});
+                      });
         return extents_.emplace(folders, extent).first->second;
     }
 
     template <typename Action>
-    void for_each_name(const FolderPair& folders, Action action) {
-        const Tree old_tree = folders.first.is_zero() ? Tree{} : read_tree(source_, folders.first);
-        const Tree new_tree = folders.second.is_zero() ? Tree{} : read_tree(source_, folders.second);
+    static void for_each_name(const Tree& old_tree, const Tree& new_tree, Action action) {
         auto old_entry = old_tree.begin();
         auto new_entry = new_tree.begin();
         while (old_entry != old_tree.end() || new_entry != new_tree.end()) {

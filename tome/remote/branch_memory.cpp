@@ -173,7 +173,7 @@ void BranchMemory::forget() {
 RememberingRemote::RememberingRemote(std::unique_ptr<Remote> remote, BranchMemory& memory)
     : remote_(std::move(remote)), memory_(memory) {}
 
-void RememberingRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
+void RememberingRemote::add_objects(ObjectSource& source, const ObjectNames& wanted,
                                     const std::vector<NewObject>& made) {
     remote_->add_objects(source, wanted, made);
 }

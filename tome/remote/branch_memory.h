@@ -75,8 +75,7 @@ class RememberingRemote final : public Remote {
 
     std::string place() const override { return remote_->place(); }
     std::shared_ptr<ObjectSource> objects() override { return remote_->objects(); }
-    void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
-                     const std::vector<NewObject>& made) override;
+    void add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) override;
     bool has_blob(const BlobKey& key) override { return remote_->has_blob(key); }
     void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) override;
     std::optional<BranchRecord> find_branch(const BranchName& name) override;

@@ -27,8 +27,7 @@ class Remote {
 
     /// Adds objects found in `source` by kind and name, each after what it refers to, and then `made`, in that order.
     /// All durable when this returns; a failure may leave some, which are garbage until a later push needs them.
-    virtual void add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
-                             const std::vector<NewObject>& made) = 0;
+    virtual void add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) = 0;
 
     virtual bool has_blob(const BlobKey& key) = 0;
 

@@ -3,15 +3,13 @@
 
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tome/object/object_source.h"
 
 namespace tome {
 
-/// Objects by kind and name.
-using ObjectNames = std::vector<std::pair<ObjectKind, Digest>>;
+/// Both ask the remote for a level of folders at a time, not for each file.
 
 /// What `remote` is to be sent before `head` may be published: what it lacks, each after what it refers to, and what is
 /// damaged there of the files that the new revisions changed and of the folders on the way to them. The latter is read

@@ -43,8 +43,7 @@ void StoreRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& ke
     transaction.commit();
 }
 
-void StoreRemote::add_objects(ObjectSource& source, const std::vector<std::pair<ObjectKind, Digest>>& wanted,
-                              const std::vector<NewObject>& made) {
+void StoreRemote::add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) {
     for (const auto& [kind, digest] : wanted) {
         if (kind == ObjectKind::Content && content_in(source, digest).size > max_inline_bytes) {
             store_->prepare_content(digest, source);

@@ -4,8 +4,10 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 
 #include "digest/sha256.h"
 #include "files/platform.h"
@@ -231,6 +233,13 @@ bool Store::contains(ObjectKind kind, const Digest& digest) {
     Statement query = database_.prepare("SELECT kind FROM object WHERE digest = ?");
     return query.bind_blob(1, digest.view()).step() &&
            (kind == ObjectKind::Content || query.integer(0) == static_cast<int>(kind));
+}
+
+std::vector<Digest> Store::lost(const std::vector<Digest>& contents) {
+    std::vector<Digest> result;
+    std::copy_if(contents.begin(), contents.end(), std::back_inserter(result),
+                 [&](const Digest& digest) { return has_lost(digest); });
+    return result;
 }
 
 bool Store::has_lost(const Digest& digest) {

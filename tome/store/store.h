@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tome/base/database.h"
 #include "tome/object/object_source.h"
@@ -38,7 +39,7 @@ class Store final : public ObjectSource {
     std::optional<Content> find_content(const Digest& digest) override;
     std::optional<std::uint64_t> content_size(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
-    bool has_lost(const Digest& digest) override;
+    std::vector<Digest> lost(const std::vector<Digest>& contents) override;
 
     /// Adds a tree, revision or metadata node and returns its name.
     Digest add_object(ObjectKind kind, std::string_view bytes);
@@ -60,6 +61,7 @@ class Store final : public ObjectSource {
     const std::filesystem::path& directory() const { return directory_; }
 
   private:
+    bool has_lost(const Digest& digest);
     void add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, std::optional<std::string_view> bytes);
     void install_content_file(int file, const std::filesystem::path& temporary, const Digest& digest);
     std::filesystem::path content_path(const Digest& digest) const;
