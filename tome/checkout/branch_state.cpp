@@ -172,6 +172,13 @@ Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_me
     }
 }
 
+void follow_branch(Checkout& checkout, const BranchName& branch, const NewestHead& newest) {
+    checkout.state().set_base(branch, newest.head);
+    if (newest.overtaken) {
+        checkout.state().drop_local_head(branch);
+    }
+}
+
 void advance_branch(Checkout& checkout, const Digest& head) {
     const BranchName branch = checkout.state().branch();
     checkout.state().set_base(branch, head);

@@ -32,6 +32,10 @@ std::optional<BranchRecord> branch_to_write(Checkout& checkout, const BranchName
 /// branch_to_write() does.
 Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_metadata);
 
+/// Makes `branch` the checkout's branch and `newest` its base. Commits that the remote has overtaken are given up. In
+/// the transaction on the index that the caller has open.
+void follow_branch(Checkout& checkout, const BranchName& branch, const NewestHead& newest);
+
 /// Makes `head` the base and the local head of the checkout's branch: the last step of commit, restore and merge, in
 /// the transaction on the index that the caller has open.
 void advance_branch(Checkout& checkout, const Digest& head);

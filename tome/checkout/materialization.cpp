@@ -271,6 +271,15 @@ void sync_folders_of(Checkout& checkout, const std::vector<std::string>& paths) 
 
 }  // namespace
 
+MaterializationRequest request_to_follow(Checkout& checkout, const NewestHead& newest) {
+    const Digest base = checkout.tree_of(checkout.state().base());
+    MaterializationRequest request;
+    request.old_tree = newest.overtaken ? checkout.tree_of(newest.common_base) : base;
+    request.overtaken_tree = newest.overtaken ? base : Digest{};
+    request.new_tree = request.target = checkout.tree_of(newest.head);
+    return request;
+}
+
 MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request) {
     return Planner(checkout, request).plan();
 }

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tome/checkout/branch_state.h"
 #include "tome/checkout/checkout.h"
 
 namespace tome {
@@ -35,6 +36,10 @@ struct MaterializationPlan {
     std::vector<std::string> dropped;         ///< held files that are gone and stay so
     std::map<std::string, Digest> deletions;  ///< by overtaken commits: uncommitted again, and so to be known as held
 };
+
+/// The request that brings the files which the checkout holds from its base to `newest`, a head of the branch that it
+/// is to follow.
+MaterializationRequest request_to_follow(Checkout& checkout, const NewestHead& newest);
 
 /// Throws Error(WouldOverwrite) "uncommitted changes would be overwritten: PATH" (and how many more).
 MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request);

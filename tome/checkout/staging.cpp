@@ -104,16 +104,22 @@ class Stager {
         return true;
     }
 
-    // So that the remote is asked once for a folder.
+    // So that the remote is asked once for a folder, and the index, too.
     void ask_for_held_contents(const std::string& folder) {
         ObjectNames names;
-        for (const auto& [path, held] : checkout_.state().held_files(folder)) {
+        held_ = checkout_.state().held_files(folder);
+        for (const auto& [path, held] : held_) {
             names.emplace_back(ObjectKind::Content, held.digest);
             is_stored_[held.digest] = true;
         }
         for (const auto& [kind, digest] : checkout_.sources().missing(names)) {
             is_stored_[digest] = false;
         }
+    }
+
+    std::optional<HeldFile> held_file(const std::string& path) {
+        const auto known = held_.find(path);
+        return known != held_.end() ? std::optional(known->second) : checkout_.state().held_file(path);
     }
 
     bool is_stored(const Digest& content) {
@@ -128,7 +134,7 @@ class Stager {
             struct stat before {};
             struct stat after {};
             fstat(file.get(), &before);
-            const std::optional<HeldFile> held = checkout_.state().held_file(path.text());
+            const std::optional<HeldFile> held = held_file(path.text());
             const FileStamp stamp = quill::stamp_of(before);
             TreeEntry entry{"", TreeEntry::Kind::File, stamp.executable, stamp.size, {}};
             if (held && held->is_unchanged(stamp) && is_stored(held->digest)) {
@@ -174,7 +180,8 @@ class Stager {
     const StagingRequest& request_;
     Digest base_root_;
     TreeLookup base_;
-    std::map<Digest, bool> is_stored_;  // contents that were asked for
+    std::map<std::string, HeldFile> held_;  // in the folder that is being staged, before it is
+    std::map<Digest, bool> is_stored_;      // contents that were asked for
     std::vector<StagedFile> staged_;
     std::vector<std::string> unchanged_;      // of the files that were named themselves
     std::optional<Transaction> transaction_;  // on the store

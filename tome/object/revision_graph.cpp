@@ -83,6 +83,10 @@ Revision read_base(ObjectSource& source, const Digest& digest) {
     return revision;
 }
 
+std::uint64_t order_of(ObjectSource& source, const Digest& revision) {
+    return revision.is_zero() ? 0 : read_base(source, revision).order;
+}
+
 std::uint64_t known_order(ObjectSource& source, const Digest& revision) {
     try {
         return revision.is_zero() ? 0 : read_revision(source, revision).order;

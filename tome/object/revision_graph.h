@@ -19,6 +19,9 @@ struct NamedRevision {
 /// there.
 Revision read_base(ObjectSource& source, const Digest& digest);
 
+/// The order of a revision, 0 for none. Throws what read_base does.
+std::uint64_t order_of(ObjectSource& source, const Digest& revision);
+
 /// The order of a revision; 0 for none, and for one that is not here or damaged.
 std::uint64_t known_order(ObjectSource& source, const Digest& revision);
 

@@ -1,64 +1,30 @@
 // tome_branch_*: create, switch, list, metadata, push, archive, diff, merge.
-#include "tome/base/clock.h"
+#include "tome/base/error.h"
+#include "tome/checkout/branch_lifecycle.h"
+#include "tome/checkout/branch_merge.h"
+#include "tome/checkout/branch_metadata.h"
 #include "tome/checkout/branch_state.h"
-#include "tome/checkout/materialization.h"
-#include "tome/merge/revision_merge.h"
-#include "tome/object/metadata_map.h"
+#include "tome/checkout/branch_switch.h"
 #include "tome/object/revision_graph.h"
 #include "tome/operations/operation.h"
 
 namespace tome {
 namespace {
 
-void create_branch(const tome_globals_t& globals, const tome_branch_create_params_t& params, const Events& events) {
+void create(const tome_globals_t& globals, const tome_branch_create_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
-    const BranchName name = BranchName::parse(to_text(params.name));
-    const BranchName from = BranchName::parse(to_text(params.from));
-    const std::optional<BranchRecord> parent = branch_to_write(checkout, from);  // Not to begin at an older head.
-    if (!parent) {
-        throw Error(ErrorCode::NotFound, "branch does not exist: " + from.text());
-    }
-    BranchRecord record;
-    record.name = name.text();
-    record.kind = to_text(params.kind);
-    record.author = to_text(params.author);
-    record.head = parent->head;
-    record.metadata = parent->metadata;
-    record.created_at = record.updated_at = current_time();
-    const std::uint64_t order = order_of(checkout.sources(), record.head);
-    if (branch_to_write(checkout, name) || !checkout.remote().compare_and_set(record)) {
-        throw Error(ErrorCode::AlreadyExists, "branch already exists: " + name.text());
-    }
-    events.identity(TOME_EVENT_BRANCH_HEAD, record.head, order);
+    const NewBranch branch{BranchName::parse(to_text(params.name)), BranchName::parse(to_text(params.from)),
+                           to_text(params.kind), to_text(params.author)};
+    const Digest head = create_branch(checkout, branch).head;
+    events.identity(TOME_EVENT_BRANCH_HEAD, head, order_of(checkout.sources(), head));
 }
 
-void switch_branch(const tome_globals_t& globals, const tome_branch_switch_params_t& params, const Events& events) {
+void switch_to(const tome_globals_t& globals, const tome_branch_switch_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
-    const BranchName name = BranchName::parse(to_text(params.name));
-    NewestHead newest;
-    if (const auto known = params.fetch_newest == 0 ? known_head(checkout, name) : std::nullopt) {
-        newest = {*known, *known};
-    } else {
-        newest = newest_head(checkout, name);
-    }
-    if (newest.overtaken && checkout.state().branch() != name) {
-        // Its commits would be in no branch and, unlike on the branch that is checked out, in no working file.
-        throw Error(ErrorCode::Moved, "branch has moved on the remote: " + name.text());
-    }
-    const Digest base = checkout.tree_of(checkout.state().base());
-    MaterializationRequest request;
-    request.old_tree = newest.overtaken ? checkout.tree_of(newest.common_base) : base;
-    request.overtaken_tree = newest.overtaken ? base : Digest{};
-    request.new_tree = request.target = checkout.tree_of(newest.head);
-    const MaterializationPlan plan = plan_materialization(checkout, request);
-    const std::vector<std::string> changed = materialize(checkout, plan, [&] {
-        checkout.state().set_base(name, newest.head);
-        if (newest.overtaken) {
-            checkout.state().drop_local_head(name);
-        }
-    });
-    events.paths(TOME_EVENT_SYNCED_PATH, changed);
-    events.identity(TOME_EVENT_BRANCH_HEAD, newest.head, order_of(checkout.sources(), newest.head));
+    const SwitchedBranch switched =
+        switch_branch(checkout, BranchName::parse(to_text(params.name)), params.fetch_newest != 0);
+    events.paths(TOME_EVENT_SYNCED_PATH, switched.changed);
+    events.identity(TOME_EVENT_BRANCH_HEAD, switched.head, order_of(checkout.sources(), switched.head));
 }
 
 void list_all_branches(const tome_globals_t& globals, const Events& events) {
@@ -72,43 +38,16 @@ void list_all_branches(const tome_globals_t& globals, const Events& events) {
     }
 }
 
-void note_metadata(const tome_globals_t& globals, const tome_branch_metadata_set_params_t& params) {
+void set_metadata_values(const tome_globals_t& globals, const tome_branch_metadata_set_params_t& params) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
-    const BranchName branch = BranchName::parse(to_text(params.branch));
-    const std::vector<std::string> keys = to_texts(params.keys);
-    const std::vector<std::string> values = to_texts(params.values);
-    if (keys.size() != values.size()) {
-        throw Error(ErrorCode::Invalid, "metadata of " + branch.text() + " with more keys than values, or fewer");
-    }
-    Transaction transaction(checkout.state().database());
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        if (keys[i].empty()) {
-            throw Error(ErrorCode::Invalid, "empty metadata key for branch " + branch.text());
-        }
-        checkout.state().note_metadata(branch, keys[i], values[i]);
-    }
-    transaction.commit();
+    note_metadata(checkout, BranchName::parse(to_text(params.branch)), to_texts(params.keys), to_texts(params.values));
 }
 
 void report_metadata(const tome_globals_t& globals, const tome_branch_metadata_get_params_t& params,
                      const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     const BranchName branch = BranchName::parse(to_text(params.branch));
-    const std::vector<std::string> keys = to_texts(params.keys);
-    const std::optional<BranchRecord> record = checkout.remote().find_branch(branch);
-    std::map<std::string, std::string> values;
-    if (record) {
-        values = keys.empty() ? list_metadata(checkout.sources(), record->metadata)
-                              : get_metadata(checkout.sources(), record->metadata, keys);
-    } else if (!checkout.state().local_head(branch)) {
-        throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
-    }
-    for (const auto& [key, value] : checkout.state().noted_metadata(branch)) {
-        if (keys.empty() || std::find(keys.begin(), keys.end(), key) != keys.end()) {
-            values.insert_or_assign(key, value);
-        }
-    }
-    for (const auto& [key, value] : values) {
+    for (const auto& [key, value] : branch_metadata(checkout, branch, to_texts(params.keys))) {
         tome_event_t event{};
         event.kind = TOME_EVENT_METADATA;
         event.as.metadata.key = view_of(key);
@@ -128,20 +67,9 @@ void push_branch(const tome_globals_t& globals, const tome_branch_push_params_t&
     events.identity(TOME_EVENT_BRANCH_HEAD, head, order_of(checkout.sources(), head));
 }
 
-void archive_branch(const tome_globals_t& globals, const tome_branch_archive_params_t& params) {
+void archive(const tome_globals_t& globals, const tome_branch_archive_params_t& params) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
-    const BranchName name = BranchName::parse(to_text(params.name));
-    for (;;) {
-        std::optional<BranchRecord> record = branch_to_write(checkout, name);
-        if (!record) {
-            throw Error(ErrorCode::NotFound, "branch does not exist: " + name.text());
-        }
-        record->archived = true;
-        record->updated_at = current_time();
-        if (checkout.remote().compare_and_set(*record)) {
-            return;
-        }
-    }
+    archive_branch(checkout, BranchName::parse(to_text(params.name)));
 }
 
 void diff_branches(const tome_globals_t& globals, const tome_branch_diff_params_t& params, const Events& events) {
@@ -155,63 +83,18 @@ void diff_branches(const tome_globals_t& globals, const tome_branch_diff_params_
     }
 }
 
-Revision merge_revision(Checkout& checkout, const Digest& tree, const Digest& ours, const Digest& theirs,
-                        const std::string& message) {
-    Revision revision;
-    revision.tree = tree;
-    revision.first_parent = ours;
-    revision.second_parent = theirs;
-    revision.order = 1 + std::max(order_of(checkout.sources(), ours), order_of(checkout.sources(), theirs));
-    revision.created_at = current_time();
-    revision.message = message;
-    return revision;
-}
-
-// Merges `theirs` and makes the result the base; the files that the checkout holds follow.
-void merge_heads(Checkout& checkout, const NewestHead& target, const Digest& theirs, const std::string& message,
-                 const Events& events) {
-    ObjectSources& sources = checkout.sources();
-    const Digest& ours = target.head;
-    const Digest our_tree = checkout.tree_of(ours);
-    const RevisionMerge merge = merge_revisions(sources, checkout.store(), ours, theirs);
-    if (!merge.conflicts.empty()) {
-        events.paths(TOME_EVENT_MERGE_CONFLICT, merge.conflicts);
+void merge(const tome_globals_t& globals, const tome_branch_merge_into_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const BranchMerge merged =
+        merge_branch(checkout, BranchName::parse(to_text(params.source)), to_text(params.message));
+    if (!merged.conflicts.empty()) {
+        events.paths(TOME_EVENT_MERGE_CONFLICT, merged.conflicts);
         return;
     }
-    const Digest& tree = merge.tree;
-    const Revision revision = merge_revision(checkout, tree, ours, theirs, message);
-    const Digest head = checkout.store().add_object(ObjectKind::Revision, encode_revision(revision));
-
-    const Digest old_base = checkout.tree_of(checkout.state().base());
-    MaterializationRequest request;
-    request.old_tree = target.overtaken ? checkout.tree_of(target.common_base) : old_base;
-    request.overtaken_tree = target.overtaken ? old_base : Digest{};
-    request.new_tree = request.target = tree;
-    const MaterializationPlan plan = plan_materialization(checkout, request);
-    materialize(checkout, plan, [&] { advance_branch(checkout, head); });
-    for (const PathChange& change : find_changes(diff_trees(sources, our_tree, tree))) {
+    for (const PathChange& change : merged.changes) {
         events.change(TOME_EVENT_MERGE_CHANGE, change);
     }
-    events.identity(TOME_EVENT_BASE_REVISION, head, revision.order);
-}
-
-void merge_branch(const tome_globals_t& globals, const tome_branch_merge_into_params_t& params, const Events& events) {
-    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
-    const BranchName target = checkout.state().branch();
-    const NewestHead newest = newest_head(checkout, target);
-    const Digest& ours = newest.head;
-    const Digest theirs = newest_head(checkout, BranchName::parse(to_text(params.source))).head;
-    if (is_ancestor(checkout.sources(), theirs, ours)) {
-        events.identity(TOME_EVENT_BASE_REVISION, ours, order_of(checkout.sources(), ours));
-        return;
-    }
-    if (ours.is_zero()) {
-        throw Error(ErrorCode::Invalid, "branch has no revision to merge into: " + target.text());
-    }
-    merge_heads(checkout, newest, theirs, to_text(params.message), events);
-    if (!checkout.has_remote()) {
-        publish_branch(checkout, target, false);
-    }
+    events.identity(TOME_EVENT_BASE_REVISION, merged.head, merged.order);
 }
 
 }  // namespace
@@ -222,13 +105,13 @@ extern "C" {
 int32_t tome_branch_create(const tome_globals_t* globals, const tome_branch_create_params_t* params, uint64_t user,
                            tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
-                               [&](const tome::Events& events) { tome::create_branch(*globals, *params, events); });
+                               [&](const tome::Events& events) { tome::create(*globals, *params, events); });
 }
 
 int32_t tome_branch_switch(const tome_globals_t* globals, const tome_branch_switch_params_t* params, uint64_t user,
                            tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
-                               [&](const tome::Events& events) { tome::switch_branch(*globals, *params, events); });
+                               [&](const tome::Events& events) { tome::switch_to(*globals, *params, events); });
 }
 
 int32_t tome_branch_list(const tome_globals_t* globals, const tome_branch_list_params_t* params, uint64_t user,
@@ -240,7 +123,7 @@ int32_t tome_branch_list(const tome_globals_t* globals, const tome_branch_list_p
 int32_t tome_branch_metadata_set(const tome_globals_t* globals, const tome_branch_metadata_set_params_t* params,
                                  uint64_t user, tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
-                               [&](const tome::Events&) { tome::note_metadata(*globals, *params); });
+                               [&](const tome::Events&) { tome::set_metadata_values(*globals, *params); });
 }
 
 int32_t tome_branch_metadata_get(const tome_globals_t* globals, const tome_branch_metadata_get_params_t* params,
@@ -258,7 +141,7 @@ int32_t tome_branch_push(const tome_globals_t* globals, const tome_branch_push_p
 int32_t tome_branch_archive(const tome_globals_t* globals, const tome_branch_archive_params_t* params, uint64_t user,
                             tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
-                               [&](const tome::Events&) { tome::archive_branch(*globals, *params); });
+                               [&](const tome::Events&) { tome::archive(*globals, *params); });
 }
 
 int32_t tome_branch_diff(const tome_globals_t* globals, const tome_branch_diff_params_t* params, uint64_t user,
@@ -270,7 +153,7 @@ int32_t tome_branch_diff(const tome_globals_t* globals, const tome_branch_diff_p
 int32_t tome_branch_merge_into(const tome_globals_t* globals, const tome_branch_merge_into_params_t* params,
                                uint64_t user, tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
-                               [&](const tome::Events& events) { tome::merge_branch(*globals, *params, events); });
+                               [&](const tome::Events& events) { tome::merge(*globals, *params, events); });
 }
 
 }  // extern "C"

@@ -1,5 +1,6 @@
 // tome_file_stage, tome_file_info.
 #include "tome/checkout/staging.h"
+#include "tome/object/revision_graph.h"
 #include "tome/operations/operation.h"
 
 namespace tome {

@@ -3,7 +3,6 @@
 #include <new>
 
 #include "files/trace.h"
-#include "tome/object/revision_graph.h"
 #include "tome/operations/remedy.h"
 
 namespace tome {
@@ -166,10 +165,6 @@ bool is_offline(const tome_globals_t& globals) {
 
 Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access) {
     return {checkout_directory(globals), access, is_offline(globals)};
-}
-
-std::uint64_t order_of(ObjectSource& source, const Digest& revision) {
-    return revision.is_zero() ? 0 : read_base(source, revision).order;
 }
 
 int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_t user, tome_callback_t callback,

@@ -51,9 +51,6 @@ bool is_offline(const tome_globals_t& globals);
 /// Opens the checkout that the globals name.
 Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access);
 
-/// Order of a revision, 0 for none. Throws what read_base does.
-std::uint64_t order_of(ObjectSource& source, const Digest& revision);
-
 /// Runs `body` and reports its outcome as tome.h says. `name` is that of the calling operation, for the trace.
 int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_t user, tome_callback_t callback,
                       const std::function<void(const Events&)>& body, const char* name = __builtin_FUNCTION());

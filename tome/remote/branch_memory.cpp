@@ -62,6 +62,15 @@ bool names_branch_memory(const std::filesystem::path& path) {
     return path.filename() == branch_memory_name && path.native().find('\0') == std::string::npos;
 }
 
+std::filesystem::path parse_branch_memory(const std::string& text) {
+    const std::filesystem::path path = text;
+    if (!path.empty() && (!path.is_absolute() || !names_branch_memory(path))) {
+        throw Error(ErrorCode::Invalid, "the branch memory is no absolute path of a " +
+                                            std::string(branch_memory_name) + ": " + path.string());
+    }
+    return path.lexically_normal();
+}
+
 BranchMemory::BranchMemory(std::filesystem::path file, std::string repository, Making making)
     : file_(std::move(file)), repository_(std::move(repository)), making_(making) {}
 

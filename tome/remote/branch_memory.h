@@ -24,6 +24,10 @@ inline constexpr std::string_view branch_memory_name = ".branch-memory";
 /// Whether the path ends in that name.
 bool names_branch_memory(const std::filesystem::path& path);
 
+/// The file that a caller named for it; empty: none. Throws Error(Invalid) unless the path is absolute and ends in the
+/// name.
+std::filesystem::path parse_branch_memory(const std::string& text);
+
 struct RememberedBranch {
     std::int64_t sequence = 0;
     Digest head;              ///< zero for a branch without a revision

@@ -1,0 +1,57 @@
+#include "tome/checkout/commit.h"
+
+#include "tome/base/clock.h"
+#include "tome/base/error.h"
+#include "tome/checkout/branch_state.h"
+
+namespace tome {
+namespace {
+
+Revision revision_on_base(Checkout& checkout, const Digest& tree, const std::string& message) {
+    const Digest base = checkout.state().base();
+    Revision revision;
+    revision.tree = tree;
+    revision.first_parent = base;
+    revision.order = order_of(checkout.sources(), base) + 1;
+    revision.created_at = current_time();
+    revision.message = message;
+    return revision;
+}
+
+}  // namespace
+
+NamedRevision commit_staged(Checkout& checkout, const std::string& message) {
+    const TreeChanges staged = checkout.state().staged_changes();
+    const Digest before = checkout.tree_of(checkout.state().base());
+    ObjectList trees;
+    const Digest tree =
+        staged.empty() ? before : apply_changes(checkout.sources(), before, staged, trees, NewNames::Distinct);
+    if (staged.empty() || tree == before) {
+        throw Error(ErrorCode::NothingStaged, "Nothing staged for commit");
+    }
+    return add_revision(checkout, trees.objects(), tree, message);
+}
+
+NamedRevision add_revision(Checkout& checkout, const std::vector<NewObject>& trees, const Digest& tree,
+                           const std::string& message) {
+    const Revision revision = revision_on_base(checkout, tree, message);
+
+    // Objects first, then, in one transaction on the index, the branch.
+    Transaction stored(checkout.store().database());
+    for (const NewObject& object : trees) {
+        checkout.store().add_object(object.kind, object.bytes);
+    }
+    const Digest head = checkout.store().add_object(ObjectKind::Revision, encode_revision(revision));
+    stored.commit();
+
+    Transaction moved(checkout.state().database());
+    advance_branch(checkout, head);
+    checkout.state().unstage_all();
+    moved.commit();
+    if (!checkout.has_remote()) {
+        publish_branch(checkout, checkout.state().branch(), false);
+    }
+    return {head, revision};
+}
+
+}  // namespace tome
