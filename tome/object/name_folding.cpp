@@ -20,10 +20,10 @@ constexpr char32_t no_code_point = 0x110000;
 
 void append_syllable(std::u32string& text, char32_t syllable) {
     const char32_t index = syllable - first_syllable;
-    text += first_leading + index / (vowels * trailings);
-    text += first_vowel + index / trailings % vowels;
+    text.push_back(first_leading + index / (vowels * trailings));
+    text.push_back(first_vowel + index / trailings % vowels);
     if (index % trailings != 0) {
-        text += before_trailing + index % trailings;
+        text.push_back(before_trailing + index % trailings);
     }
 }
 

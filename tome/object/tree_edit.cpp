@@ -90,7 +90,7 @@ class Editor {
         return entries;
     }
 
-    std::optional<Digest> written(Entries entries) {
+    std::optional<Digest> written(Entries&& entries) {
         if (entries.empty()) {
             return std::nullopt;
         }
