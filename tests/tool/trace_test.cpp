@@ -48,6 +48,8 @@ TEST_F(Trace, NamesEachEngineCallWrittenFileAndLockWithItsTime) {
     EXPECT_TRUE(has(lines, begin + R"(written /\S+/remote/\S+/store\.db\n)")) << lines;
     EXPECT_TRUE(has(lines, begin + R"(written /\S+/Workspaces/workspaces\.json\n)")) << lines;
     EXPECT_TRUE(has(lines, begin + R"(lock /\S+/\.tome/index\.db\n)")) << lines;
+    EXPECT_TRUE(has(lines, begin + R"(remote read branch main at /\S+/remote/\S+\n)")) << lines;
+    EXPECT_TRUE(has(lines, begin + R"(remote move branch evening at /\S+/remote/\S+\n)")) << lines;
 }
 
 TEST_F(Trace, HasOneCompleteLineForEachStep) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "files/trace.h"
 #include "tome/base/error.h"
 #include "tome/checkout/local_branches.h"
 #include "tome/object/revision_graph.h"
@@ -15,6 +16,7 @@ namespace {
 
 FileDescriptor lock_folder(const std::filesystem::path& directory, Checkout::Access access) {
     FileDescriptor folder = open_directory(state_folder(directory), true);
+    const quill::TraceStep step("lock", directory.native());
     int result = 0;
     do {
         result = flock(folder.get(), access == Checkout::Access::Change ? LOCK_EX : LOCK_SH);

@@ -5,6 +5,7 @@
 
 #include "tome/remote/directory_remote.h"
 #include "tome/remote/directory_url.h"
+#include "tome/remote/traced_remote.h"
 #include "tome/remote/url_error.h"
 
 namespace tome {
@@ -34,7 +35,7 @@ const RemoteKind& kind_of(const RepositoryLocation& location) {
 }  // namespace
 
 std::unique_ptr<Remote> open_repository(const RepositoryLocation& location) {
-    return kind_of(location).open(location);
+    return traced(kind_of(location).open(location));
 }
 
 void create_repository(const RepositoryLocation& location) {
