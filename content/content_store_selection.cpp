@@ -9,6 +9,7 @@
 #include "content/local_content_store.h"
 #include "content/tome_content_store.h"
 #include "content/tome_mirror_content_store.h"
+#include "files/absolute_path.h"
 #include "files/text_file.h"
 #include "project/manifest.h"
 #include "project/manifest_text.h"

@@ -12,6 +12,7 @@
 #include "content/content_store_blob_file.h"
 #include "content/tome_content_key.h"
 #include "digest/sha256.h"
+#include "files/absolute_path.h"
 #include "files/trace.h"
 #include "project/checkout_configuration.h"
 #include "project/manifest.h"

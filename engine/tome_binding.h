@@ -1,9 +1,9 @@
-// The one door to the engine. Every operation of tome.h is called from here in one shape: globals for one checkout, a
-// parameter record, a fresh TomeWorkspaceState that collects the events, then require_tome_success. No other module
-// of the workspace code includes tome.h; a site with a libtome of its own adapts this one file.
+// The operations of the engine that workspaces use: a function for each, all of one shape. Each makes one call of the
+// C interface (tome_call.h) and gives back what the engine reported, or throws. The operations of the engine's blob
+// storage are called in content/tome_content_store instead; no other module includes tome.h. Whoever has a libtome of
+// his own adapts the modules tome_binding, tome_call and tome_content_store.
 //
-// Threads: calls on different threads are independent; calls on one thread must not overlap, because the globals point
-// into a text kept per thread.
+// Threads: calls on different threads are independent.
 #pragma once
 
 #include <cstdint>
@@ -13,44 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/workspace_record.h"
-
-extern "C" {
-struct tome_event;
-struct tome_globals;
-struct tome_hash;
-struct tome_string;
-}
+#include "engine/tome_workspace_state.h"
 
 namespace quill {
-
-/// Everything that the engine reported during one call.
-struct TomeWorkspaceState {
-    /// Identity of one file, as the engine reports it.
-    struct FileIdentity {
-        std::string path;         ///< relative to the checkout
-        std::string hash;         ///< SHA-256 of the bytes, 64 lower-case hex digits
-        std::uint64_t value = 0;  ///< size in bytes
-    };
-
-    std::int32_t status = 0;  ///< 0: no error
-    std::string message;
-    std::vector<ProjectWorkspace> workspaces;
-    std::map<std::string, std::string> branch_kinds;
-    std::map<std::string, std::string> metadata;
-    std::vector<ProjectWorkspaceDiffEntry> diff_entries;
-    std::vector<std::string> changed_paths;   ///< conflicts of a merge
-    std::vector<std::string> reported_paths;  ///< status: changed paths; sync: written or removed paths
-    std::string identity;                     ///< 64 lower-case hex digits, or empty
-    std::string second_identity;              ///< status: head on the remote
-    std::uint64_t identity_number = 0;        ///< order of `identity`
-    std::uint64_t identity_extra = 0;         ///< status: order of `second_identity`
-    std::vector<ProjectWorkspaceRevision> revisions;
-    std::vector<std::string> revision_paths;  ///< paths in which two revisions differ
-    std::vector<std::string> restored_paths;
-    std::uint64_t event_count = 0;  ///< revision info: changed files
-    std::vector<FileIdentity> file_identities;
-};
 
 /// The checkout that a call works on.
 struct CheckoutLocation {
@@ -58,35 +23,7 @@ struct CheckoutLocation {
     std::string remote_url;  ///< may be empty; then the checkout's own configuration tells
 };
 
-// ---- The call shape. Declared here for the tests of this module.
-
-/// Globals for `checkout_root`: absolute, normalised and kept in a text of the calling thread until its next call.
-/// Without `remote_url` the one in the checkout's .tome/config.toml is taken; without either, the engine is told to
-/// work without a remote.
-tome_globals tome_globals_for(const std::filesystem::path& checkout_root, const std::string& remote_url);
-
-/// Returns when both `result` and `state.status` are 0; otherwise throws std::runtime_error: `operation`, ": " and the
-/// engine's message, or `operation` and " failed" without one.
-void require_tome_success(std::string_view operation, std::int32_t result, const TomeWorkspaceState& state);
-
-/// The callback of every call; `user` is the address of the call's TomeWorkspaceState. Passes over events that it does
-/// not know. Never throws, because it is called from C: an event that could not be recorded sets `status` to -1.
-void tome_workspace_callback(const tome_event* event, std::uint64_t user);
-
-std::string tome_string_to_std(const tome_string& text);
-
-/// 64 lower-case hex digits; empty for the zero hash, which means that there is none.
-std::string tome_hash_hex(const tome_hash& hash);
-
-struct TomeStringArrayView {
-    const tome_string* items;
-    std::uint64_t count;
-};
-
-/// Fills `storage` with one library string for each of `texts`, which must outlive the call.
-TomeStringArrayView tome_string_array_view(const std::vector<std::string>& texts, std::vector<tome_string>& storage);
-
-// ---- The operations. Each throws what require_tome_success throws, with the engine's name of the operation. Those
+// Each operation throws what require_tome_success throws, with the engine's name of the operation. Those
 // that take a revision throw std::runtime_error "not a Tome revision: " + text, without a call, unless it is 64 hex
 // digits that are not all 0.
 

@@ -11,9 +11,9 @@
 
 #include "content/content_key.h"
 #include "digest/sha256.h"
+#include "files/absolute_path.h"
 #include "identity/file_identity_cache.h"
 #include "identity/repository_identity_worker.h"
-#include "project/manifest.h"
 
 namespace quill {
 namespace {

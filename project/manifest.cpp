@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "files/absolute_path.h"
 #include "files/text_file.h"
 #include "project/manifest_text.h"
 
@@ -14,11 +15,6 @@ bool is_project_package_path(const std::filesystem::path& path) {
 
 std::filesystem::path project_manifest_path(const std::filesystem::path& root) {
     return root / "project.json";
-}
-
-std::filesystem::path absolute_normalized(const std::filesystem::path& path) {
-    const std::filesystem::path normal = std::filesystem::absolute(path).lexically_normal();
-    return normal.has_filename() || !normal.has_relative_path() ? normal : normal.parent_path();
 }
 
 Project read_project(const std::filesystem::path& path) {

@@ -32,9 +32,6 @@ bool is_project_package_path(const std::filesystem::path& path);
 /// `root` joined with "project.json".
 std::filesystem::path project_manifest_path(const std::filesystem::path& root);
 
-/// `path` made absolute against the current directory and lexically normalised, without a trailing separator.
-std::filesystem::path absolute_normalized(const std::filesystem::path& path);
-
 /// Opens the package at `path`. Missing keys get their defaults, the name that of the package's stem; nothing is
 /// validated. Throws std::runtime_error "Project is not a directory: " + path, or "Could not open " + manifest path.
 Project read_project(const std::filesystem::path& path);

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "files/absolute_path.h"
 #include "files/folder_tree.h"
-#include "project/manifest.h"
 
 namespace quill {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 
 namespace quill {
 

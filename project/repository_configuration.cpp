@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "files/absolute_path.h"
 #include "files/text_file.h"
 #include "project/checkout_configuration.h"
 #include "project/manifest.h"

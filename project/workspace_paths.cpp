@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/package_state.h"
 #include "project/repository_configuration.h"
 #include "project/workspace_id.h"

@@ -6,7 +6,7 @@
 #include <map>
 #include <stdexcept>
 
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/repository_configuration.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"

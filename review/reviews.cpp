@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/repository_configuration.h"
 #include "project/workspace_id.h"
 #include "records/wall_clock.h"

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "files/absolute_path.h"
 #include "project/manifest.h"
 #include "workspace/history/history_preview.h"
 #include "workspace/history/revision_history.h"

@@ -71,6 +71,15 @@ void FakeProject::script_healthy_engine() {
     });
 }
 
+void FakeProject::list_branches(const std::vector<std::pair<std::string, std::string>>& branches) {
+    fake_tome::on("tome_branch_list", [branches](const Call&, const Events& events) {
+        for (const auto& [name, kind] : branches) {
+            events.branch(name, kind, fake_tome::make_hash(1));
+        }
+        return 0;
+    });
+}
+
 std::string FakeProject::index_text() const {
     return std::filesystem::exists(index_path()) ? read_file(index_path()) : "absent";
 }

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/fake_tome/fake_tome.h"
 #include "tests/support/failure.h"
@@ -26,6 +28,9 @@ class FakeProject : public testing::Test {
     ~FakeProject() override { fake_tome::reset(); }
 
     static std::size_t count_calls(const std::string& operation) { return fake_tome::calls(operation).size(); }
+
+    /// Makes these the remote's branches, by name and kind.
+    static void list_branches(const std::vector<std::pair<std::string, std::string>>& branches);
 
     std::filesystem::path index_path() const { return project_ / "Workspaces/workspaces.json"; }
 

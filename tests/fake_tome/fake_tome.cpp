@@ -8,7 +8,7 @@
 
 #include "content/content_key.h"
 #include "digest/sha256.h"
-#include "engine/tome_binding.h"
+#include "engine/tome_call.h"
 #include "tests/support/temporary_folder.h"
 
 namespace fake_tome {

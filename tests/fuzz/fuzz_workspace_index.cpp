@@ -11,6 +11,7 @@
 #include "tests/support/temporary_folder.h"
 #include "workspace/index/workspace_index.h"
 #include "workspace/index/workspace_index_file.h"
+#include "workspace/index/workspace_reconciliation.h"
 
 namespace {
 

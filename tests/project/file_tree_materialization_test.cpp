@@ -1,4 +1,4 @@
-#include "project/file_tree_comparison.h"
+#include "project/file_tree_materialization.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "project/file_tree_comparison.h"
 #include "tests/support/file_test_support.h"
 #include "tests/support/temporary_folder.h"
 

@@ -10,33 +10,17 @@
 
 #include "tests/support/failure.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/workspace/workspace_list.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using quill::ProjectWorkspace;
+using quill_test::ids;
 using quill_test::read_file;
+using quill_test::workspace;
 using quill_test::write_file;
 using Workspaces = std::vector<ProjectWorkspace>;
-
-ProjectWorkspace workspace(const std::string& id, const std::string& updated = "1") {
-    ProjectWorkspace made;
-    made.id = id;
-    made.name = "Name of " + id;
-    made.parentId = "main";
-    made.baseScene = "Scenes/Main.usda";
-    made.createdAt = "1";
-    made.updatedAt = updated;
-    return made;
-}
-
-std::string ids(const Workspaces& workspaces) {
-    std::string text;
-    for (const ProjectWorkspace& entry : workspaces) {
-        text += (text.empty() ? "" : " ") + entry.id;
-    }
-    return text;
-}
 
 class WorkspaceIndexFile : public testing::Test {
   protected:
@@ -206,77 +190,6 @@ TEST_F(WorkspaceIndexFile, UpdatesAtTheSameTimeLoseNothing) {
     add_ten("b");
     other.join();
     EXPECT_EQ(quill::read_workspaces_without_main(project_).size(), 20u);
-}
-
-// ---- What callers see
-
-TEST_F(WorkspaceIndexFile, PickerShowsMainFirstThenTheNewestByTheirText) {
-    Workspaces all{workspace("a", "10"), workspace("b", "9"), workspace("main", "0"), workspace("c", "")};
-    quill::sort_workspaces_for_picker(all);
-    EXPECT_EQ(ids(all), "main b a c");
-}
-
-TEST_F(WorkspaceIndexFile, LocalIndexHoldsMainAndArchivedOnesWhenAsked) {
-    ProjectWorkspace archived = workspace("old", "3");
-    archived.archived = true;
-    quill::write_workspaces_without_main(project_, {workspace("a", "1"), workspace("b", "2"), archived});
-    EXPECT_EQ(ids(quill::local_workspace_index(project_, false)), "main b a");
-    EXPECT_EQ(ids(quill::local_workspace_index(project_, true)), "main old b a");
-}
-
-TEST_F(WorkspaceIndexFile, ReconciledListHoldsTheRemotesWorkspaces) {
-    ProjectWorkspace archived = workspace("old", "3");
-    archived.archived = true;
-    const Workspaces remote{workspace("a", "1"), workspace("b", "2"), archived, workspace("")};
-    const Workspaces local{workspace("a"), workspace("only-here")};
-    EXPECT_EQ(ids(quill::reconcile_local_workspaces_with_tome(local, remote, false)), "b a");
-    EXPECT_EQ(ids(quill::reconcile_local_workspaces_with_tome(local, remote, true)), "old b a");
-}
-
-TEST_F(WorkspaceIndexFile, LocalNameParentAndSceneWinWhenThereAreAny) {
-    ProjectWorkspace local = workspace("a");
-    local.name = "Local";
-    local.parentId = "parent";
-    local.baseScene = "Scenes/Local.usda";
-    const ProjectWorkspace remote = workspace("a");
-    const ProjectWorkspace merged = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
-    EXPECT_EQ(merged.name, "Local");
-    EXPECT_EQ(merged.parentId, "parent");
-    EXPECT_EQ(merged.baseScene, "Scenes/Local.usda");
-    local.name = local.parentId = local.baseScene = "";
-    const ProjectWorkspace kept = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
-    EXPECT_EQ(kept.name, "Name of a");
-    EXPECT_EQ(kept.parentId, "main");
-    EXPECT_EQ(kept.baseScene, "Scenes/Main.usda");
-}
-
-TEST_F(WorkspaceIndexFile, LocalTimesAndAuthorFillInAlone) {
-    ProjectWorkspace local = workspace("a", "5");
-    local.createdAt = "4";
-    local.author = "ana";
-    local.headKey = "local";
-    ProjectWorkspace remote = workspace("a", "");
-    remote.createdAt = "";
-    remote.headKey = "remote";
-    const ProjectWorkspace filled = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
-    EXPECT_EQ(filled.createdAt + filled.updatedAt + filled.author, "45ana");
-    EXPECT_EQ(filled.headKey, "remote");
-    remote.createdAt = "7";
-    remote.updatedAt = "8";
-    remote.author = "bob";
-    const ProjectWorkspace kept = quill::reconcile_local_workspaces_with_tome({local}, {remote}, false).at(0);
-    EXPECT_EQ(kept.createdAt + kept.updatedAt + kept.author, "78bob");
-}
-
-TEST_F(WorkspaceIndexFile, WorkspaceWithoutNameOrParentGetsThem) {
-    ProjectWorkspace remote = workspace("a");
-    remote.name = remote.parentId = "";
-    ProjectWorkspace main = workspace("main");
-    main.parentId = "";
-    const Workspaces merged = quill::reconcile_local_workspaces_with_tome({}, {remote, main}, false);
-    EXPECT_EQ(merged.at(0).parentId, "");
-    EXPECT_EQ(merged.at(1).name, "a");
-    EXPECT_EQ(merged.at(1).parentId, "main");
 }
 
 }  // namespace

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "files/absolute_path.h"
 #include "files/folder_tree.h"
 #include "project/checkout_configuration.h"
-#include "project/manifest.h"
 #include "project/temporary_checkouts.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"

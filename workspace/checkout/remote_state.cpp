@@ -1,7 +1,7 @@
 #include "workspace/checkout/remote_state.h"
 
 #include "engine/tome_binding.h"
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/repository_configuration.h"
 #include "project/workspace_paths.h"
 #include "workspace/checkout/workspace_checkout.h"

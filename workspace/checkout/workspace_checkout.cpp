@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "files/absolute_path.h"
 #include "files/folder_tree.h"
 #include "files/text_file.h"
 #include "project/checkout_configuration.h"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "files/absolute_path.h"
 #include "project/manifest.h"
 #include "project/visible_files.h"
 

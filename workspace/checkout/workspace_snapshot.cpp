@@ -14,7 +14,7 @@
 #include "engine/tome_binding.h"
 #include "files/file_bytes.h"
 #include "files/folder_tree.h"
-#include "project/file_tree_comparison.h"
+#include "project/file_tree_materialization.h"
 #include "project/visible_files.h"
 
 namespace quill {

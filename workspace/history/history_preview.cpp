@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "engine/tome_binding.h"
+#include "files/absolute_path.h"
 #include "files/text_file.h"
 #include "project/manifest.h"
 #include "project/package_state.h"

@@ -12,6 +12,7 @@
 #include "files/folder_tree.h"
 #include "files/platform.h"
 #include "project/file_tree_comparison.h"
+#include "project/file_tree_materialization.h"
 #include "project/package_state.h"
 #include "project/visible_files.h"
 

@@ -9,7 +9,7 @@
 #include "engine/branch_metadata.h"
 #include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/workspace_id.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/index/workspace_lookup.h"

@@ -6,6 +6,7 @@
 
 #include "engine/branch_metadata.h"
 #include "engine/tome_binding.h"
+#include "files/absolute_path.h"
 #include "project/file_tree_comparison.h"
 #include "project/manifest.h"
 #include "project/package_state.h"

@@ -44,8 +44,4 @@ WorkspaceBranchIndexCache tome_branch_index_cache(const std::filesystem::path& p
 /// Drops the cached list, so that the next listing refreshes.
 void invalidate_tome_branch_index_cache(const std::filesystem::path& project);
 
-/// The workspaces among the remote's branches, the main workspace first. Name, parent, scene, author and creation time
-/// of those that the index file lacks come from their branches' metadata. Throws what the engine reports.
-std::vector<ProjectWorkspace> query_tome_branch_index_workspaces(const std::filesystem::path& project);
-
 }  // namespace quill

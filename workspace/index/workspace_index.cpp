@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <set>
 
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/repository_configuration.h"
 #include "project/workspace_id.h"
 #include "workspace/index/branch_index_cache.h"
-#include "workspace/index/workspace_index_file.h"
+#include "workspace/index/workspace_reconciliation.h"
 
 namespace quill {
 namespace {

@@ -12,7 +12,6 @@
 #include "records/json_value.h"
 #include "records/record_file.h"
 #include "records/record_folder.h"
-#include "workspace/checkout/workspace_scene.h"
 
 namespace quill {
 namespace {
@@ -42,10 +41,6 @@ std::string text_of(const ProjectWorkspace& workspace) {
            json_text_member("createdAt", workspace.createdAt) + "," +
            json_text_member("updatedAt", workspace.updatedAt) + "," + json_text_member("author", workspace.author) +
            "}";
-}
-
-std::string first_non_empty(const std::string& a, const std::string& b) {
-    return a.empty() ? b : a;
 }
 
 // Without the array's brackets, as far as there is one.
@@ -134,54 +129,6 @@ void record_workspace_head(const std::filesystem::path& project, const std::stri
             }
         }
     });
-}
-
-void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces) {
-    std::stable_sort(workspaces.begin(), workspaces.end(), [](const ProjectWorkspace& a, const ProjectWorkspace& b) {
-        if ((a.id == "main") != (b.id == "main")) {
-            return a.id == "main";
-        }
-        return a.id != "main" && a.updatedAt > b.updatedAt;
-    });
-}
-
-std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived) {
-    std::vector<ProjectWorkspace> workspaces{main_workspace(project)};
-    for (ProjectWorkspace& workspace : read_workspaces_without_main(project)) {
-        if (include_archived || !workspace.archived) {
-            workspaces.push_back(std::move(workspace));
-        }
-    }
-    sort_workspaces_for_picker(workspaces);
-    return workspaces;
-}
-
-std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::vector<ProjectWorkspace>& local,
-                                                                   const std::vector<ProjectWorkspace>& remote,
-                                                                   bool include_archived) {
-    std::vector<ProjectWorkspace> result;
-    for (ProjectWorkspace workspace : remote) {
-        if (workspace.id.empty() || (workspace.archived && !include_archived)) {
-            continue;
-        }
-        const auto known = std::find_if(local.begin(), local.end(),
-                                        [&](const ProjectWorkspace& entry) { return entry.id == workspace.id; });
-        if (known != local.end()) {
-            workspace.name = first_non_empty(known->name, workspace.name);
-            workspace.parentId = first_non_empty(known->parentId, workspace.parentId);
-            workspace.baseScene = first_non_empty(known->baseScene, workspace.baseScene);
-            workspace.createdAt = first_non_empty(workspace.createdAt, known->createdAt);
-            workspace.updatedAt = first_non_empty(workspace.updatedAt, known->updatedAt);
-            workspace.author = first_non_empty(workspace.author, known->author);
-        }
-        workspace.name = first_non_empty(workspace.name, workspace.id);
-        if (workspace.id != "main") {
-            workspace.parentId = first_non_empty(workspace.parentId, "main");
-        }
-        result.push_back(std::move(workspace));
-    }
-    sort_workspaces_for_picker(result);
-    return result;
 }
 
 }  // namespace quill

@@ -1,4 +1,5 @@
-// The workspace index file and the merge of its entries with the remote's branches. For the workspace operations.
+// The index file Workspaces/workspaces.json (format: docs/formats.md): read, replaced, and changed so that nothing is
+// lost that other programs wrote. Any thread.
 #pragma once
 
 #include <filesystem>
@@ -32,16 +33,5 @@ void require_writable_workspace_index(const std::filesystem::path& project);
 /// Writes a workspace's new head and the time `updated_at` into its entry; nothing for "main" or an unknown id.
 void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
                            const std::string& updated_at);
-
-/// "main" first, then by `updatedAt`, compared as byte strings, greatest first.
-void sort_workspaces_for_picker(std::vector<ProjectWorkspace>& workspaces);
-
-/// The main workspace and the index file's, in picker order.
-std::vector<ProjectWorkspace> local_workspace_index(const std::filesystem::path& project, bool include_archived);
-
-/// The remote's workspaces, completed from the local ones of the same id, in picker order.
-std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::vector<ProjectWorkspace>& local,
-                                                                   const std::vector<ProjectWorkspace>& remote,
-                                                                   bool include_archived);
 
 }  // namespace quill

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "files/absolute_path.h"
 #include "files/text_file.h"
 #include "project/manifest.h"
 #include "project/manifest_text.h"

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "engine/engine_errors.h"
+#include "files/absolute_path.h"
 #include "files/folder_tree.h"
 #include "project/checkout_configuration.h"
-#include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/repository_configuration.h"
 #include "project/visible_files.h"

@@ -9,7 +9,7 @@
 #include "engine/branch_metadata.h"
 #include "engine/engine_errors.h"
 #include "engine/tome_binding.h"
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "project/repository_configuration.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"

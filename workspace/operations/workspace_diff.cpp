@@ -1,7 +1,7 @@
 #include "workspace/operations/workspace_diff.h"
 
 #include "engine/tome_binding.h"
-#include "project/manifest.h"
+#include "files/absolute_path.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/index/workspace_lookup.h"
 

@@ -7,9 +7,9 @@
 
 #include "engine/branch_metadata.h"
 #include "engine/tome_binding.h"
+#include "files/absolute_path.h"
 #include "files/file_bytes.h"
 #include "files/folder_tree.h"
-#include "project/manifest.h"
 #include "project/package_state.h"
 #include "project/visible_files.h"
 #include "project/workspace_paths.h"

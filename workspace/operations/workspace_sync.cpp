@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "engine/tome_binding.h"
+#include "files/absolute_path.h"
 #include "files/file_bytes.h"
 #include "files/folder_tree.h"
-#include "project/manifest.h"
 #include "project/visible_files.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"

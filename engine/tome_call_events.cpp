@@ -1,9 +1,9 @@
-// The callback of the binding: what becomes of each event of the engine.
+// The callback: what becomes of each event of the engine.
 #include <tome/tome.h>
 
 #include <exception>
 
-#include "engine/tome_binding.h"
+#include "engine/tome_call.h"
 
 namespace quill {
 namespace {
@@ -51,6 +51,8 @@ void record_branch(TomeWorkspaceState& state, const tome_branch_event_t& event) 
     workspace.name = workspace.id;
     workspace.headKey = tome_hash_hex(event.head);
     workspace.archived = event.archived != 0;
+    // The engine tells one time of a branch, that of its last change, and both fields get it: that is how a listed
+    // branch is fixed. Where it matters, the branch's metadata tells when the workspace was made.
     workspace.createdAt = std::to_string(event.updated_at);
     workspace.updatedAt = workspace.createdAt;
     workspace.author = tome_string_to_std(event.author);
