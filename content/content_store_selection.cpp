@@ -93,13 +93,13 @@ std::shared_ptr<ContentStore> make_content_store_from_environment(const fs::path
                                                                   const std::string& url_base) {
     const fs::path project = absolute_normalized(project_path);
     const char* backend = std::getenv("QUILL_CONTENT_STORE_BACKEND");
-    const std::string_view wanted = backend != nullptr ? backend : "";
-    if (wanted == "tome") {
+    const std::string_view chosen = backend != nullptr ? backend : "";
+    if (chosen == "tome") {
         const char* workspace = std::getenv("QUILL_TOME_WORKSPACE");
         const bool named = workspace != nullptr && *workspace != '\0';
         return repository_store(named ? fs::path(workspace) : project, project, url_base);
     }
-    if (wanted == "local") {
+    if (chosen == "local") {
         return local_store(project, url_base);
     }
     return make_project_content_store(project, url_base);

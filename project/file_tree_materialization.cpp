@@ -78,8 +78,8 @@ void install(const FolderTree& target, const std::string& staged, const std::str
         // A folder that is empty, say, stands there.
     }
     try {
-        const std::optional<FolderEntry> standing = target.find(relative);
-        standing && standing->is_folder() ? target.remove_if_empty(relative) : target.remove_file(relative);
+        const std::optional<FolderEntry> existing = target.find(relative);
+        existing && existing->is_folder() ? target.remove_if_empty(relative) : target.remove_file(relative);
         target.rename(staged, relative);
     } catch (const FileError& error) {
         target.remove_file(staged);

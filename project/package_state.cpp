@@ -11,12 +11,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Place {
-    fs::path root;
-    std::string relative;
+struct StatePath {
+    fs::path root;         // the package, or the folder around a path that is not below it
+    std::string relative;  // below the root
 };
 
-Place place_of(const fs::path& project, const fs::path& path) {
+StatePath state_path_of(const fs::path& project, const fs::path& path) {
     const fs::path package = absolute_normalized(project);
     const fs::path relative = path.lexically_normal().lexically_relative(package);
     if (relative.empty() || *relative.begin() == "..") {
@@ -25,40 +25,40 @@ Place place_of(const fs::path& project, const fs::path& path) {
     return {package, relative == "." ? std::string() : relative.string()};
 }
 
-// The first link on the way to the place, the place among it.
-[[noreturn]] void refuse_link(const Place& place) {
-    const FolderTree tree(place.root);
-    for (std::size_t slash = place.relative.find('/');; slash = place.relative.find('/', slash + 1)) {
-        const std::string part = place.relative.substr(0, slash);
+// Names the first link among the folders of the path and what is at its end.
+[[noreturn]] void refuse_link(const StatePath& state) {
+    const FolderTree tree(state.root);
+    for (std::size_t slash = state.relative.find('/');; slash = state.relative.find('/', slash + 1)) {
+        const std::string part = state.relative.substr(0, slash);
         const auto entry = tree.find(part);
         if (slash == std::string::npos || (entry && entry->kind == FolderEntry::Kind::Link)) {
-            throw std::runtime_error("a symbolic link stands in the way: " + (place.root / part).string());
+            throw std::runtime_error("a symbolic link stands in the way: " + (state.root / part).string());
         }
     }
 }
 
 template <typename Call>
-void in_place(const Place& place, Call call) {
+void in_state_tree(const StatePath& state, Call call) {
     try {
-        call(FolderTree(place.root));
+        call(FolderTree(state.root));
     } catch (const FileError& error) {
         if (error.kind() != FileError::Kind::Link) {
             throw;
         }
-        refuse_link(place);
+        refuse_link(state);
     }
 }
 
 }  // namespace
 
 fs::path unlinked_state_path(const fs::path& project, const fs::path& path) {
-    const Place place = place_of(project, path);
+    const StatePath state = state_path_of(project, path);
     std::error_code ignored;
-    if (fs::is_directory(place.root, ignored)) {
-        in_place(place, [&](const FolderTree& tree) {
-            const auto entry = tree.find(place.relative);
+    if (fs::is_directory(state.root, ignored)) {
+        in_state_tree(state, [&](const FolderTree& tree) {
+            const auto entry = tree.find(state.relative);
             if (entry && entry->kind == FolderEntry::Kind::Link) {
-                refuse_link(place);
+                refuse_link(state);
             }
         });
     }
@@ -66,15 +66,15 @@ fs::path unlinked_state_path(const fs::path& project, const fs::path& path) {
 }
 
 void make_state_folder(const fs::path& project, const fs::path& path) {
-    const Place place = place_of(project, path);
-    in_place(place, [&](const FolderTree& tree) { tree.make_folder(place.relative); });
+    const StatePath state = state_path_of(project, path);
+    in_state_tree(state, [&](const FolderTree& tree) { tree.make_folder(state.relative); });
 }
 
 void remove_state(const fs::path& project, const fs::path& path) {
-    const Place place = place_of(project, path);
+    const StatePath state = state_path_of(project, path);
     std::error_code ignored;
-    if (fs::is_directory(place.root, ignored)) {
-        in_place(place, [&](const FolderTree& tree) { tree.remove_all(place.relative); });
+    if (fs::is_directory(state.root, ignored)) {
+        in_state_tree(state, [&](const FolderTree& tree) { tree.remove_all(state.relative); });
     }
 }
 

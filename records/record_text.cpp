@@ -181,17 +181,17 @@ bool record_is_read_whole(std::string_view stored_text, std::string_view written
 std::vector<std::string> merged_record_texts(const std::vector<std::string>& changed,
                                              const std::vector<std::string>& written,
                                              const std::vector<std::string_view>& stored) {
-    std::multimap<std::string, std::size_t> places;  // Equal names keep their order.
+    std::multimap<std::string, std::size_t> numbers;  // Equal names keep their order.
     for (std::size_t i = 0; i < written.size(); ++i) {
-        places.emplace(name_of(written[i]), i);
+        numbers.emplace(name_of(written[i]), i);
     }
     std::vector<std::string> texts;
     for (const std::string& record : changed) {
-        const auto place = places.find(name_of(record));
-        texts.push_back(place != places.end() ? merged_record(record, written[place->second], stored[place->second])
-                                              : record);
-        if (place != places.end()) {
-            places.erase(place);
+        const auto number = numbers.find(name_of(record));
+        texts.push_back(number != numbers.end() ? merged_record(record, written[number->second], stored[number->second])
+                                                : record);
+        if (number != numbers.end()) {
+            numbers.erase(number);
         }
     }
     return texts;

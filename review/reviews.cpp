@@ -26,13 +26,13 @@ bool contains(const Set& set, std::string_view value) {
 }
 
 template <typename Record>
-auto with_id(std::vector<Record>& records, std::string_view id) {
+auto find_by_id(std::vector<Record>& records, std::string_view id) {
     return std::find_if(records.begin(), records.end(), [&](const Record& record) { return record.id == id; });
 }
 
 const ProjectWorkspace& require_workspace(std::vector<ProjectWorkspace>& workspaces, const std::string& id,
                                           const char* role) {
-    const auto found = with_id(workspaces, id);
+    const auto found = find_by_id(workspaces, id);
     if (found == workspaces.end()) {
         throw std::runtime_error(std::string(role) + " workspace does not exist: " + id);
     }
@@ -42,7 +42,7 @@ const ProjectWorkspace& require_workspace(std::vector<ProjectWorkspace>& workspa
 // With the heads that the remote has. Its branch list has none for main, whose newest revision is asked for.
 std::vector<ProjectWorkspace> workspaces_on_remote(const std::filesystem::path& project) {
     std::vector<ProjectWorkspace> workspaces = refresh_project_workspaces(project, true);
-    const auto main = with_id(workspaces, "main");
+    const auto main = find_by_id(workspaces, "main");
     if (main != workspaces.end() && project_has_tome_remote(project)) {
         const std::vector<ProjectWorkspaceRevision> newest = list_project_workspace_revisions(project, "main", 1);
         main->headKey = newest.empty() ? "" : newest.front().id;
@@ -52,7 +52,7 @@ std::vector<ProjectWorkspace> workspaces_on_remote(const std::filesystem::path& 
 
 std::string free_review_id(std::vector<ProjectReview>& reviews, const std::string& base) {
     int number = 1;
-    while (with_id(reviews, numbered_id(base, number)) != reviews.end()) {
+    while (find_by_id(reviews, numbered_id(base, number)) != reviews.end()) {
         ++number;
     }
     return numbered_id(base, number);
@@ -108,7 +108,7 @@ std::vector<ProjectReview> list_project_reviews(const std::filesystem::path& pro
 
 std::optional<ProjectReview> find_project_review(const std::filesystem::path& project, const std::string& review_id) {
     std::vector<ProjectReview> reviews = read_project_reviews(absolute_normalized(project));
-    const auto found = with_id(reviews, review_id);
+    const auto found = find_by_id(reviews, review_id);
     return found != reviews.end() ? std::optional(std::move(*found)) : std::nullopt;
 }
 
@@ -162,8 +162,8 @@ ProjectReview update_project_review_status(const std::filesystem::path& project_
     }
     return update_review(project, review_id, [&](ProjectReview& review) {
         review.status = status;
-        const auto target = with_id(workspaces, workspace_id_or_main(review.targetWorkspace));
-        const auto source = with_id(workspaces, review.sourceWorkspace);
+        const auto target = find_by_id(workspaces, workspace_id_or_main(review.targetWorkspace));
+        const auto source = find_by_id(workspaces, review.sourceWorkspace);
         review.baseHeadKey = target != workspaces.end() ? target->headKey : review.baseHeadKey;
         review.sourceHeadKey = source != workspaces.end() ? source->headKey : review.sourceHeadKey;
     });

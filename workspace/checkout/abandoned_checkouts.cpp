@@ -24,16 +24,16 @@
 namespace quill {
 namespace {
 
-struct HeldCheckouts {
+struct ProcessCheckouts {
     std::mutex mutex;
     std::map<std::string, int> descriptors;  // guarded by mutex
     std::set<std::string> swept;             // guarded by mutex
 };
 
 // Never destroyed: background threads may outlive main.
-HeldCheckouts& held_checkouts() {
-    static auto* held = new HeldCheckouts;
-    return *held;
+ProcessCheckouts& process_checkouts() {
+    static auto* checkouts = new ProcessCheckouts;
+    return *checkouts;
 }
 
 // A workspace may be called "metadata-1-2" as well. Only the checkout for queries holds the project's ID, or, when its
@@ -98,14 +98,14 @@ void remove_abandoned(const FolderTree& package, const std::string& base, const 
 }  // namespace
 
 void hold_checkout(const std::filesystem::path& checkout) {
-    HeldCheckouts& held = held_checkouts();
-    const std::lock_guard lock(held.mutex);
+    ProcessCheckouts& checkouts = process_checkouts();
+    const std::lock_guard lock(checkouts.mutex);
     const int descriptor = open_folder(checkout);
     if (descriptor < 0) {
         return;
     }
     flock(descriptor, LOCK_SH | LOCK_NB);
-    const auto [entry, fresh] = held.descriptors.emplace(checkout.string(), descriptor);
+    const auto [entry, fresh] = checkouts.descriptors.emplace(checkout.string(), descriptor);
     if (!fresh) {
         close(entry->second);
         entry->second = descriptor;
@@ -113,20 +113,20 @@ void hold_checkout(const std::filesystem::path& checkout) {
 }
 
 void release_checkout(const std::filesystem::path& checkout) {
-    HeldCheckouts& held = held_checkouts();
-    const std::lock_guard lock(held.mutex);
-    if (const auto entry = held.descriptors.find(checkout.string()); entry != held.descriptors.end()) {
+    ProcessCheckouts& checkouts = process_checkouts();
+    const std::lock_guard lock(checkouts.mutex);
+    if (const auto entry = checkouts.descriptors.find(checkout.string()); entry != checkouts.descriptors.end()) {
         close(entry->second);
-        held.descriptors.erase(entry);
+        checkouts.descriptors.erase(entry);
     }
 }
 
 void remove_abandoned_checkouts(const std::filesystem::path& project) {
-    HeldCheckouts& held = held_checkouts();
+    ProcessCheckouts& checkouts = process_checkouts();
     const std::filesystem::path package = absolute_normalized(project);
     {
-        const std::lock_guard lock(held.mutex);
-        if (!held.swept.insert(package.string()).second) {
+        const std::lock_guard lock(checkouts.mutex);
+        if (!checkouts.swept.insert(package.string()).second) {
             return;
         }
     }

@@ -84,10 +84,10 @@ class Snapshot {
     }
 
     bool is_there(const FileDescriptor& from, const FileStamp& stamp, const std::string& relative) const {
-        const std::optional<FolderEntry> standing = checkout_.find(relative);
+        const std::optional<FolderEntry> existing = checkout_.find(relative);
         rewind(from);
-        const bool same = standing && standing->is_file() && standing->stamp.size == stamp.size &&
-                          standing->stamp.executable == stamp.executable &&
+        const bool same = existing && existing->is_file() && existing->stamp.size == stamp.size &&
+                          existing->stamp.executable == stamp.executable &&
                           equal_file_bytes(from, checkout_.open_file(relative));
         rewind(from);
         return same;
@@ -102,8 +102,8 @@ class Snapshot {
         try {
             for (std::size_t slash = folder.find('/');; slash = folder.find('/', slash + 1)) {
                 const std::string part = folder.substr(0, slash);
-                const std::optional<FolderEntry> standing = checkout_.find(part);
-                if (standing && standing->is_file()) {
+                const std::optional<FolderEntry> existing = checkout_.find(part);
+                if (existing && existing->is_file()) {
                     checkout_.remove_file(part);
                 }
                 if (slash == std::string::npos) {
@@ -147,8 +147,8 @@ std::optional<FolderEntry> find_selected(const FolderTree& source, const std::st
 void remove_selected(const FolderTree& checkout, const std::string& relative,
                      const std::optional<FolderEntry>& in_source) {
     try {
-        const std::optional<FolderEntry> standing = checkout.find(relative);
-        const bool took_its_place = in_source && standing && standing->is_file();
+        const std::optional<FolderEntry> existing = checkout.find(relative);
+        const bool took_its_place = in_source && existing && existing->is_file();
         if (in_source && !took_its_place) {
             throw std::runtime_error("could not snapshot changed workspace file: " + relative);
         }
@@ -163,9 +163,9 @@ void remove_selected(const FolderTree& checkout, const std::string& relative,
 // either. A link that leads nowhere is no deletion: what it led to may have been moved.
 bool is_gone(const FolderTree& source, const std::string& file) {
     try {
-        const std::optional<FolderEntry> standing = source.find(file);
-        if (!standing || standing->kind != FolderEntry::Kind::Link) {
-            return !standing || !standing->is_file();
+        const std::optional<FolderEntry> existing = source.find(file);
+        if (!existing || existing->kind != FolderEntry::Kind::Link) {
+            return !existing || !existing->is_file();
         }
         const std::optional<FolderEntry> target = source.find_target(file);
         return target && !target->is_file();
@@ -177,18 +177,19 @@ bool is_gone(const FolderTree& source, const std::string& file) {
 std::vector<std::string> files_to_mirror(const FolderTree& source, const std::vector<std::string>& present,
                                          std::vector<std::string>& stale) {
     for (int walk = 1;; ++walk) {
-        std::vector<std::string> wanted = all_visible_project_files(source);
-        std::erase_if(wanted, is_restore_staging_file);
-        if (wanted.empty() && !present.empty()) {
+        std::vector<std::string> source_files = all_visible_project_files(source);
+        std::erase_if(source_files, is_restore_staging_file);
+        if (source_files.empty() && !present.empty()) {
             throw std::runtime_error("nothing to commit from, the source folder holds no file: " +
                                      source.root().string());
         }
         stale.clear();
-        std::set_difference(present.begin(), present.end(), wanted.begin(), wanted.end(), std::back_inserter(stale));
+        std::set_difference(present.begin(), present.end(), source_files.begin(), source_files.end(),
+                            std::back_inserter(stale));
         const auto missed =
             std::find_if(stale.begin(), stale.end(), [&](const std::string& file) { return !is_gone(source, file); });
         if (missed == stale.end()) {
-            return wanted;
+            return source_files;
         }
         if (walk == max_walks) {
             throw std::runtime_error("could not snapshot main workspace file: " + *missed);
@@ -215,7 +216,7 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
     const FolderTree source = open_source_folder(source_root);
     const FolderTree checkout(checkout_root);
     std::vector<std::string> stale;
-    const std::vector<std::string> wanted = files_to_mirror(source, all_visible_project_files(checkout), stale);
+    const std::vector<std::string> source_files = files_to_mirror(source, all_visible_project_files(checkout), stale);
     for (const std::string& file : stale) {
         try {
             checkout.remove_file(file);
@@ -226,7 +227,7 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
     }
     Snapshot snapshot(source, checkout, writers,
                       "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
-    for (const std::string& file : wanted) {
+    for (const std::string& file : source_files) {
         snapshot.copy(file);
     }
     return stale;

@@ -37,8 +37,8 @@ std::set<std::string> entries_of_another_kind(const FolderTree& live, const Fold
     std::set<std::string> entries;
     std::set<std::string> folders;  // those seen
     for (const std::string& file : all_visible_project_files(restored)) {
-        const std::optional<FolderEntry> standing = live.find(file);
-        if (standing && standing->is_folder()) {
+        const std::optional<FolderEntry> existing = live.find(file);
+        if (existing && existing->is_folder()) {
             entries.insert(file);
         }
         for (std::string folder = folder_of(file); !folder.empty() && folders.insert(folder).second;
@@ -150,11 +150,11 @@ bool holds_hidden_files(const FolderTree& live, const std::string& folder) {
 }
 
 bool can_be_replaced(const FolderTree& live, const std::string& file) {
-    const std::optional<FolderEntry> standing = live.find(file);
-    if (standing && standing->is_folder()) {
+    const std::optional<FolderEntry> existing = live.find(file);
+    if (existing && existing->is_folder()) {
         return !holds_hidden_files(live, file);
     }
-    const std::optional<FolderEntry> target = standing ? live.find_target(file) : std::nullopt;
+    const std::optional<FolderEntry> target = existing ? live.find_target(file) : std::nullopt;
     return !target || target->is_file();
 }
 

@@ -79,8 +79,9 @@ std::string current_head_of(const std::vector<ProjectWorkspaceRevision>& revisio
     return revisions.empty() ? std::string() : revisions.front().id;
 }
 
-// Everything that can be refused before a lock is taken or a file is touched.
-void check_request(RestoreRequest& request, const std::string& expected_head, const std::string& expected_project_id) {
+// Fills the request in, and refuses all that can be refused before a lock is taken or a file is touched.
+void complete_request(RestoreRequest& request, const std::string& expected_head,
+                      const std::string& expected_project_id) {
     request.project_id = read_project(request.project).manifest.id;
     if (!is_valid_project_id(request.project_id)) {
         refuse("restore requires a project with a stable project ID");
@@ -200,7 +201,7 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
     request.target = target_revision;
     request.author = author;
     request.message = summary.empty() ? "Restored earlier workspace state" : summary;
-    check_request(request, expected_head, expected_project_id);
+    complete_request(request, expected_head, expected_project_id);
 
     if (request.workspace_id != "main") {
         require_writable_workspace_index(request.project);

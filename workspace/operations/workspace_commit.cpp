@@ -50,9 +50,9 @@ struct CommitRequest {
     bool sparse_source = false;  // the source is a checkout, which may lack files without having deleted them
 };
 
-struct CommitPlace {
+struct CommitTarget {
     fs::path checkout;
-    bool in_place = false;  // the source folder itself
+    bool is_source = false;  // the source folder commits in itself
 };
 
 void bring_main_checkout(const CommitRequest& request, const fs::path& checkout) {
@@ -80,14 +80,14 @@ bool same_folder(const fs::path& a, const fs::path& b) {
 }
 
 // The workspace's own checkout commits in itself unless it shares its store; everything else through a private one.
-CommitPlace choose_place(const CommitRequest& request) {
+CommitTarget choose_target(const CommitRequest& request) {
     if (request.workspace == "main") {
         return {workspace_main_commit_checkout(request.project), false};
     }
-    const bool in_place =
+    const bool is_source =
         request.sparse_source && !tome_checkout_uses_project_shared_store(request.project, request.source);
-    return in_place ? CommitPlace{request.source, true}
-                    : CommitPlace{workspace_branch_commit_checkout(request.project, request.workspace), false};
+    return is_source ? CommitTarget{request.source, true}
+                     : CommitTarget{workspace_branch_commit_checkout(request.project, request.workspace), false};
 }
 
 std::vector<fs::path> visible_paths(const std::vector<fs::path>& paths) {
@@ -187,23 +187,23 @@ bool is_project_file(const fs::path& path) {
 }
 
 std::vector<std::string> reported_changes(const TomeWorkspaceState& status, const CommitRequest& request,
-                                          const CommitPlace& place) {
-    std::set<std::string> wanted;
+                                          const CommitTarget& target) {
+    std::set<std::string> asked_for;
     for (const fs::path& path : request.changed_paths) {
-        wanted.insert(path.string());
+        asked_for.insert(path.string());
     }
     std::vector<std::string> changed;
     for (const std::string& reported : status.reported_paths) {
         const fs::path reported_path = reported;
         const fs::path path =
-            (reported_path.is_absolute() ? reported_path.lexically_relative(place.checkout) : reported_path)
+            (reported_path.is_absolute() ? reported_path.lexically_relative(target.checkout) : reported_path)
                 .lexically_normal();
         if (path.empty() || path.is_absolute() || *path.begin() == "..") {
             throw std::runtime_error("Tome reported a changed file outside the project checkout: " + reported);
         }
-        const bool everything = !place.in_place || (request.whole && is_project_file(place.checkout / path));
-        const bool asked_for = wanted.contains(path.string()) || (everything && !is_restore_staging_file(path));
-        if (!project_relative_path_is_hidden(path) && asked_for) {
+        const bool everything = !target.is_source || (request.whole && is_project_file(target.checkout / path));
+        const bool is_included = asked_for.contains(path.string()) || (everything && !is_restore_staging_file(path));
+        if (!project_relative_path_is_hidden(path) && is_included) {
             changed.push_back(path.string());
         }
     }
@@ -257,9 +257,10 @@ bool is_published(const CommitRequest& request, const CheckoutLocation& checkout
 
 // A workspace's own checkout may hold a commit that was not published: nothing differs, and nobody else has it. Where
 // another was published first the push says so, each time.
-void publish_cut_off_commit(const CommitRequest& request, const CommitPlace& place, const TomeWorkspaceState& status) {
-    const CheckoutLocation checkout{place.checkout, request.remote_url};
-    if (place.in_place && !is_published(request, checkout, status)) {
+void publish_cut_off_commit(const CommitRequest& request, const CommitTarget& target,
+                            const TomeWorkspaceState& status) {
+    const CheckoutLocation checkout{target.checkout, request.remote_url};
+    if (target.is_source && !is_published(request, checkout, status)) {
         const std::size_t files = call_tome_revision_info(checkout, status.identity).event_count;
         publish(request, checkout, status.identity, commit_message(request, files), files);
     }
@@ -283,19 +284,19 @@ void mend_unchanged(const CommitRequest& request, const CheckoutLocation& checko
     }
 }
 
-ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitPlace& place) {
-    const CheckoutLocation checkout{place.checkout, request.remote_url};
-    if (tome_checkout_uses_project_shared_store(request.project, place.checkout)) {
+ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitTarget& target) {
+    const CheckoutLocation checkout{target.checkout, request.remote_url};
+    if (tome_checkout_uses_project_shared_store(request.project, target.checkout)) {
         ensure_workspace_shared_store(request.project);
     }
     const TomeWorkspaceState status = call_tome_repository_status(checkout, true);
-    const std::vector<std::string> changed = reported_changes(status, request, place);
+    const std::vector<std::string> changed = reported_changes(status, request, target);
     mend_unchanged(request, checkout, changed);
     if (changed.empty()) {
-        publish_cut_off_commit(request, place, status);
+        publish_cut_off_commit(request, target, status);
         return {status.identity, {}};
     }
-    if (place.in_place && status.identity_extra > status.identity_number) {
+    if (target.is_source && status.identity_extra > status.identity_number) {
         // On a base that the remote has left behind the commit would lose, and stay in the way. What others changed
         // comes in first, unless the same files are edited here.
         call_tome_revision_sync(checkout, {});
@@ -303,7 +304,7 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     bool committed = false;
     const std::string message = commit_message(request, changed.size());
     const std::string revision =
-        tome_stage_and_commit(place.checkout, changed, request.remote_url, message, &committed);
+        tome_stage_and_commit(target.checkout, changed, request.remote_url, message, &committed);
     if (revision.empty()) {
         throw std::runtime_error("Tome commit did not return an immutable identity for " + request.workspace);
     }
@@ -315,7 +316,7 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     remember_identities(request, checkout, changed);
     for (const std::string& path : changed) {
         std::error_code ignored;
-        result.files.push_back({path, fs::is_regular_file(place.checkout / path, ignored) ? "update" : "delete"});
+        result.files.push_back({path, fs::is_regular_file(target.checkout / path, ignored) ? "update" : "delete"});
     }
     return result;
 }
@@ -336,23 +337,23 @@ void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMuta
     }
 }
 
-ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const CommitPlace& place) {
-    if (place.in_place) {
-        return commit_and_publish(request, place);
+ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const CommitTarget& target) {
+    if (target.is_source) {
+        return commit_and_publish(request, target);
     }
     try {
         if (request.workspace == "main") {
-            bring_main_checkout(request, place.checkout);
+            bring_main_checkout(request, target.checkout);
         } else {
-            ensure_tome_branch_checkout(request.project, place.checkout, request.scene, request.workspace);
+            ensure_tome_branch_checkout(request.project, target.checkout, request.scene, request.workspace);
         }
-        mirror_files(request, place.checkout);
-        ProjectWorkspaceMutationResult result = commit_and_publish(request, place);
+        mirror_files(request, target.checkout);
+        ProjectWorkspaceMutationResult result = commit_and_publish(request, target);
         bring_source_along(request, result);
         return result;
     } catch (...) {
         // It may hold a state that nobody wants, such as a commit that was not published.
-        discard_state(request.project, place.checkout);
+        discard_state(request.project, target.checkout);
         throw;
     }
 }
@@ -388,17 +389,17 @@ ProjectWorkspaceMutationResult update_project_workspace_head(const fs::path& pro
     request.message = message;
     request.whole = changed_paths.empty();
     request.changed_paths = visible_paths(changed_paths);
-    const CommitPlace place = choose_place(request);
+    const CommitTarget target = choose_target(request);
     std::unique_lock<std::mutex> lock;
-    if (!place.in_place) {
+    if (!target.is_source) {
         lock = lock_workspace_commits(request.workspace);
     }
-    if (place.in_place || request.whole) {
-        return commit_once(request, place);
+    if (target.is_source || request.whole) {
+        return commit_once(request, target);
     }
     // Given paths mean the same on the new head; a whole project would undo what the other process added.
     ProjectWorkspaceMutationResult result;
-    repeat_while_branch_moves(request.project, [&] { result = commit_once(request, place); });
+    repeat_while_branch_moves(request.project, [&] { result = commit_once(request, target); });
     return result;
 }
 

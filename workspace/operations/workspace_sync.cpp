@@ -82,11 +82,11 @@ class SyncPlanner {
 
   private:
     void add(const std::string& path) {
-        const std::optional<FolderEntry> wanted = checkout_.find(path);
-        const std::optional<FolderEntry> standing = project_.find(path);
-        if (wanted && wanted->is_file()) {
+        const std::optional<FolderEntry> in_checkout = checkout_.find(path);
+        const std::optional<FolderEntry> in_project = project_.find(path);
+        if (in_checkout && in_checkout->is_file()) {
             plan_.copied.push_back(path);
-        } else if (!wanted || (standing && !standing->is_folder())) {
+        } else if (!in_checkout || (in_project && !in_project->is_folder())) {
             plan_.removed.insert(path);
         } else {
             refuse_file(path);
@@ -105,8 +105,8 @@ class SyncPlanner {
     // A file where one of the path's folders is to be, unless it goes.
     void check_folders(const std::string& path) const {
         for (fs::path folder = fs::path(path).parent_path(); !folder.empty(); folder = folder.parent_path()) {
-            const std::optional<FolderEntry> standing = project_.find(folder.string());
-            if (standing && !standing->is_folder() && !plan_.removed.contains(folder.string())) {
+            const std::optional<FolderEntry> existing = project_.find(folder.string());
+            if (existing && !existing->is_folder() && !plan_.removed.contains(folder.string())) {
                 refuse_folder(fs::path(path).parent_path().string());
             }
         }
