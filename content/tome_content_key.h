@@ -21,7 +21,7 @@ struct TomeContentKey {
 /// The first 16 bytes of the text's SHA-256.
 std::array<std::uint8_t, 16> deterministic_id_128(std::string_view text);
 
-/// The partition of a project's blobs; `project` as it is to count.
+/// The partition of a project's blobs. Made of the path's text as given: callers pass the canonical form.
 std::array<std::uint8_t, 16> tome_content_partition(const std::filesystem::path& project);
 
 /// The context's identifier; an empty context has one, too.

@@ -21,8 +21,8 @@ std::optional<std::vector<std::byte>> get_tome_mirror_content(const std::filesys
 /// Whether the package has the blob of a local key, or any mirror that of a repository's key.
 bool project_content_exists(const std::filesystem::path& project, std::string_view key);
 
-/// Where the blob lies: in the mirror of the project, of the package that owns it, or of any workspace's checkout, the
-/// first that has it; empty when none has.
+/// The blob's file in the first mirror that has it: the project's, that of the package that owns the project, then
+/// those of its workspaces' checkouts. Empty when none has it.
 std::filesystem::path find_tome_mirror_blob(const std::filesystem::path& project, std::string_view key);
 
 class TomeMirrorContentStore : public ContentStore {

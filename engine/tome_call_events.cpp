@@ -51,8 +51,7 @@ void record_branch(TomeWorkspaceState& state, const tome_branch_event_t& event) 
     workspace.name = workspace.id;
     workspace.headKey = tome_hash_hex(event.head);
     workspace.archived = event.archived != 0;
-    // The engine tells one time of a branch, that of its last change, and both fields get it: that is how a listed
-    // branch is fixed. Where it matters, the branch's metadata tells when the workspace was made.
+    // The engine tells one time of a branch, that of its last change. Both fields get it: that rule is fixed.
     workspace.createdAt = std::to_string(event.updated_at);
     workspace.updatedAt = workspace.createdAt;
     workspace.author = tome_string_to_std(event.author);

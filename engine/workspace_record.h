@@ -1,4 +1,4 @@
-// The plain records that workspace operations hand out. Fields written to files carry the name of their JSON key.
+// The plain records that workspace operations return. Fields written to files carry the name of their JSON key.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +25,8 @@ struct ProjectWorkspace {
 struct ProjectWorkspaceRevision {
     std::string id;                      ///< 64 lower-case hex digits
     std::uint64_t order = 0;             ///< 1 for the first revision, growing along the history
-    std::string linkedHash1;             ///< first parent, or empty
-    std::string linkedHash2;             ///< second parent of a merge, or empty
+    std::string linkedHash1;             ///< the first parent; empty: none
+    std::string linkedHash2;             ///< the second parent, of a merge; empty: none
     std::string author;                  ///< display value
     std::string createdAt;               ///< display value, ms since the Unix epoch, decimal
     std::string summary;                 ///< display value
@@ -67,7 +67,7 @@ struct ProjectWorkspaceRestoreResult {
     std::string targetRevision;               ///< the revision that was brought back
     std::string previousHead;                 ///< head before the restore
     std::string restoredHead;                 ///< the new revision
-    std::uint64_t restoredHeadInfo = 0;       ///< order of the new revision
+    std::uint64_t restoredHeadInfo = 0;       ///< `order` of the new revision
     std::uint64_t verifiedLiveFileCount = 0;  ///< files written or removed in the live project
     bool liveVerified = false;                ///< true in every returned result
 };

@@ -16,8 +16,8 @@ std::int64_t materialize_project_workspace_files_checked(const std::filesystem::
                                                          const std::filesystem::path& target_root,
                                                          const std::vector<std::filesystem::path>& paths);
 
-/// Whether the name is that of a file which materialisation writes beside its destination. One that is still there was
-/// left by a killed process, or another process is writing it: nothing that anyone wants to keep.
+/// Whether the name is that of a temporary file which the function above writes beside a file that it replaces. Such a
+/// file was left by a killed process or is being written by another one. It is never part of the project.
 bool is_restore_staging_file(const std::filesystem::path& path);
 
 }  // namespace quill

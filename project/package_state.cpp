@@ -82,7 +82,7 @@ void discard_state(const fs::path& project, const fs::path& path) noexcept {
     try {
         remove_state(project, path);
     } catch (const std::exception&) {
-        // It may be removed another time.
+        // A later call removes it.
     }
 }
 

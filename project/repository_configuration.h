@@ -16,7 +16,8 @@ std::string environment_tome_remote_url();
 /// nothing: URL" when it is slashes alone.
 void check_tome_remote_url(const std::string& remote);
 
-/// Whether two URLs name one repository: they are the same text or the same directory, as a path or as a file:// URL.
+/// Whether two URLs name one repository: they are the same text, or both name the same directory, as a path or as a
+/// file:// URL.
 bool is_same_tome_repository(const std::string& a, const std::string& b);
 
 /// Completes "tomeRemoteURL" and "tomeRepositoryURL" in the manifest of a project whose content store is "tome"; others

@@ -16,11 +16,11 @@ class FolderTree;
 bool project_relative_path_is_hidden(const std::filesystem::path& relative);
 
 /// The visible regular files below `root`, links to files included, links to folders not followed: project-relative, in
-/// byte order. For showing: a missing root gives none, a walk that meets an error ends there, and nothing is thrown.
+/// byte order. For display: returns what could be read, and never throws.
 std::vector<std::string> visible_project_files(const std::filesystem::path& root);
 
-/// The same for deciding what is committed, removed or verified: all of them, or FileError with the path that could not
-/// be read.
+/// All visible regular files of the tree, listed in the same way: for deciding what is committed, removed or verified.
+/// Throws FileError with the path that could not be read.
 std::vector<std::string> all_visible_project_files(const FolderTree& tree);
 
 /// The visible links that lead to one of the given files of the same tree, in byte order. Throws FileError.

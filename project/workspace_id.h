@@ -7,6 +7,7 @@
 
 namespace quill {
 
+/// The length of the longest id.
 inline constexpr std::size_t max_workspace_id_bytes = 63;
 
 /// Whether `id` may name a workspace. ASCII letters and digits only, whatever the locale.

@@ -16,7 +16,7 @@ std::filesystem::path workspace_checkout_base(const std::filesystem::path& proje
 /// Checkout of a workspace; "main" and "" give the project's Tome repository path.
 std::filesystem::path checkout_root_for_workspace_id(const std::filesystem::path& project, const std::string& id);
 
-/// The same, for applications: whether the checkout exists yet or not.
+/// The same under the name that applications use. The checkout need not exist.
 std::filesystem::path project_workspace_checkout_root(const std::filesystem::path& project, const std::string& id);
 
 /// This process's checkout for commits to "main".
@@ -54,11 +54,11 @@ struct HistoryPreviewPaths {
 HistoryPreviewPaths workspace_history_preview(const std::filesystem::path& project, const std::string& id,
                                               const std::string& revision);
 
-/// What was last seen of the branches on the project's remote, `.branch-memory` beside the checkouts.
+/// The file that remembers the branches last seen on the project's remote, `.branch-memory` beside the checkouts.
 std::filesystem::path workspace_branch_memory(const std::filesystem::path& project);
 
-/// What the last restore of a workspace replaced or removed in its live files, `.replaced-by-restore-<id>` beside the
-/// checkouts.
+/// The folder that keeps what the last restore of a workspace replaced or removed, `.replaced-by-restore-<id>` beside
+/// the checkouts.
 std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id);
 
 /// The object store that the checkouts of a project share, .derived/tome-shared-store.

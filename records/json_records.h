@@ -13,8 +13,9 @@
 
 namespace quill {
 
-// Readers of a member take the text of an object or of a whole file. The member is the first occurrence of the quoted
-// key, however deep it is nested and even inside a string; its value is what follows the next colon.
+// The plain scanners. What they find is fixed, wrong results on some texts included; code of ours reads records by the
+// exact readers further down. They take the text of an object or of a whole file. The member is the first occurrence of
+// the quoted key, however deep it is nested and even inside a string; its value is what follows the next colon.
 
 /// What stands between an array's brackets. Nothing when the member or its closing bracket is missing. Brackets inside
 /// strings do not count, but an escaped quote ends a string like any other.
@@ -38,12 +39,12 @@ std::uint64_t json_u64(std::string_view text, std::string_view key, std::uint64_
 /// The three numbers that the next brackets begin with, separated by commas; nothing when they do not.
 std::optional<std::array<double, 3>> json_vector3(std::string_view text, std::string_view key);
 
-// Readers of what the writers below wrote. They are exact whatever the strings hold, be it escaped quotes, brackets, a
-// backslash at the end or the name of a member, where the scanners above go astray.
+// The exact readers, for what the writers below wrote. Escaped quotes, brackets, a backslash at the end or the name of
+// a member inside a string do not mislead them.
 
-/// The text from the member's key on, of the object that the text is: what stands in records within it does not count.
-/// Empty without the member. In an object that does not end, from the first quoted `key` with a colon after it. Made to
-/// be searched by the scanners above: `json_bool(json_written_member(text, key), key, false)`.
+/// The rest of the object `text` from the key of its member on; members of records within the object do not count.
+/// Empty when there is no such member. In an object that does not end, the rest from the first quoted `key` that a
+/// colon follows. The result is for the scanners above: `json_bool(json_written_member(text, key), key, false)`.
 std::string_view json_written_member(std::string_view text, std::string_view key);
 
 /// The member's string, unescaped; the next string after a value that is none. Empty when the member is missing.

@@ -27,7 +27,7 @@ std::string text_of(const JsonMember& member) {
     return "  \"" + std::string(member.key) + "\": " + std::string(member.value);
 }
 
-// `stored` are the members of the file that is replaced: those that the format lacks follow the records.
+// `stored` are the members of the old file. Those that the format does not know follow the records.
 std::string file_text(const RecordFileFormat& format, const std::vector<std::string>& records, const Members& stored) {
     std::string text = "{\n  \"version\": " + std::to_string(format.version) + ",\n";
     for (const JsonMember& member : format.head) {
@@ -44,7 +44,7 @@ std::string file_text(const RecordFileFormat& format, const std::vector<std::str
     return text + "\n}\n";
 }
 
-// One that does not fit is newer than any other.
+// A number too large to be read counts as the newest version.
 std::uint64_t version_in(const Members& members) {
     const JsonMember* member = member_in(members, "version");
     const std::string_view digits = member != nullptr ? member->value : "0";

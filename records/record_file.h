@@ -1,5 +1,5 @@
-// A record file that is to be changed: nothing of what it holds is lost, be it damaged, written by a newer version, or
-// completed by another program.
+// Changing a record file without losing anything that it holds: a damaged file and one of a newer version are refused,
+// and members that another program added stay.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,8 @@ struct RecordFileFormat {
 /// The file's text. `records` are the objects' texts.
 std::string record_file_text(const RecordFileFormat& format, const std::vector<std::string>& records);
 
-/// The file as it stands. Hold the lock on its folder from before it is made until the new text is written.
+/// A record file as it is on disk. Lock its folder (RecordFolderLock) before making the object, and keep it locked
+/// until the new text is written.
 class RecordFile {
   public:
     /// Reads the file; a missing one is empty. Throws std::runtime_error "Could not open " + path.
@@ -33,13 +34,14 @@ class RecordFile {
 
     const std::string& text() const { return text_; }
 
-    /// Takes what the writer gives for each record that was read. Throws std::runtime_error "damaged record file,
-    /// nothing was written: " + path when the file holds more than that, of which any part would be lost, and "record
-    /// file of a newer version, nothing was written: " + path.
+    /// Checks that writing the file again would lose nothing. `written` is what the writer gives for each record that
+    /// was read. Throws std::runtime_error "damaged record file, nothing was written: " + path when the file holds
+    /// anything that the records and the frame do not explain, and "record file of a newer version, nothing was
+    /// written: " + path.
     void require_read_whole(std::vector<std::string> written);
 
-    /// The file's new text with the records `changed`, and all that it holds besides what the writers know. After
-    /// `require_read_whole`.
+    /// The file's new text: the records `changed`, and every member of the file that the writers do not know. Call
+    /// `require_read_whole` first.
     std::string text_with(const std::vector<std::string>& changed) const;
 
   private:

@@ -8,8 +8,8 @@
 
 namespace quill {
 
-/// A record file's bytes, none when it is missing. Throws std::runtime_error "Could not open " + path, also when
-/// something other than a file stands there.
+/// A record file's bytes; empty when it is missing. Throws std::runtime_error "Could not open " + path, also for
+/// anything that is not a file.
 std::string read_record_file(const std::filesystem::path& path);
 
 /// Makes the folder of the project's record files. Throws std::runtime_error "could not create workspace folder: " +

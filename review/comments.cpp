@@ -96,7 +96,7 @@ Buckets::iterator bucket_called(Buckets& buckets, const std::string& workspace) 
                         [&](const WorkspaceCommentBucket& bucket) { return bucket.workspace == workspace; });
 }
 
-// The comments of the workspace that an id means, be it there or gone.
+// The comments of the workspace that an id means, whether the workspace still exists or not.
 Buckets::iterator bucket_of(Buckets& buckets, const std::string& given) {
     const std::string id = workspace_id_or_main(given);
     const auto exact = bucket_called(buckets, id);

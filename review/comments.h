@@ -17,8 +17,8 @@
 
 namespace quill {
 
-/// The three give back the review after the change. They throw "review does not exist: " + review id and, but for the
-/// first, "review comment does not exist: " + comment id.
+/// These three return the review after the change. They throw "review does not exist: " + review id; resolving and
+/// deleting also "review comment does not exist: " + comment id.
 ProjectReview add_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
                                          const ProjectReviewComment& comment);
 ProjectReview resolve_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
@@ -27,12 +27,12 @@ ProjectReview resolve_project_review_comment(const std::filesystem::path& projec
 ProjectReview delete_project_review_comment(const std::filesystem::path& project, const std::string& review_id,
                                             const std::string& comment_id);
 
-/// The workspace's comments in the order in which they were added. Here and below a workspace id may be empty, which
-/// means "main", and one that no workspace has stands for the workspace that has it normalised.
+/// The workspace's comments in the order in which they were added. In this and the functions below, an empty id means
+/// "main", and an id that no workspace has means the workspace whose id is the normalised one.
 std::vector<ProjectReviewComment> list_project_workspace_comments(const std::filesystem::path& project,
                                                                   const std::string& workspace_id);
 
-/// The three give back the workspace's comments after the change. Adding throws "workspace not found: " + id, and what
+/// These three return the workspace's comments after the change. Adding throws "workspace not found: " + id, and what
 /// the engine reports when the remote is asked about a workspace that is not known; the others throw "workspace comment
 /// does not exist: " + comment id.
 std::vector<ProjectReviewComment> add_project_workspace_comment(const std::filesystem::path& project,

@@ -19,8 +19,8 @@ void write_workspace_comments(const std::filesystem::path& project, const std::v
 
 /// Reads the file, and writes it when `change` returns true, under the lock on its folder (RecordFolderLock): neither
 /// another thread nor another process loses a change. `change` must not call workspace operations; what it throws
-/// leaves the file as it is. Members that this version does not know stay. Throws besides what reading, locking and
-/// writing throw and, before `change` is called, what `RecordFile` throws for a file that must not be written.
+/// leaves the file as it is. Members that this version does not know stay. Also throws what reading, locking and
+/// writing throw, and what `RecordFile` throws for a file that must not be written; `change` is not called then.
 void update_workspace_comments(const std::filesystem::path& project,
                                const std::function<bool(std::vector<WorkspaceCommentBucket>&)>& change);
 

@@ -30,7 +30,7 @@ struct ProjectCommentRuntimeContext {
 struct ProjectReviewComment {
     std::uint64_t schemaVersion = 1;
     std::string id;                ///< unique within the review or workspace
-    std::string clientMutationId;  ///< tells a comment that is sent again; empty: never taken for another one
+    std::string clientMutationId;  ///< a comment with the same one is the same, sent again; empty: always a new one
     std::string parentId;          ///< the comment it replies to, which may be gone; or empty
     std::string author;
     std::string body;

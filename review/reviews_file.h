@@ -1,4 +1,4 @@
-// The reviews index, Workspaces/reviews.json (format: docs/formats.md). For the review and comment operations.
+// The reviews file, Workspaces/reviews.json (format: docs/formats.md). For the review and comment operations.
 // Failures are std::runtime_error.
 #pragma once
 
@@ -20,12 +20,12 @@ void write_project_reviews(const std::filesystem::path& project, const std::vect
 
 /// Reads the file, and writes it when `change` returns true, under the lock on its folder (RecordFolderLock): neither
 /// another thread nor another process loses a change. `change` must not call workspace operations; what it throws
-/// leaves the file as it is. Members that this version does not know stay. Throws besides what reading, locking and
-/// writing throw and, before `change` is called, what `RecordFile` throws for a file that must not be written.
+/// leaves the file as it is. Members that this version does not know stay. Also throws what reading, locking and
+/// writing throw, and what `RecordFile` throws for a file that must not be written; `change` is not called then.
 void update_project_reviews(const std::filesystem::path& project,
                             const std::function<bool(std::vector<ProjectReview>&)>& change);
 
-/// The same for the review with this id, which it gives back as `change` left it. Throws besides "review does not
+/// Changes one review under the same conditions, and returns it as `change` left it. Also throws "review does not
 /// exist: " + id.
 ProjectReview update_stored_review(const std::filesystem::path& project, const std::string& id,
                                    const std::function<bool(ProjectReview&)>& change);

@@ -7,11 +7,11 @@
 
 namespace quill {
 
-/// Marks a temporary checkout as in use until the process ends or makes it anew. Failing to is harmless: a checkout of
-/// a living process is never removed by another on the same machine.
+/// Marks a temporary checkout as in use until the process ends or makes it anew. A failure is ignored, because
+/// processes of the same machine see that this one lives; the mark is for those of other machines.
 void hold_checkout(const std::filesystem::path& checkout);
 
-/// Gives a temporary checkout up that this process removed.
+/// Takes the mark back, for a temporary checkout that this process removed.
 void release_checkout(const std::filesystem::path& checkout);
 
 /// Removes the temporary checkouts and history previews of the project whose process is dead and which nobody holds.

@@ -14,7 +14,7 @@
 namespace quill {
 namespace {
 
-// Each lost attempt lost to a commit that landed, so many processes at once still all get through.
+// Whoever loses an attempt loses to a commit that was published, so many processes at once still all get through.
 constexpr int max_attempts = 40;
 
 constexpr int shortest_pause = 4;
@@ -26,7 +26,7 @@ void pause_after(int attempt) {
     std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution<>(1, longest)(random)));
 }
 
-// Those who come later wait for those who lost, and so cannot make them lose again and again.
+// A process that begins waits for those that lost, so that they do not lose again and again.
 void let_losers_go_first(const std::filesystem::path& folder) {
     std::error_code ignored;
     if (std::filesystem::is_directory(folder, ignored)) {

@@ -39,7 +39,8 @@ std::string text_or_nothing(const fs::path& path) {
     }
 }
 
-// Another process may be writing the same marker through the same temporary file: what counts is what stands there.
+// Another process may be writing the same marker through the same temporary file: then the marker is right all the
+// same.
 void write_marker(const fs::path& project, const fs::path& checkout, const std::string& text) {
     make_state_folder(project, marker_path(checkout).parent_path());
     try {
@@ -78,8 +79,8 @@ bool holds_files(const fs::path& folder) {
     return static_cast<bool>(error) && fs::exists(folder, error);
 }
 
-// What an interrupted or failed clone left behind; never a finished checkout, which another process may just have made.
-// The files of a folder that somebody works in stay: those of the clone are there in the next one, too.
+// Removes what an interrupted or failed clone left behind; never a finished checkout, which another process may just
+// have made. The files of a folder that somebody works in stay: the next clone takes them over.
 void remove_unfinished_checkout(const fs::path& project, const fs::path& checkout, bool worked_in) {
     if (!is_tome_checkout(checkout)) {
         discard_state(project, worked_in && holds_files(checkout) ? tome_state_folder(checkout) : checkout);
@@ -159,7 +160,7 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
         try {
             return clone_once(project, checkout, clone);
         } catch (const std::runtime_error&) {
-            // The clone does not need the store; what else is wrong shows without it.
+            // The clone does not need the store. If something else is wrong, the attempt without it shows that.
             remove_unfinished_checkout(project, checkout, true);
             clone.use_shared_store = false;
         }

@@ -14,9 +14,9 @@ namespace quill {
 /// project.json or QUILL_TOME_REMOTE_URL." without one.
 std::string require_project_tome_remote(const std::filesystem::path& project);
 
-/// Makes `checkout` a clone unless it is a finished one; an interrupted one is replaced. `use_shared_store` is for the
-/// folders that somebody works in: cloned first with the shared store, then without, and their files are kept, whatever
-/// fails. Throws "native Tome workspaces require a project-scoped tomeRepositoryURL in
+/// Makes `checkout` a clone unless it is a finished one; an interrupted one is replaced. `use_shared_store` is for
+/// folders that somebody works in: the clone is tried with the shared store and then without it, and the files that are
+/// there stay, whatever fails. Throws "native Tome workspaces require a project-scoped tomeRepositoryURL in
 /// project.json", "could not create Tome workspace checkout: ", the engine's text, "tome_repository_clone failed".
 void clone_tome_checkout_if_needed(const std::filesystem::path& project, const std::filesystem::path& checkout,
                                    const std::string& branch, const std::vector<std::string>& paths,
@@ -28,8 +28,8 @@ std::filesystem::path ensure_tome_checkout_for_workspace(const std::filesystem::
                                                          const std::filesystem::path& scene);
 
 /// Brings the directory `checkout` to the newest head of `branch` ("" means "main") with the scene (may be empty).
-/// Cloned without the shared store; a checkout that uses it, that is another repository's or that cannot be brought to
-/// the head is replaced.
+/// Such a checkout never uses the shared store. One that does, one of another repository and one that cannot be brought
+/// to the head are made anew.
 void ensure_tome_branch_checkout(const std::filesystem::path& project, const std::filesystem::path& checkout,
                                  const std::filesystem::path& scene, const std::string& branch);
 

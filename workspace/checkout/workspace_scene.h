@@ -20,8 +20,8 @@ std::filesystem::path resolve_workspace_base_scene(const std::filesystem::path& 
 std::filesystem::path scene_relative_path(const std::filesystem::path& checkout_root,
                                           const std::filesystem::path& scene);
 
-/// The scene (of the workspace when empty) as a path relative to the project; nothing when it lies outside
-/// of the project's files.
+/// The scene as a path relative to the project; the workspace's base scene when `scene` is empty. Nothing when it is
+/// not among the project's files.
 std::optional<std::filesystem::path> canonical_workspace_scene_uri(const std::filesystem::path& project,
                                                                    const ProjectWorkspace& workspace,
                                                                    const std::filesystem::path& scene);

@@ -65,7 +65,8 @@ class Snapshot {
     }
 
   private:
-    // False for a file that is being written all the while: half of one state and half of another is nobody's file.
+    // False when another program kept writing to the file: a copy of half of one state and half of another is
+    // worthless.
     bool copy_unchanging(const std::string& relative) {
         for (int attempt = 0; attempt < copy_attempts; ++attempt) {
             const FileDescriptor from = source_.open_target(relative);
@@ -93,7 +94,8 @@ class Snapshot {
         return same;
     }
 
-    // Files come folder by folder, so that most find theirs prepared. A file in the place of a folder above is stale.
+    // Files come folder by folder, so most of them find their folder prepared. A file where a folder is needed is
+    // stale.
     void prepare_folder(const std::string& relative) {
         const std::string folder = fs::path(relative).parent_path().string();
         if (prepared_ == folder) {
@@ -143,7 +145,7 @@ std::optional<FolderEntry> find_selected(const FolderTree& source, const std::st
     return entry;
 }
 
-// What the source has no file at goes from the checkout, too; a path that never named a file is refused.
+// Removes from the checkout what is no file in the source. A path that never named a file is refused.
 void remove_selected(const FolderTree& checkout, const std::string& relative,
                      const std::optional<FolderEntry>& in_source) {
     try {

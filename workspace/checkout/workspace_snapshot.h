@@ -24,7 +24,8 @@ std::optional<FolderEntry> find_in_source(const FolderTree& source, const std::s
 enum class SourceWriters { Any, None };
 
 /// Makes the checkout's visible files those of `source`: copied where they differ, removed where `source` has none.
-/// Returns the removed paths. A file that is being written all the while, or that cannot be read, is not copied. Throws
+/// Returns the removed paths. A file that cannot be read, or that another program keeps writing to, ends the copying:
+/// half of a file is never copied. Throws
 /// "nothing to commit from, the source folder holds no file: " + path when the checkout holds some, "could not create
 /// main workspace snapshot folder: ", "could not snapshot main workspace file: ", "could not remove stale main
 /// workspace file: ".
@@ -45,8 +46,9 @@ void mirror_selected_project_files(const FolderTree& source, const std::filesyst
 /// empty, has a root or begins with "..".
 std::filesystem::path checked_changed_path(const std::filesystem::path& path);
 
-/// Stages `paths` (relative to the checkout) and commits them; returns the new revision and sets `committed`. With
-/// nothing to commit the current revision, and `committed` clear. No paths: empty text, the engine is not asked.
+/// Stages `paths` (relative to the checkout) and commits them. Returns the new revision and sets `committed`. When
+/// nothing differs, returns the current revision and clears `committed`. Without paths, returns empty text and calls
+/// nothing.
 std::string tome_stage_and_commit(const std::filesystem::path& checkout, const std::vector<std::string>& paths,
                                   const std::string& remote_url, const std::string& message, bool* committed = nullptr);
 

@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Files by themselves up to this many; beyond, one sync of the volume is cheaper.
+// Up to so many files are synced one by one. For more, one sync of the whole volume is cheaper.
 constexpr std::size_t max_single_syncs = 64;
 
 // Behind the name of a folder of kept files until the restore is complete.
@@ -84,7 +84,7 @@ class KeptFiles {
         files_.push_back(file);
     }
 
-    // Before the names in the live project go. An edit may not have reached the disk either.
+    // Called before names in the live project are replaced. The bytes of an edit may not be on the disk either.
     void make_durable() {
         if (files_.size() > max_single_syncs) {
             if (!sync_file_system(package_.open_folder("").get())) {
@@ -136,7 +136,7 @@ class KeptFiles {
     std::vector<std::string> files_;
 };
 
-// Whether anything below the folder is none of the project's own files: it must not go with the folder.
+// Whether the folder holds anything besides visible files of the project, which must not be removed with it.
 bool holds_hidden_files(const FolderTree& live, const std::string& folder) {
     bool holds = false;
     try {
@@ -158,7 +158,7 @@ bool can_be_replaced(const FolderTree& live, const std::string& file) {
     return !target || target->is_file();
 }
 
-// The paths to write or remove; of those that differ in the executable bit alone only the links.
+// The paths to write or remove. A file that differs in its executable bit alone is not among them, but a link is.
 std::vector<fs::path> paths_to_replace(const FolderTree& live, TreeComparison& comparison) {
     std::vector<fs::path> paths = comparison.differing;
     std::erase_if(comparison.other_mode, [&](const std::string& path) {
@@ -195,7 +195,7 @@ void complete(const LiveProject& live, const std::string& name) {
             }
         }
     } catch (const FileError&) {
-        // The restore is done; what is kept has the name of an unfinished one.
+        // The restore is done. Only the folder's name still says that it is not.
     }
 }
 

@@ -7,7 +7,7 @@
 
 namespace quill {
 
-/// Refuses, before anything is published, a live project that a restored tree could not be written to. Throws
+/// Checks, before anything is published, that the files of `restored` could be written to the live project. Throws
 /// std::runtime_error "could not create restored workspace folder: a symbolic link stands in the way of " + path, or
 /// "workspace restore encountered an unsupported project entry: " + path where neither a file nor a folder of the
 /// project's own files stands.
@@ -20,11 +20,12 @@ struct LiveProject {
     std::filesystem::path replaced;  ///< the folder for what restores replaced
 };
 
-/// Makes the visible files of `live` equal to those of `restored`, executable bits among it, and verifies them; returns
-/// how many paths were written or removed. What they held before, edits that were never committed among it, is
-/// afterwards in the folder `name` in `live.replaced`, instead of what earlier restores left there, and survives a
-/// power cut before anything is replaced. Until this restore is complete that folder's name ends in ".unfinished";
-/// those of restores that were cut off stay. A link to a file that the restore changes becomes a file of its own.
+/// Makes the visible files of `live` equal to those of `restored`, executable bits included, and verifies them. Returns
+/// how many paths were written or removed. What the files held before, uncommitted edits included, is kept in the
+/// folder `name` in `live.replaced`, and is safe from a power cut before anything is replaced. The folder's name ends
+/// in
+/// ".unfinished" until this restore is complete. Then what earlier complete restores had kept is removed; what restores
+/// that were cut off had kept stays. A link to a file that the restore changes becomes a file of its own.
 /// Throws std::runtime_error with the texts of file_tree_comparison.h, "could not keep replaced workspace file: " +
 /// path, or TreeMismatchError "restore verification failed: the live project does not match the selected historical
 /// state". Commits and restores of the workspace must be locked out.

@@ -50,7 +50,7 @@ BranchMetadata display_metadata(const CheckoutLocation& checkout, const std::str
     }
 }
 
-// Over what the engine said of the revision; that stays for one without any entry, such as a merge.
+// Replaces what the engine said of the revision. A revision without any entry, such as a merge, keeps that.
 void set_display_values(ProjectWorkspaceRevision& revision, const BranchMetadata& metadata) {
     std::array<const std::string*, display_names.size()> values{};
     std::transform(display_names.begin(), display_names.end(), values.begin(), [&](const char* name) {

@@ -11,10 +11,10 @@
 namespace quill {
 
 /// The newest `limit` (0: 50) revisions of a workspace ("" means "main"), newest first; none for "main" when the
-/// history was never started. Author, time, summary and file count come from the branch's metadata, of a revision that
-/// has none there the time and the message from the revision itself; what is in neither stays empty, and a summary that
-/// says nothing is replaced. Throws std::runtime_error "workspace branch does not
-/// exist: " + id, the remote's and the engine's texts. Any thread; takes no lock.
+/// history was never started. Author, time, summary and file count come from the branch's metadata. A revision that
+/// has none there shows its own time and message. What neither tells stays empty, and a summary that says nothing is
+/// replaced. Throws std::runtime_error "workspace branch does not exist: " + id, the remote's and the engine's texts.
+/// Any thread; takes no lock.
 std::vector<ProjectWorkspaceRevision> list_project_workspace_revisions(const std::filesystem::path& project,
                                                                        const std::string& workspace_id,
                                                                        std::uint64_t limit);

@@ -183,7 +183,7 @@ std::uint64_t restore_live_files(const RestoreRequest& request, const LiveProjec
         try {  // The checkout learns that its files are those of the new head.
             call_tome_revision_sync({live.files, request.remote_url}, {});
         } catch (const std::runtime_error&) {
-            // The next sync tells.
+            // The next sync reports it.
         }
     }
     return count;

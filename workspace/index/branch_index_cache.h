@@ -21,12 +21,13 @@ struct WorkspaceBranchIndexCache {
     std::chrono::nanoseconds last_attempt{0};  ///< steady clock, start of the last refresh
     bool has_index = false;
     bool refreshing = false;
-    std::uint64_t generation = 0;  ///< grows when the list is dropped: what was asked before that is not stored
-    std::string error;             ///< text of the last failed refresh
+    std::uint64_t generation =
+        0;              ///< grows when the list is dropped; answers to queries that began before are discarded
+    std::string error;  ///< text of the last failed refresh
 };
 
-/// Whether a refresh is due: never while one runs; with an index when the last success is 5 s old, without one when
-/// nothing was tried yet or the last attempt is 10 s old.
+/// Whether a refresh is due. While one runs, never. With a list, when the last success is more than 5 s old. Without
+/// one, when nothing was tried yet or the last attempt is more than 10 s old.
 bool branch_index_refresh_is_due(const WorkspaceBranchIndexCache& cache, std::chrono::nanoseconds now);
 
 /// Starts a background refresh when one is due. Throws std::system_error when no thread can be started.

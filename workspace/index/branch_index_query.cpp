@@ -25,7 +25,7 @@ std::set<std::string> local_ids(const std::filesystem::path& project) {
     return ids;
 }
 
-// What the workspace's branch says of it; only text that could be an index entry's is taken over.
+// Takes over what the workspace's branch says of it, as far as an index entry could say that.
 void complete_from_metadata(const std::filesystem::path& project, const CheckoutLocation& checkout,
                             ProjectWorkspace& workspace) {
     namespace key = workspace_metadata_key;

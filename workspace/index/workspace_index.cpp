@@ -49,7 +49,7 @@ std::optional<ProjectWorkspace> find_project_workspace(const std::filesystem::pa
 }
 
 std::vector<std::string> project_workspace_display_names(const std::vector<ProjectWorkspace>& workspaces) {
-    // "Main" is the main workspace's, wherever in the list that stands.
+    // The name "Main" is reserved for the main workspace, wherever in the list it is.
     std::set<std::string> groups{"main"};
     std::set<std::string> taken{"Main"};
     std::vector<std::string> names;

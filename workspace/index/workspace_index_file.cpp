@@ -43,7 +43,7 @@ std::string text_of(const ProjectWorkspace& workspace) {
            "}";
 }
 
-// Without the array's brackets, as far as there is one.
+// The text between the brackets of the array of workspaces; of a damaged file, between those that look like them.
 std::string_view array_in(std::string_view text) {
     if (json_object_members(text)) {
         return json_written_array(text, "workspaces");

@@ -21,13 +21,14 @@ void write_workspaces_without_main(const std::filesystem::path& project,
                                    const std::vector<ProjectWorkspace>& workspaces);
 
 /// Reads, changes and writes the file under an advisory lock on its folder, so that processes lose nothing of each
-/// other's. Members that this version does not know stay. Throws besides, before `change` is called, what
-/// `require_writable_workspace_index` throws.
+/// other's. Members that this version does not know stay. Also throws what `require_writable_workspace_index`
+/// throws; `change` is not called then.
 void update_workspaces_without_main(const std::filesystem::path& project,
                                     const std::function<void(std::vector<ProjectWorkspace>&)>& change);
 
-/// For what is to be written after something was published: throws "damaged record file, nothing was written: " + path
-/// when a part of the file cannot be read, "record file of a newer version, nothing was written: " + path.
+/// Called before something is published that the file is then to record, so that a file which must not be written ends
+/// the operation in time. Throws "damaged record file, nothing was written: " + path when a part of the file cannot be
+/// read, "record file of a newer version, nothing was written: " + path.
 void require_writable_workspace_index(const std::filesystem::path& project);
 
 /// Writes a workspace's new head and the time `updated_at` into its entry; nothing for "main" or an unknown id.

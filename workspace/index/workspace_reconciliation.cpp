@@ -38,9 +38,8 @@ std::vector<ProjectWorkspace> reconcile_local_workspaces_with_tome(const std::ve
         const auto known = std::find_if(local.begin(), local.end(),
                                         [&](const ProjectWorkspace& entry) { return entry.id == workspace.id; });
         if (known != local.end()) {
-            // The remote's times and author win. Of a branch it tells one time, that of its last change, which
-            // therefore stands as the creation time here, too: what a branch lists is fixed that way, and so is this
-            // order.
+            // The remote's times and author win. The remote tells one time of a branch, that of its last change, so the
+            // creation time shown is that one as well, although the index file knows better. Both rules are fixed.
             workspace.name = first_non_empty(known->name, workspace.name);
             workspace.parentId = first_non_empty(known->parentId, workspace.parentId);
             workspace.baseScene = first_non_empty(known->baseScene, workspace.baseScene);

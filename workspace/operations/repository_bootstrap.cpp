@@ -46,7 +46,7 @@ void make_empty_folder(const fs::path& project, const fs::path& checkout) {
     hold_checkout(checkout);
 }
 
-// Makes the repository; one that is there already is cloned, with all its files, so that those which the package no
+// Makes the repository. If the remote has it already, clones it with all its files, so that files which the package no
 // longer has become deletions.
 void create_or_clone(const fs::path& project, const CheckoutLocation& checkout, const std::string& repository_url) {
     try {
@@ -70,8 +70,8 @@ bool is_of_another_repository(const fs::path& root, const std::string& repositor
     return configured && !is_same_tome_repository(*configured, repository_url);
 }
 
-// Moves a package's state aside, where it stays: it may hold what is nowhere else. Until `keep_new` is called, the end
-// brings it back in place of a new one.
+// Moves a package's state aside and leaves it there, because it may hold what is nowhere else. Unless `keep_new` is
+// called, the destructor puts it back and removes the new state.
 class ReplacedState {
   public:
     ReplacedState(fs::path project, const fs::path& root)

@@ -79,7 +79,8 @@ bool same_folder(const fs::path& a, const fs::path& b) {
     return absolute_normalized(a) == absolute_normalized(b) || fs::equivalent(a, b, ignored);
 }
 
-// The workspace's own checkout commits in itself unless it shares its store; everything else through a private one.
+// A workspace's own checkout commits in itself unless it uses the shared store. Every other commit goes through a
+// private checkout.
 CommitTarget choose_target(const CommitRequest& request) {
     if (request.workspace == "main") {
         return {workspace_main_commit_checkout(request.project), false};
@@ -118,7 +119,7 @@ bool is_file(const FolderTree& source, const fs::path& path) {
     return entry && entry->is_file();
 }
 
-// The paths to take over: without those that a sparse source merely does not hold.
+// The paths to copy or remove. A path that a sparse source lacks without having deleted it is not among them.
 std::vector<fs::path> paths_to_mirror(const CommitRequest& request, const FolderTree& source) {
     if (!request.sparse_source) {
         return request.changed_paths;
@@ -147,8 +148,8 @@ void require_files_in_source(const CommitRequest& request, const FolderTree& sou
     }
 }
 
-// Copies the files into the private checkout. What is gone is fetched first: only a file that the checkout holds can
-// be seen to be deleted.
+// Copies the files into the private checkout. Files that are gone from the source are fetched first: the engine reports
+// a deletion only for a file that the checkout has.
 void mirror_files(const CommitRequest& request, const fs::path& checkout) {
     const CheckoutLocation opened{checkout, request.remote_url};
     if (request.whole && !request.sparse_source) {
@@ -180,7 +181,7 @@ void mirror_files(const CommitRequest& request, const fs::path& checkout) {
     mirror_selected_project_files(source, checkout, paths);
 }
 
-// Or was one and is gone; links to folders, pipes and the like are none.
+// Whether the path names a file or a file that was deleted. Links to folders, pipes and the like are no project files.
 bool is_project_file(const fs::path& path) {
     std::error_code ignored;
     return fs::is_regular_file(path, ignored) || !fs::exists(path, ignored);
@@ -255,8 +256,9 @@ bool is_published(const CommitRequest& request, const CheckoutLocation& checkout
                        [&](const auto& revision) { return revision.id == status.identity; });
 }
 
-// A workspace's own checkout may hold a commit that was not published: nothing differs, and nobody else has it. Where
-// another was published first the push says so, each time.
+// A workspace's own checkout may hold a commit that was never published, because its process ended. Nothing differs
+// then, and nobody else has the commit, so it is published now. If another was published first, the push says so each
+// time.
 void publish_cut_off_commit(const CommitRequest& request, const CommitTarget& target,
                             const TomeWorkspaceState& status) {
     const CheckoutLocation checkout{target.checkout, request.remote_url};
@@ -266,8 +268,8 @@ void publish_cut_off_commit(const CommitRequest& request, const CommitTarget& ta
     }
 }
 
-// Named files that have not changed are staged all the same: what of them the remote has lost or damaged the engine
-// makes good from here.
+// Stages the named files that have not changed as well: if the remote has lost or damaged their content, the engine
+// restores it from these.
 void mend_unchanged(const CommitRequest& request, const CheckoutLocation& checkout,
                     const std::vector<std::string>& changed) {
     const std::set<std::string> differing(changed.begin(), changed.end());
@@ -297,8 +299,8 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
         return {status.identity, {}};
     }
     if (target.is_source && status.identity_extra > status.identity_number) {
-        // On a base that the remote has left behind the commit would lose, and stay in the way. What others changed
-        // comes in first, unless the same files are edited here.
+        // The remote is ahead of the checkout's base: the push of a commit on that base would be refused, and the
+        // commit would stay in the way. So first take over what others changed, unless the same files are edited here.
         call_tome_revision_sync(checkout, {});
     }
     bool committed = false;
@@ -333,7 +335,7 @@ void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMuta
     try {
         call_tome_revision_sync({request.source, request.remote_url}, sync);
     } catch (const std::runtime_error&) {
-        // Other edits stand in the way of what else came in; the commit is published, and the next sync names them.
+        // Other edits would be overwritten. The commit is published, and the next sync names those files.
     }
 }
 

@@ -107,8 +107,8 @@ std::vector<std::string> visible_paths(std::vector<std::string> paths) {
     return paths;
 }
 
-// What the package cannot take is refused before anything is published: here a link in the way, and then what is
-// neither a file nor a folder.
+// What could not be written to the package is refused before anything is published: here a link in the way, in
+// check_kind what is neither a file nor a folder.
 bool is_up_to_date(const FolderTree& package, const FolderTree& merged, const std::string& path) {
     try {
         return same_file_and_mode(package, merged, path);
@@ -155,8 +155,8 @@ void add_links_to_removed(const MergeRequest& request, const CheckoutLocation& m
     }
 }
 
-// The paths among those that the merge changed which the package is to take over. What it holds there must be in the
-// history: other bytes are uncommitted, and refused unless the merge was published before and is only to be completed.
+// Of the paths that the merge changed, those that the package must take over. The package's bytes there must be in the
+// history; other bytes are uncommitted and refused, unless the merge was published before and is only completed now.
 std::vector<std::string> paths_to_bring(const MergeRequest& request, const CheckoutLocation& merged,
                                         const std::string& before, const std::string& after, bool published) {
     const std::vector<std::string> paths = visible_paths(call_tome_revision_diff(merged, before, after).revision_paths);
@@ -193,8 +193,8 @@ struct Merged {
     std::vector<std::string> paths;  // that main's package is to take over
 };
 
-// The first parent of main's newest revision when that is a merge: one whose files a failure may have kept from the
-// package. Empty otherwise.
+// The first parent of main's newest revision if that is a merge, whose files may not have reached the package because
+// of a failure. Empty otherwise.
 std::string merged_into(const CheckoutLocation& checkout) {
     const TomeWorkspaceState history = call_tome_revision_history(checkout, "main", 1);
     return history.revisions.empty() || history.revisions.front().linkedHash2.empty()

@@ -7,8 +7,8 @@
 namespace quill {
 
 /// Merges `source_workspace` into `target_workspace` ("" means "main") as a new revision of the target and publishes
-/// it. The target's files follow: those of its checkout, for "main" the package's, where what the merge deleted goes
-/// and what it added arrives. An empty message becomes "Merge Quill workspace <source> into <target>". Texts that both
+/// it. Then updates the working files: the target's checkout, or the package for "main" (additions and deletions
+/// included). An empty message becomes "Merge Quill workspace <source> into <target>". Texts that both
 /// sides changed in different places are merged by lines. Throws std::runtime_error "merge has conflicts"
 /// + ": " + path for each; "uncommitted changes would be overwritten: " + path (and how many more) for files of the
 /// target with bytes that its history does not have; "workspace branch does not exist"; what

@@ -102,7 +102,7 @@ class SyncPlanner {
         return gives_way;
     }
 
-    // A file where one of the path's folders is to be, unless it goes.
+    // Refuses a file where one of the path's folders is needed, unless the file is removed.
     void check_folders(const std::string& path) const {
         for (fs::path folder = fs::path(path).parent_path(); !folder.empty(); folder = folder.parent_path()) {
             const std::optional<FolderEntry> existing = project_.find(folder.string());
