@@ -145,14 +145,23 @@ void match_executable_bit(const FileDescriptor& from, const FolderTree& tree, co
 
 void sync_folders(const FolderTree& tree, const std::vector<std::string>& paths) {
     std::set<std::string> folders;
-    for (std::string folder : paths) {
-        do {
-            const std::size_t slash = folder.rfind('/');
-            folder.erase(slash == std::string::npos ? 0 : slash);
-        } while (folders.insert(folder).second && !folder.empty());
+    for (const std::string& path : paths) {
+        std::string folder = folder_of(path);
+        while (folders.insert(folder).second && !folder.empty()) {
+            folder = folder_of(folder);
+        }
+    }
+    if (folders.size() > max_single_syncs) {
+        return sync_volume(tree);
     }
     for (const std::string& folder : folders) {
         tree.sync_folder(folder);
+    }
+}
+
+void sync_volume(const FolderTree& tree) {
+    if (!sync_file_system(tree.open_folder("").get())) {
+        fail("could not write to " + tree.root().string());
     }
 }
 

@@ -34,8 +34,14 @@ void replace_file_by_copy(const FileDescriptor& from, const FolderTree& tree, co
 /// Gives the file at `path` the executable bit of `from`, to survive a power cut.
 void match_executable_bit(const FileDescriptor& from, const FolderTree& tree, const std::string& path);
 
-/// Makes the names of the files at `paths`, there or removed, survive a power cut; each folder on the way is synced
-/// once. A folder that does not exist any more is passed over.
+/// Files or folders are synced by themselves up to this many; beyond, one sync of their volume is cheaper.
+inline constexpr std::size_t max_single_syncs = 64;
+
+/// Makes the names of the files at `paths`, there or removed, survive a power cut: each folder on the way is synced
+/// once, or all that was written to the volume. A folder that does not exist any more is passed over.
 void sync_folders(const FolderTree& tree, const std::vector<std::string>& paths);
+
+/// Makes everything that was written to the volume of `tree` survive a power cut.
+void sync_volume(const FolderTree& tree);
 
 }  // namespace quill

@@ -1,6 +1,7 @@
 #include "files/file_descriptor.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +26,10 @@ bool FileDescriptor::close() {
 
 FileDescriptor open_at(int directory, const char* path, int flags, mode_t mode) {
     return FileDescriptor(repeat_interrupted([&] { return openat(directory, path, flags | O_CLOEXEC, mode); }));
+}
+
+bool lock_descriptor(int descriptor, int operation) {
+    return repeat_interrupted([&] { return flock(descriptor, operation); }) == 0;
 }
 
 bool write_fully(int descriptor, std::string_view bytes) {

@@ -50,6 +50,9 @@ auto repeat_interrupted(Call call) {
 /// openat(2); not open, with errno set, on failure. The descriptor is closed in programs that this one starts.
 FileDescriptor open_at(int directory, const char* path, int flags, mode_t mode = 0666);
 
+/// flock(2), which waits unless `operation` says LOCK_NB; false with errno set on failure.
+bool lock_descriptor(int descriptor, int operation);
+
 /// Writes all of `bytes`; false with errno set on failure.
 bool write_fully(int descriptor, std::string_view bytes);
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <stdexcept>
@@ -12,22 +11,12 @@
 namespace quill {
 
 FolderLock::FolderLock(const std::filesystem::path& folder)
-    : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
+    : folder_(open_at(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW)) {
     TraceStep step("lock", folder.native());
-    int result = descriptor_ < 0 ? -1 : 0;
-    while (descriptor_ >= 0 && (result = flock(descriptor_, LOCK_EX)) != 0 && errno == EINTR) {
-    }
-    if (result != 0) {
+    if (!folder_.is_open() || !lock_descriptor(folder_.get(), LOCK_EX)) {
         step.fail(errno);
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
         throw std::runtime_error("could not lock workspace folder: " + folder.string());
     }
-}
-
-FolderLock::~FolderLock() {
-    close(descriptor_);
 }
 
 }  // namespace quill

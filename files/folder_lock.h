@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "files/file_descriptor.h"
+
 namespace quill {
 
 /// Holds the lock from construction, which waits for it, to destruction; it ends with the process at the latest. Not
@@ -12,12 +14,9 @@ class FolderLock {
   public:
     /// Throws std::runtime_error "could not lock workspace folder: " + folder when that cannot be opened.
     explicit FolderLock(const std::filesystem::path& folder);
-    ~FolderLock();
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
 
   private:
-    int descriptor_;
+    FileDescriptor folder_;
 };
 
 }  // namespace quill

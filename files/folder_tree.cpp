@@ -40,11 +40,6 @@ std::string leaf_of(const std::string& path) {
     return leaf;
 }
 
-std::string folder_of(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
-
 std::string joined(const std::string& folder, const std::string& name) {
     return folder.empty() ? name : folder + "/" + name;
 }
@@ -197,6 +192,11 @@ void remove_with_contents(int parent, const std::string& name, const std::string
 }
 
 }  // namespace
+
+std::string folder_of(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
 
 FileError::FileError(Kind kind, const std::string& text, int number)
     : std::runtime_error(text), kind_(kind), number_(number) {

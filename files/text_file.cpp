@@ -26,43 +26,40 @@ bool sync_folder(const std::filesystem::path& folder) {
     return descriptor.is_open() && (sync_to_disk(descriptor.get()) || errno == EINVAL);
 }
 
-bool is_at(const std::filesystem::path& path, int file) {
+bool is_at(const std::filesystem::path& path, const FileDescriptor& file) {
     struct stat there {};
     struct stat own {};
-    return fstat(file, &own) == 0 && lstat(path.c_str(), &there) == 0 && own.st_ino == there.st_ino &&
+    return fstat(file.get(), &own) == 0 && lstat(path.c_str(), &there) == 0 && own.st_ino == there.st_ino &&
            own.st_dev == there.st_dev;
 }
 
 // Waits for the writer of the temporary, who holds a lock on it, and removes what a killed one left, or a link. False
 // when something else stands there.
 bool clear_temporary(const std::filesystem::path& path) {
-    const int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) {
+    const FileDescriptor file = open_at(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    if (!file.is_open()) {
         return errno == ENOENT || (errno == ELOOP && unlink(path.c_str()) == 0);
     }
     const TraceStep step("lock", path.native());
-    while (flock(file, LOCK_EX) != 0 && errno == EINTR) {
-    }
-    const bool cleared = !is_at(path, file) || unlink(path.c_str()) == 0;
-    close(file);
-    return cleared;
+    lock_descriptor(file.get(), LOCK_EX);
+    return !is_at(path, file) || unlink(path.c_str()) == 0;
 }
 
-// A temporary of this writer alone, locked until it is closed; -1 when it cannot be made.
-int make_temporary(const std::filesystem::path& path) {
+// A temporary of this writer alone, locked until it is closed; not open when it cannot be made.
+FileDescriptor make_temporary(const std::filesystem::path& path) {
     for (;;) {
-        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-        if (file < 0) {
+        FileDescriptor file = open_at(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
+        if (!file.is_open()) {
             if (errno != EEXIST || !clear_temporary(path)) {
-                return -1;
+                return file;
             }
             continue;
         }
-        const bool taken = flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        const bool taken = !lock_descriptor(file.get(), LOCK_EX | LOCK_NB) && errno == EWOULDBLOCK;
         if (!taken && is_at(path, file)) {
             return file;
         }
-        close(file);  // Another writer took it for one left behind.
+        // Another writer took it for one left behind.
     }
 }
 
@@ -91,18 +88,18 @@ void write_text_file(const std::filesystem::path& path, std::string_view text) {
 void write_text_file_atomically(const std::filesystem::path& path, std::string_view text) {
     TraceStep step("written", path.native());
     const std::filesystem::path temporary = path.parent_path() / (path.filename().string() + ".tmp");
-    const int file = make_temporary(temporary);
-    if (file < 0) {
+    FileDescriptor file = make_temporary(temporary);
+    if (!file.is_open()) {
         step.fail(errno);
         throw std::runtime_error("Could not write " + temporary.string());
     }
-    const bool written = write_fully(file, text) && sync_to_disk(file);
+    const bool written = write_fully(file.get(), text) && sync_to_disk(file.get());
     const bool renamed = written && rename(temporary.c_str(), path.c_str()) == 0;
     if (!renamed) {
         step.fail(errno);
         unlink(temporary.c_str());
     }
-    close(file);
+    file.reset();  // Ends the lock.
     if (!renamed) {
         throw std::runtime_error(written ? "Could not replace " + path.string()
                                          : "Could not write " + temporary.string());

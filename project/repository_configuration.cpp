@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "files/absolute_path.h"
+#include "files/file_url.h"
 #include "files/text_file.h"
 #include "project/checkout_configuration.h"
 #include "project/manifest.h"
@@ -27,36 +28,10 @@ std::string without_trailing_slashes(std::string text) {
     return text;
 }
 
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
-std::string percent_decoded(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const int high = text[i] == '%' && i + 2 < text.size() ? hex_value(text[i + 1]) : -1;
-        const int low = high >= 0 ? hex_value(text[i + 2]) : -1;
-        result += low >= 0 ? static_cast<char>(high * 16 + low) : text[i];
-        i += low >= 0 ? 2 : 0;
-    }
-    return result;
-}
-
 // The directory that a URL names, or the text as it is.
 std::string directory_or_text(const std::string& url) {
-    constexpr std::string_view scheme = "file://";
-    const bool encoded = url.starts_with("file:///");
-    if (!encoded && !url.starts_with('/')) {
-        return url;
-    }
-    const std::string directory = encoded ? percent_decoded(std::string_view(url).substr(scheme.size())) : url;
-    return without_trailing_slashes(std::filesystem::path(directory).lexically_normal().string());
+    const std::optional<std::string> path = url.starts_with('/') ? url : path_of_file_url(url);
+    return path ? without_trailing_slashes(std::filesystem::path(*path).lexically_normal().string()) : url;
 }
 
 std::string fallback_repository_name(const std::filesystem::path& project_path) {

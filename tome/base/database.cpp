@@ -4,6 +4,7 @@
 
 #include "files/platform.h"
 #include "files/trace.h"
+#include "tome/base/damage.h"
 #include "tome/base/error.h"
 
 namespace tome {
@@ -201,7 +202,7 @@ void Database::fail(int code) const {
     const int primary = code & 0xff;
     const std::string file = path_.string();
     if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
-        throw Error(ErrorCode::Corrupt, "corrupt database: " + file);
+        throw damaged(DatabaseKind::Any, file);
     }
     if (primary == SQLITE_FULL) {
         throw Error(ErrorCode::Io, "disk full while writing " + file);

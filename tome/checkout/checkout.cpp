@@ -17,11 +17,7 @@ namespace {
 FileDescriptor lock_folder(const std::filesystem::path& directory, Checkout::Access access) {
     FileDescriptor folder = open_directory(state_folder(directory), true);
     const quill::TraceStep step("lock", directory.native());
-    int result = 0;
-    do {
-        result = flock(folder.get(), access == Checkout::Access::Change ? LOCK_EX : LOCK_SH);
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {
+    if (!quill::lock_descriptor(folder.get(), access == Checkout::Access::Change ? LOCK_EX : LOCK_SH)) {
         throw system_error("could not lock checkout " + directory.string(), errno);
     }
     return folder;

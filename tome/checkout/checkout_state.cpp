@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 
+#include "tome/base/damage.h"
 #include "tome/base/database_schema.h"
 #include "tome/base/error.h"
 
@@ -40,7 +41,7 @@ std::int64_t now_nanoseconds() {
 }
 
 [[noreturn]] void refuse(const std::filesystem::path& index, const std::string& what = {}) {
-    throw Error(ErrorCode::Corrupt, "corrupt index: " + index.string() + what);
+    throw damaged(DatabaseKind::Index, index.string() + what);
 }
 
 bool is_tree_path(std::string_view text) {

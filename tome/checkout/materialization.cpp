@@ -8,15 +8,12 @@
 #include <functional>
 #include <set>
 
-#include "files/platform.h"
+#include "files/file_bytes.h"
 #include "tome/base/error.h"
 #include "tome/object/tree_diff.h"
 
 namespace tome {
 namespace {
-
-// Files and folders by themselves up to this many; beyond, one sync of the volume is cheaper.
-constexpr std::size_t max_single_syncs = 64;
 
 using Wanted = std::map<std::string, std::optional<TreeEntry>>;
 
@@ -228,45 +225,23 @@ class PreparedFiles {
 // Complete copies of the files to write, beside the working tree.
 PreparedFiles prepare_files(Checkout& checkout, const MaterializationPlan& plan) {
     PreparedFiles prepared;
-    const bool one_by_one = plan.writes.size() <= max_single_syncs;
-    FileDescriptor last;
+    const bool one_by_one = plan.writes.size() <= quill::max_single_syncs;
     for (const auto& [path, entry] : plan.writes) {
         const std::filesystem::path temporary = checkout.temporary_path();
         prepared.add(path, temporary);
-        last = create_file_at(AT_FDCWD, temporary.string(), path);
-        checkout.sources().copy_content(entry, last.get(), path);
-        if (entry.executable && fchmod(last.get(), 0755) != 0) {
+        const FileDescriptor file = create_file_at(AT_FDCWD, temporary.string(), path);
+        checkout.sources().copy_content(entry, file.get(), path);
+        if (entry.executable && fchmod(file.get(), 0755) != 0) {
             throw system_error("could not write " + path, errno);
         }
         if (one_by_one && !plan.scratch) {
-            sync_descriptor(last.get(), path);
+            sync_descriptor(file.get(), path);
         }
     }
-    if (!one_by_one && !plan.scratch && !quill::sync_file_system(last.get())) {
-        throw system_error("could not write to " + checkout.directory().string(), errno);
+    if (!one_by_one && !plan.scratch) {
+        checkout.files().sync_volume();
     }
     return prepared;
-}
-
-// The index must not know of files that a power cut takes back: they would look like edits made since.
-void sync_folders_of(Checkout& checkout, const std::vector<std::string>& paths) {
-    std::set<std::string> folders;
-    for (std::string folder : paths) {
-        do {
-            const std::size_t slash = folder.rfind('/');
-            folder.erase(slash == std::string::npos ? 0 : slash);
-        } while (folders.insert(folder).second && !folder.empty());
-    }
-    if (folders.size() > max_single_syncs) {
-        const FileDescriptor root = open_directory(checkout.directory());
-        if (!quill::sync_file_system(root.get())) {
-            throw system_error("could not write to " + checkout.directory().string(), errno);
-        }
-        return;
-    }
-    for (const std::string& folder : folders) {
-        checkout.files().sync_folder(folder);
-    }
 }
 
 }  // namespace
@@ -303,7 +278,8 @@ std::vector<std::string> materialize(Checkout& checkout, const MaterializationPl
     }
     prepared.all_moved();
     if (!plan.scratch) {
-        sync_folders_of(checkout, changed);
+        // The index must not know of files that a power cut takes back: they would look like edits made since.
+        checkout.files().sync_folders(changed);
     }
     Transaction transaction(checkout.state().database());
     for (const auto& [path, digest] : plan.deletions) {

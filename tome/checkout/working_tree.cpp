@@ -1,6 +1,7 @@
 #include "tome/checkout/working_tree.h"
 
 #include "digest/sha256.h"
+#include "files/file_bytes.h"
 #include "tome/base/error.h"
 #include "tome/base/file_io.h"
 
@@ -64,8 +65,12 @@ void WorkingTree::remove_empty_folder(const TreePath& path) const {
     translated([&] { tree_.remove_empty_folder(path.text()); });
 }
 
-void WorkingTree::sync_folder(const std::string& folder) const {
-    translated([&] { tree_.sync_folder(folder); });
+void WorkingTree::sync_folders(const std::vector<std::string>& paths) const {
+    translated([&] { quill::sync_folders(tree_, paths); });
+}
+
+void WorkingTree::sync_volume() const {
+    translated([&] { quill::sync_volume(tree_); });
 }
 
 void WorkingTree::scan(const std::string& folder, const std::set<std::string>& skip,

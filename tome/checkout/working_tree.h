@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "files/folder_tree.h"
 #include "tome/base/digest.h"
@@ -42,8 +43,11 @@ class WorkingTree {
     /// Removes a folder that holds nothing but folders.
     void remove_empty_folder(const TreePath& path) const;
 
-    /// Makes the names in a folder ("": the root) survive a power cut. Fine when it does not exist.
-    void sync_folder(const std::string& folder) const;
+    /// Makes the names of the files at `paths`, there or removed, survive a power cut.
+    void sync_folders(const std::vector<std::string>& paths) const;
+
+    /// Makes everything that was written to the volume survive a power cut.
+    void sync_volume() const;
 
     /// Calls `visit` for everything at or below `folder` ("": all) that is not a folder, but for ".tome" folders, other
     /// checkouts and what lies within `skip`. What vanishes meanwhile is passed over; whatever else cannot be read is

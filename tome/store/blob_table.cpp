@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tome/base/damage.h"
 #include "tome/base/error.h"
 
 namespace tome {
@@ -16,7 +17,7 @@ std::string_view view_of(const Id& id) {
 Id id_from(std::string_view bytes) {
     Id id{};
     if (bytes.size() != id.size()) {
-        throw Error(ErrorCode::Corrupt, "corrupt store: a blob's name of " + std::to_string(bytes.size()) + " bytes");
+        throw damaged(DatabaseKind::Store, "a blob's name of " + std::to_string(bytes.size()) + " bytes");
     }
     std::copy(bytes.begin(), bytes.end(), id.begin());
     return id;

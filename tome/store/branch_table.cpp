@@ -1,5 +1,6 @@
 #include "tome/store/branch_table.h"
 
+#include "tome/base/damage.h"
 #include "tome/base/error.h"
 #include "tome/base/file_io.h"
 
@@ -13,7 +14,7 @@ constexpr std::int64_t max_sequence = std::int64_t{1} << 62;
 void check_numbers(const Statement& row) {
     const std::int64_t sequence = row.integer(8);
     if (row.integer(6) < 0 || row.integer(7) < 0 || sequence < 1 || sequence > max_sequence) {
-        throw Error(ErrorCode::Corrupt, "corrupt store: times or sequence of branch " + std::string(row.bytes(0)));
+        throw damaged(DatabaseKind::Store, "times or sequence of branch " + std::string(row.bytes(0)));
     }
 }
 
@@ -52,7 +53,7 @@ std::vector<BranchRecord> list_branches(Database& database) {
     while (query.step()) {
         result.push_back(from_row(query));
         if (result.size() > 1 && result[result.size() - 2].name >= result.back().name) {
-            throw Error(ErrorCode::Corrupt, "corrupt store: branches out of order or twice: " + result.back().name);
+            throw damaged(DatabaseKind::Store, "branches out of order or twice: " + result.back().name);
         }
     }
     return result;

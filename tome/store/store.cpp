@@ -11,6 +11,7 @@
 
 #include "digest/sha256.h"
 #include "files/platform.h"
+#include "tome/base/damage.h"
 #include "tome/base/database_schema.h"
 #include "tome/base/error.h"
 
@@ -58,7 +59,7 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
     if (type == std::filesystem::file_type::not_found) {
         // A store appears whole: a folder without its database has lost it, and what it held is not to be made anew.
         if (std::filesystem::exists(std::filesystem::symlink_status(directory, error))) {
-            throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string() + " (store.db is missing)");
+            throw damaged(DatabaseKind::Store, directory.string() + " (store.db is missing)");
         }
         throw Error(ErrorCode::NotFound, "Not found: no Tome store at " + directory.string());
     }
@@ -66,7 +67,7 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
         throw Error(ErrorCode::Io, "could not open store " + directory.string() + ": " + error.message());
     }
     if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::symlink) {
-        throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string());
+        throw damaged(DatabaseKind::Store, directory.string());
     }
     return directory;
 }
@@ -74,11 +75,7 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
 constexpr std::string_view temporary_prefix = "tmp-";
 
 bool try_lock(const FileDescriptor& file) {
-    int result = 0;
-    do {
-        result = flock(file.get(), LOCK_EX | LOCK_NB);
-    } while (result != 0 && errno == EINTR);
-    return result == 0;
+    return quill::lock_descriptor(file.get(), LOCK_EX | LOCK_NB);
 }
 
 // A file for content that is being written. Its lock, which ends with its writer, tells it from one left behind.
@@ -160,10 +157,10 @@ Store::Store(const std::filesystem::path& directory)
                                             "); update to use it: " + directory.string());
     }
     if (version != store_version) {
-        throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string());
+        throw damaged(DatabaseKind::Store, directory.string());
     }
     if (const std::string difference = difference_from(tables, database_); !difference.empty()) {
-        throw Error(ErrorCode::Corrupt, "corrupt store: " + directory.string() + " (" + difference + ")");
+        throw damaged(DatabaseKind::Store, directory.string() + " (" + difference + ")");
     }
 }
 

@@ -21,16 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Up to so many files are synced one by one. For more, one sync of the whole volume is cheaper.
-constexpr std::size_t max_single_syncs = 64;
-
 // Behind the name of a folder of kept files until the restore is complete.
 constexpr const char* unfinished = ".unfinished";
-
-std::string folder_of(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
 
 // Folders where a restored file is to be, and files where one of its folders is to be.
 std::set<std::string> entries_of_another_kind(const FolderTree& live, const FolderTree& restored) {
@@ -87,10 +79,7 @@ class KeptFiles {
     // Called before names in the live project are replaced. The bytes of an edit may not be on the disk either.
     void make_durable() {
         if (files_.size() > max_single_syncs) {
-            if (!sync_file_system(package_.open_folder("").get())) {
-                refuse(files_.front());
-            }
-            return;
+            return synced([&] { sync_volume(package_); });
         }
         for (const std::string& file : files_) {
             keeping(file, [&] {
@@ -104,14 +93,19 @@ class KeptFiles {
         for (const std::string& file : files_) {
             paths.push_back(kept_ + file);
         }
+        synced([&] { sync_folders(package_, paths); });
+    }
+
+  private:
+    template <typename Sync>
+    void synced(Sync sync) const {
         try {
-            sync_folders(package_, paths);
+            sync();
         } catch (const FileError&) {
             refuse(files_.front());
         }
     }
 
-  private:
     static std::string prefix(const fs::path& package, const fs::path& folder) {
         const fs::path relative = folder.lexically_relative(package);
         return relative == "." ? std::string() : relative.string() + "/";

@@ -1,0 +1,18 @@
+// URLs of files and folders: "file://" and the path, percent-encoded (RFC 3986, RFC 8089).
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quill {
+
+inline constexpr std::string_view file_scheme = "file://";
+
+/// The path in a URL that begins with "file:///"; nothing for any other text and for malformed encoding.
+std::optional<std::string> path_of_file_url(std::string_view url);
+
+/// The URL of an absolute path. What is neither a letter, a digit, one of "-_.~" nor "/" is encoded.
+std::string file_url_of(std::string_view path);
+
+}  // namespace quill

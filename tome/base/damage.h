@@ -1,0 +1,24 @@
+// The texts of errors about a damaged database, by what the database is: "corrupt KIND: WHAT". The part after the kind
+// begins with a path where one is known, and by that a remedy is found.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tome/base/error.h"
+
+namespace tome {
+
+enum class DatabaseKind {
+    Any,    ///< "database": SQLite cannot read it
+    Index,  ///< "index": of a checkout
+    Store   ///< "store": objects, branches and blobs
+};
+
+/// Error(Corrupt) "corrupt KIND: WHAT".
+Error damaged(DatabaseKind kind, const std::string& what);
+
+/// WHAT in such a text; empty for any other text.
+std::string_view what_is_damaged(std::string_view text);
+
+}  // namespace tome
