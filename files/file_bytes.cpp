@@ -68,9 +68,9 @@ void copy_bytes(const FileDescriptor& from, const FileDescriptor& to, const std:
 }
 
 bool holds_the_same(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
-    const std::optional<FolderEntry> standing = tree.find(path);
-    const bool same = standing && standing->is_file() &&
-                      standing->stamp.size == static_cast<std::uint64_t>(status_of(from).st_size) &&
+    const std::optional<FolderEntry> existing = tree.find(path);
+    const bool same = existing && existing->is_file() &&
+                      existing->stamp.size == static_cast<std::uint64_t>(status_of(from).st_size) &&
                       equal_file_bytes(from, tree.open_file(path));
     if (lseek(from.get(), 0, SEEK_SET) != 0) {
         fail("could not read the file");
@@ -94,9 +94,9 @@ bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b) {
     }
 }
 
-mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& standing) {
+mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& existing) {
     const mode_t source = status_of(from).st_mode;
-    return with_executable_bit(standing && standing->is_file() ? standing->mode : source, (source & S_IXUSR) != 0);
+    return with_executable_bit(existing && existing->is_file() ? existing->mode : source, (source & S_IXUSR) != 0);
 }
 
 void copy_file(const FileDescriptor& from, const FolderTree& tree, const std::string& path, mode_t mode,
@@ -132,13 +132,13 @@ void replace_file_by_copy(const FileDescriptor& from, const FolderTree& tree, co
 }
 
 void match_executable_bit(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
-    const FileDescriptor standing = tree.open_file(path);
-    const mode_t mode = status_of(standing).st_mode & permissions;
+    const FileDescriptor existing = tree.open_file(path);
+    const mode_t mode = status_of(existing).st_mode & permissions;
     const bool executable = (status_of(from).st_mode & S_IXUSR) != 0;
     if (executable == ((mode & S_IXUSR) != 0)) {
         return;
     }
-    if (!set_mode(standing, with_executable_bit(mode, executable)) || !sync_to_disk(standing.get())) {
+    if (!set_mode(existing, with_executable_bit(mode, executable)) || !sync_to_disk(existing.get())) {
         fail("could not write " + path);
     }
 }

@@ -17,9 +17,9 @@ bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b);
 /// Whether a copy waits until its bytes are on the disk. Scratch copies, which a power cut may take, need not.
 enum class Durability { Synced, Scratch };
 
-/// The mode for a copy of `from` that takes the place of `standing`: the permissions stay those of the file that stands
+/// The mode for a copy of `from` that takes the place of `existing`: the permissions stay those of the file that stands
 /// there and are otherwise those of `from`; who may read may execute where `from` is executable.
-mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& standing);
+mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& existing);
 
 /// Makes `path`, in a folder of `tree` that is there, a copy of the file `from`. What stood there is removed first. On
 /// failure nothing is left there.

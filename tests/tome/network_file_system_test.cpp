@@ -48,8 +48,8 @@ class NetworkFileSystem : public DamagedRepository {
     static void expect_refused(const DamageReply& reply, const std::filesystem::path& directory) {
         EXPECT_EQ(reply.code, invalid);
         EXPECT_EQ(reply.text(),
-                  "a Tome store cannot lie on a network file system, whose locks do not reach other hosts; use an "
-                  "object-store remote instead: " +
+                  "a Tome store cannot lie on a network file system, whose locks do not reach other hosts; use a "
+                  "disk of this host instead: " +
                       directory.string());
     }
 };

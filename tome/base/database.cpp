@@ -46,7 +46,7 @@ void refuse_network_file_system(const std::filesystem::path& directory) {
     if (quill::is_on_network_file_system(directory.c_str())) {
         throw Error(ErrorCode::Invalid,
                     "a Tome store cannot lie on a network file system, whose locks do not reach "
-                    "other hosts; use an object-store remote instead: " +
+                    "other hosts; use a disk of this host instead: " +
                         directory.string());
     }
 }

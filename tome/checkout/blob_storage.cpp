@@ -65,7 +65,7 @@ std::unique_ptr<Remote> BlobStorage::find_remote() const {
     }
 }
 
-void BlobStorage::deliver_from(ObjectSource& source, const std::string& place, const BlobKey& key,
+void BlobStorage::deliver_from(ObjectSource& source, const std::string& source_name, const BlobKey& key,
                                const std::function<void(std::uint64_t)>& begin,
                                const std::function<void(std::uint64_t, std::string_view)>& deliver) {
     const std::optional<Content> content = source.find_content(key.digest);
@@ -85,7 +85,7 @@ void BlobStorage::deliver_from(ObjectSource& source, const std::string& place, c
         offset += block.size();
     });
     if (Digest{hash.finish()} != key.digest) {
-        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, place));
+        throw Error(ErrorCode::Corrupt, corrupt_object_text(key.digest, source_name));
     }
 }
 

@@ -41,8 +41,8 @@ class BlobStorage {
   private:
     std::unique_ptr<Remote> find_remote() const;  ///< opened anew each time: it may be replaced meanwhile
     std::optional<Error> flush_to(Remote& remote, const std::vector<BlobKey>& keys);  ///< returns damage
-    /// `place` is where the source is, for errors.
-    static void deliver_from(ObjectSource& source, const std::string& place, const BlobKey& key,
+    /// `source_name` says in errors where the source is.
+    static void deliver_from(ObjectSource& source, const std::string& source_name, const BlobKey& key,
                              const std::function<void(std::uint64_t)>& begin,
                              const std::function<void(std::uint64_t, std::string_view)>& deliver);
 

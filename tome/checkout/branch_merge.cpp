@@ -29,13 +29,13 @@ BranchMerge merge_heads(Checkout& checkout, const NewestHead& target, const Dige
     const Digest& ours = target.head;
     const Digest our_tree = checkout.tree_of(ours);
     BranchMerge result;
-    RevisionMerge merge = merge_revisions(checkout.sources(), checkout.store(), ours, theirs);
+    RevisionMerge merge = merge_revisions(checkout.sources(), checkout.writable_store(), ours, theirs);
     if (!merge.conflicts.empty()) {
         result.conflicts = std::move(merge.conflicts);
         return result;
     }
     const Revision revision = merge_revision(checkout, merge.tree, ours, theirs, message);
-    result.head = checkout.store().add_object(ObjectKind::Revision, encode_revision(revision));
+    result.head = checkout.writable_store().add_object(ObjectKind::Revision, encode_revision(revision));
     result.order = revision.order;
 
     MaterializationRequest request = request_to_follow(checkout, target);

@@ -97,7 +97,7 @@ void Checkout::add_store(const std::filesystem::path& directory) {
     }
 }
 
-Store& Checkout::store() {
+Store& Checkout::writable_store() {
     // A shared store that is gone was moved or removed with the folder around it; the remote has what it held.
     const bool shared = config_.use_shared_store && is_store(config_.shared_store);
     const std::filesystem::path wanted = shared ? config_.shared_store : own_store_path(directory_);

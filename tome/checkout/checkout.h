@@ -33,8 +33,9 @@ class Checkout {
     /// Everything that can be read here: own objects, the shared store, the remote.
     ObjectSources& sources() { return sources_; }
 
-    /// Where new objects go: the shared store when the checkout uses one, else its own, made when first needed.
-    Store& store();
+    /// The store for new objects: the shared one when the checkout uses one, else its own, which is made when it is
+    /// first needed.
+    Store& writable_store();
 
     /// What was last seen of the remote's branches.
     BranchMemory& memory() { return memory_; }

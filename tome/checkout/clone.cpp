@@ -107,15 +107,15 @@ ClonedCheckout clone_repository(const std::filesystem::path& directory, const Cl
     const CheckoutConfig config = config_of(request, directory);
     const Digest head = head_on_remote(directory, config, request.branch);
     make_folder(directory);
-    const bool made = create_checkout(directory, config, request.branch, head);
-    if (!made && read_config(config_path(directory)).repository_url != config.repository_url) {
+    const bool is_new = create_checkout(directory, config, request.branch, head);
+    if (!is_new && read_config(config_path(directory)).repository_url != config.repository_url) {
         throw Error(ErrorCode::AlreadyExists, "is a checkout of another repository: " + directory.string());
     }
     try {
         return finish_clone(directory, request);
     } catch (...) {
         std::error_code ignored;
-        if (made) {
+        if (is_new) {
             std::filesystem::remove_all(state_folder(directory), ignored);
         }
         throw;

@@ -37,11 +37,11 @@ NamedRevision add_revision(Checkout& checkout, const std::vector<NewObject>& tre
     const Revision revision = revision_on_base(checkout, tree, message);
 
     // Objects first, then, in one transaction on the index, the branch.
-    Transaction stored(checkout.store().database());
+    Transaction stored(checkout.writable_store().database());
     for (const NewObject& object : trees) {
-        checkout.store().add_object(object.kind, object.bytes);
+        checkout.writable_store().add_object(object.kind, object.bytes);
     }
-    const Digest head = checkout.store().add_object(ObjectKind::Revision, encode_revision(revision));
+    const Digest head = checkout.writable_store().add_object(ObjectKind::Revision, encode_revision(revision));
     stored.commit();
 
     Transaction moved(checkout.state().database());

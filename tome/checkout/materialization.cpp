@@ -15,8 +15,6 @@
 namespace tome {
 namespace {
 
-using Wanted = std::map<std::string, std::optional<TreeEntry>>;
-
 class Planner {
   public:
     Planner(Checkout& checkout, const MaterializationRequest& request)
@@ -36,12 +34,12 @@ class Planner {
             want_folder("");
         }
         for (const auto& [path, entry] : wanted_) {
-            place(path, entry);
+            plan_file(path, entry);
         }
-        clear_way();
-        const std::set<std::string> going(plan_.removals.begin(), plan_.removals.end());
+        remove_files_in_the_way();
+        const std::set<std::string> removed(plan_.removals.begin(), plan_.removals.end());
         for (const std::string& folder : folders_in_the_way_) {
-            check_folder(folder, going);
+            check_folder(folder, removed);
         }
         refuse_blocked();
         plan_.scratch = request_.scratch;
@@ -66,7 +64,7 @@ class Planner {
     }
 
     // Files where a folder of what is written is to be.
-    void clear_way() {
+    void remove_files_in_the_way() {
         std::set<std::string> seen;
         for (const auto& [path, entry] : plan_.writes) {
             for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
@@ -74,9 +72,9 @@ class Planner {
                 if (!seen.insert(folder).second || wanted_.contains(folder)) {
                     continue;
                 }
-                const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(folder));
-                if (standing && standing->kind != WorkingEntry::Kind::Folder) {
-                    place(folder, std::nullopt);
+                const std::optional<WorkingEntry> existing = checkout_.files().find(TreePath::parse(folder));
+                if (existing && existing->kind != WorkingEntry::Kind::Folder) {
+                    plan_file(folder, std::nullopt);
                 }
             }
         }
@@ -108,14 +106,15 @@ class Planner {
         }
     }
 
-    void place(const std::string& text, const std::optional<TreeEntry>& entry) {
+    // Plans what happens at one path: an entry is to be written, nothing means that the file goes.
+    void plan_file(const std::string& text, const std::optional<TreeEntry>& entry) {
         const TreePath path = TreePath::parse(text);
-        const std::optional<WorkingEntry> standing = checkout_.files().find(path);
-        if (!standing) {
+        const std::optional<WorkingEntry> existing = checkout_.files().find(path);
+        if (!existing) {
             entry ? void(plan_.writes.emplace(text, *entry)) : plan_.dropped.push_back(text);
             return;
         }
-        if (standing->kind == WorkingEntry::Kind::Folder) {
+        if (existing->kind == WorkingEntry::Kind::Folder) {
             if (entry) {
                 folders_in_the_way_.push_back(text);
                 plan_.writes.emplace(text, *entry);
@@ -124,17 +123,17 @@ class Planner {
             }
             return;
         }
-        if (!standing->is_file()) {
+        if (!existing->is_file()) {
             blocked_.insert(text);
             return;
         }
-        const auto [digest, known] = current_content(path, standing->stamp);
+        const auto [digest, known] = current_content(path, existing->stamp);
         const bool same_content = entry && entry->digest == digest;
         if (same_content) {
-            check_size(*entry, standing->stamp.size, text);
+            check_size(*entry, existing->stamp.size, text);
         }
-        if (same_content && entry->executable == standing->stamp.executable) {
-            plan_.already_there.emplace(text, std::pair(digest, standing->stamp));
+        if (same_content && entry->executable == existing->stamp.executable) {
+            plan_.already_there.emplace(text, std::pair(digest, existing->stamp));
             return;
         }
         if (!known && !same_content && !request_.overwrite && !is_in_a_base(text, digest)) {
@@ -163,13 +162,13 @@ class Planner {
     }
 
     // A folder may give way to a file when every file in it, another checkout's among them, goes, too.
-    void check_folder(const std::string& folder, const std::set<std::string>& going) {
+    void check_folder(const std::string& folder, const std::set<std::string>& removed) {
         const std::filesystem::path& root = checkout_.directory();
         std::error_code error;
         std::filesystem::recursive_directory_iterator entry(root / folder, error);
         for (; !error && entry != std::filesystem::recursive_directory_iterator(); entry.increment(error)) {
             const std::string path = entry->path().lexically_relative(root).string();
-            if (!std::filesystem::is_directory(entry->symlink_status(error)) && !going.contains(path)) {
+            if (!std::filesystem::is_directory(entry->symlink_status(error)) && !removed.contains(path)) {
                 blocked_.insert(path);
             }
         }
@@ -194,7 +193,7 @@ class Planner {
     TreeLookup old_;
     TreeLookup new_;
     TreeLookup target_;
-    Wanted wanted_;
+    TreeChanges wanted_;
     MaterializationPlan plan_;
     std::vector<std::string> folders_in_the_way_;
     std::set<std::string> blocked_;
@@ -269,8 +268,8 @@ std::vector<std::string> materialize(Checkout& checkout, const MaterializationPl
     std::map<std::string, FileStamp> installed;
     for (const auto& [path, temporary] : prepared.files()) {
         const TreePath target = TreePath::parse(path);
-        const std::optional<WorkingEntry> standing = checkout.files().find(target);
-        if (standing && standing->kind == WorkingEntry::Kind::Folder) {
+        const std::optional<WorkingEntry> existing = checkout.files().find(target);
+        if (existing && existing->kind == WorkingEntry::Kind::Folder) {
             checkout.files().remove_empty_folder(target);
         }
         installed.emplace(path, checkout.files().install(temporary, target));

@@ -24,12 +24,12 @@ class Stager {
           base_(checkout.sources(), base_root_) {}
 
     void stage(const std::string& path) {
-        const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(path));
-        if (standing && standing->kind == WorkingEntry::Kind::Folder) {
+        const std::optional<WorkingEntry> existing = checkout_.files().find(TreePath::parse(path));
+        if (existing && existing->kind == WorkingEntry::Kind::Folder) {
             ask_for_held_contents(path);
             checkout_.files().scan(path, {}, [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
             stage_missing(path, true);
-        } else if (standing) {
+        } else if (existing) {
             if (!stage_file(path)) {  // A file in the place of a folder of the base takes its files with it.
                 unchanged_.push_back(path);
             }
@@ -54,7 +54,7 @@ class Stager {
         }
         const ObjectNames damaged =
             objects_to_mend(checkout_.sources(), remote, base_root_, unchanged_, [&](const std::string& path) {
-                checkout_.store().add_file(checkout_.files().open(TreePath::parse(path)).get(), path);
+                checkout_.writable_store().add_file(checkout_.files().open(TreePath::parse(path)).get(), path);
             });
         if (!damaged.empty()) {
             checkout_.remote().add_objects(checkout_.sources(), damaged, {});
@@ -70,8 +70,8 @@ class Stager {
         }
         std::vector<std::string> gone;
         base_.visit_files(path, [&](const std::string& file, const TreeEntry&) {
-            const std::optional<WorkingEntry> standing = checkout_.files().find(TreePath::parse(file));
-            const bool stands = standing && standing->kind != WorkingEntry::Kind::Folder;
+            const std::optional<WorkingEntry> existing = checkout_.files().find(TreePath::parse(file));
+            const bool stands = existing && existing->kind != WorkingEntry::Kind::Folder;
             if (!stands && (!held_only || checkout_.state().held_file(file))) {
                 gone.push_back(file);
             }
@@ -157,10 +157,10 @@ class Stager {
         if (size <= max_inline_bytes) {
             ++files_stored_;
             if (!transaction_) {
-                transaction_.emplace(checkout_.store().database());
+                transaction_.emplace(checkout_.writable_store().database());
             }
         }
-        return checkout_.store().add_file(file.get(), name);
+        return checkout_.writable_store().add_file(file.get(), name);
     }
 
     void end_transaction() {

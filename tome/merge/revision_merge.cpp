@@ -60,10 +60,10 @@ class Merger {
     Digest tree_of(const Digest& revision) { return read_revision(source_, revision).tree; }
 
     Digest apply(const Digest& tree, const TreeChanges& changes, NewNames new_names) {
-        ObjectList made;
-        const Digest changed = apply_changes(source_, tree, changes, made, new_names);
+        ObjectList trees;
+        const Digest changed = apply_changes(source_, tree, changes, trees, new_names);
         Transaction transaction(store_.database());
-        for (const NewObject& object : made.objects()) {
+        for (const NewObject& object : trees.objects()) {
             store_.add_object(object.kind, object.bytes);
         }
         transaction.commit();

@@ -15,7 +15,8 @@ std::string group_of(const std::string& key) {
     return key.substr(0, key.rfind('.'));
 }
 
-Digest place_of(const std::string& key) {
+// What a key's way through the nodes goes by.
+Digest position_of(const std::string& key) {
     return digest_of(group_of(key));
 }
 
@@ -39,7 +40,7 @@ bool fits_leaf(const Entries& entries, std::size_t depth) {
 std::map<std::uint8_t, Entries> by_nibble(const Entries& entries, std::size_t depth) {
     std::map<std::uint8_t, Entries> result;
     for (const auto& entry : entries) {
-        result[nibble_of(place_of(entry.first), depth)].insert(entry);
+        result[nibble_of(position_of(entry.first), depth)].insert(entry);
     }
     return result;
 }
@@ -93,26 +94,26 @@ void get_at(ObjectSource& source, const Digest& root, const Entries& wanted, std
     }
 }
 
-// `place` holds the nibbles that lead to the node. Only keys at their own place are listed, so no node stands in two
-// places and a map is no longer than its nodes.
-void list_at(ObjectSource& source, const Digest& root, std::vector<std::uint8_t>& place, Entries& found) {
+// `way` holds the nibbles that lead to the node. Only keys at their own position are listed, so no node counts twice
+// and a map is no longer than its nodes.
+void list_at(ObjectSource& source, const Digest& root, std::vector<std::uint8_t>& way, Entries& found) {
     const MetadataNode node = read_metadata_node(source, root);
-    if (!node.leaf && place.size() == max_depth) {
+    if (!node.leaf && way.size() == max_depth) {
         refuse_depth(root);
     }
     for (const auto& [key, value] : node.entries) {
-        const Digest wanted = place_of(key);
-        for (std::size_t depth = 0; depth < place.size(); ++depth) {
-            if (nibble_of(wanted, depth) != place[depth]) {
+        const Digest wanted = position_of(key);
+        for (std::size_t depth = 0; depth < way.size(); ++depth) {
+            if (nibble_of(wanted, depth) != way[depth]) {
                 throw Error(ErrorCode::Corrupt, "corrupt object: misplaced metadata (object " + to_hex(root) + ")");
             }
         }
         found.emplace(key, value);
     }
     for (const auto& [nibble, child] : node.children) {
-        place.push_back(nibble);
-        list_at(source, child, place, found);
-        place.pop_back();
+        way.push_back(nibble);
+        list_at(source, child, way, found);
+        way.pop_back();
     }
 }
 
@@ -131,9 +132,9 @@ std::map<std::string, std::string> get_metadata(ObjectSource& source, const Dige
 
 std::map<std::string, std::string> list_metadata(ObjectSource& source, const Digest& root) {
     Entries found;
-    std::vector<std::uint8_t> place;
+    std::vector<std::uint8_t> way;
     if (!root.is_zero()) {
-        list_at(source, root, place, found);
+        list_at(source, root, way, found);
     }
     return found;
 }

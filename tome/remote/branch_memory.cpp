@@ -183,8 +183,8 @@ RememberingRemote::RememberingRemote(std::unique_ptr<Remote> remote, BranchMemor
     : remote_(std::move(remote)), memory_(memory) {}
 
 void RememberingRemote::add_objects(ObjectSource& source, const ObjectNames& wanted,
-                                    const std::vector<NewObject>& made) {
-    remote_->add_objects(source, wanted, made);
+                                    const std::vector<NewObject>& new_objects) {
+    remote_->add_objects(source, wanted, new_objects);
 }
 
 void RememberingRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) {

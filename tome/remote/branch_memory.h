@@ -79,7 +79,8 @@ class RememberingRemote final : public Remote {
 
     std::string place() const override { return remote_->place(); }
     std::shared_ptr<ObjectSource> objects() override { return remote_->objects(); }
-    void add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) override;
+    void add_objects(ObjectSource& source, const ObjectNames& wanted,
+                     const std::vector<NewObject>& new_objects) override;
     bool has_blob(const BlobKey& key) override { return remote_->has_blob(key); }
     void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) override;
     std::optional<BranchRecord> find_branch(const BranchName& name) override;

@@ -25,9 +25,10 @@ class Remote {
     /// The objects of the repository, read where they are.
     virtual std::shared_ptr<ObjectSource> objects() = 0;
 
-    /// Adds objects found in `source` by kind and name, each after what it refers to, and then `made`, in that order.
-    /// All durable when this returns; a failure may leave some, which are garbage until a later push needs them.
-    virtual void add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) = 0;
+    /// Adds objects found in `source` by kind and name, each after what it refers to, and then `new_objects`, in that
+    /// order. All durable when this returns; a failure may leave some, which are garbage until a later push needs them.
+    virtual void add_objects(ObjectSource& source, const ObjectNames& wanted,
+                             const std::vector<NewObject>& new_objects) = 0;
 
     virtual bool has_blob(const BlobKey& key) = 0;
 

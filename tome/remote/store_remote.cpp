@@ -43,7 +43,8 @@ void StoreRemote::add_blobs(ObjectSource& source, const std::vector<BlobKey>& ke
     transaction.commit();
 }
 
-void StoreRemote::add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) {
+void StoreRemote::add_objects(ObjectSource& source, const ObjectNames& wanted,
+                              const std::vector<NewObject>& new_objects) {
     for (const auto& [kind, digest] : wanted) {
         if (kind == ObjectKind::Content && content_in(source, digest).size > max_inline_bytes) {
             store_->prepare_content(digest, source);
@@ -59,7 +60,7 @@ void StoreRemote::add_objects(ObjectSource& source, const ObjectNames& wanted, c
             throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
         }
     }
-    for (const NewObject& object : made) {
+    for (const NewObject& object : new_objects) {
         store_->add_object(object.kind, object.bytes);
     }
     transaction.commit();

@@ -16,7 +16,8 @@ class StoreRemote : public Remote {
 
     std::string place() const override { return store_->directory().string(); }
     std::shared_ptr<ObjectSource> objects() override { return store_; }
-    void add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) override;
+    void add_objects(ObjectSource& source, const ObjectNames& wanted,
+                     const std::vector<NewObject>& new_objects) override;
     bool has_blob(const BlobKey& key) override;
     void add_blobs(ObjectSource& source, const std::vector<BlobKey>& keys) override;
     std::optional<BranchRecord> find_branch(const BranchName& name) override;

@@ -229,8 +229,9 @@ typedef struct tome_repository_status_params {
 TOME_API int32_t tome_repository_status(const tome_globals_t* globals, const tome_repository_status_params_t* params,
                                         uint64_t user, tome_callback_t callback);
 
-/* Turns globals.checkout (made when missing) into a checkout of `branch` and brings `paths` into it; without paths it
- * holds no file yet. Costs the same whatever the size of the project. Fails with "Not found: URL" when the remote holds
+/* Turns globals.checkout (made when missing) into a checkout of `branch` and brings `paths` into it. Without paths it
+ * brings the whole tree, or no file when `sparse` or `metadata_only` is set; the cost of that is the same whatever the
+ * size of the project. Fails with "Not found: URL" when the remote holds
  * no such repository. Of two processes that clone into one directory one wins; the other finds the finished clone and
  * succeeds, too. Events: TOME_EVENT_SYNCED_PATH for each file written, TOME_EVENT_BRANCH_HEAD. */
 typedef struct tome_repository_clone_params {
@@ -240,7 +241,7 @@ typedef struct tome_repository_clone_params {
     uint32_t use_shared_store; /* keep new objects in `shared_store` */
     tome_string_t shared_store;
     tome_string_array_t paths; /* files or directories */
-    uint32_t sparse;           /* hold nothing but `paths`; when clear and `paths` is empty, the whole tree */
+    uint32_t sparse;           /* hold nothing but `paths`, also when there are none */
     /* Absolute path of a file called ".branch-memory", which checkouts may share and which is made when missing; empty:
      * none. The highest state of each branch that was seen on the remote is noted there. Where the remote is behind it,
      * it went back: to an older backup, or by damage. What reads goes on with what is there. What writes a branch gives
