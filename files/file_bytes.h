@@ -17,8 +17,8 @@ bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b);
 /// Whether a copy waits until its bytes are on the disk. Scratch copies, which a power cut may take, need not.
 enum class Durability { Synced, Scratch };
 
-/// The mode for a copy of `from` that takes the place of `existing`: the permissions stay those of the file that stands
-/// there and are otherwise those of `from`; who may read may execute where `from` is executable.
+/// The mode for a copy of `from` that replaces `existing`. The permissions stay those of the replaced file; a new file
+/// gets those of `from`. If `from` is executable, everyone who may read may execute.
 mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& existing);
 
 /// Makes `path`, in a folder of `tree` that is there, a copy of the file `from`. What stood there is removed first. On
@@ -37,8 +37,8 @@ void match_executable_bit(const FileDescriptor& from, const FolderTree& tree, co
 /// Files or folders are synced by themselves up to this many; beyond, one sync of their volume is cheaper.
 inline constexpr std::size_t max_single_syncs = 64;
 
-/// Makes the names of the files at `paths`, there or removed, survive a power cut: each folder on the way is synced
-/// once, or all that was written to the volume. A folder that does not exist any more is passed over.
+/// Makes the names of the files at `paths`, whether added or removed, survive a power cut: syncs each folder on the way
+/// once, or the whole volume if these are many. A folder that does not exist any more is left out.
 void sync_folders(const FolderTree& tree, const std::vector<std::string>& paths);
 
 /// Makes everything that was written to the volume of `tree` survive a power cut.

@@ -1,4 +1,5 @@
-// An owned file descriptor, and the calls that interrupted and short ones would have to be repeated for.
+// A file descriptor that closes itself, and calls that are repeated when a signal interrupts them or they do only a
+// part.
 #pragma once
 
 #include <sys/types.h>

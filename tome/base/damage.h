@@ -1,5 +1,5 @@
-// The texts of errors about a damaged database, by what the database is: "corrupt KIND: WHAT". The part after the kind
-// begins with a path where one is known, and by that a remedy is found.
+// Errors about a damaged database: "corrupt KIND: WHAT". WHAT begins with the path of the database where that is known;
+// operations/remedy finds the advice for the user by it.
 #pragma once
 
 #include <string>

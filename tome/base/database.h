@@ -18,8 +18,8 @@ namespace tome {
 
 class Database;
 
-/// Throws Error(Invalid) "a Tome store cannot lie on a network file system, …: DIRECTORY" for one where the locks and
-/// the log's shared memory of several hosts would not meet.
+/// Throws Error(Invalid) "a Tome store cannot lie on a network file system, …: DIRECTORY" if the directory is on one:
+/// the locks and the log's shared memory of one host do not reach another.
 void refuse_network_file_system(const std::filesystem::path& directory);
 
 /// A prepared statement, taken from its Database's cache for the time of one use.
@@ -61,8 +61,9 @@ class Database {
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    /// From now on, closing brings what the log holds into the file after a write: best effort, waiting for nobody.
-    /// SQLite passes over everything behind a damaged byte of a log, and no byte of the file tells.
+    /// From now on, closing the database after a write moves the log into the file. A failure is ignored, and nobody is
+    /// waited for. Without it a single damaged byte in the log would hide everything behind it, and SQLite would not
+    /// report that.
     void fold_log_when_closed() { folds_log_ = true; }
 
     void execute(const char* sql);
@@ -74,7 +75,7 @@ class Database {
     const std::filesystem::path& path() const { return path_; }
     bool in_transaction() const;
     int changes() const;
-    /// Undoes the open transaction; what makes that fail has ended it already.
+    /// Undoes the open transaction. A failure is ignored: SQLite has then ended the transaction itself.
     void roll_back() noexcept;
 
     /// The error for SQLite's result `code` on this file.

@@ -1,5 +1,5 @@
-// What a database of this program holds: the tables that it made, and nothing else. A view, a trigger or a table of
-// another shape that somebody else put there would run on every use of it, for as long as its maker likes.
+// The tables of a database, made and checked. A database must hold exactly these: a view, a trigger or a changed table
+// that somebody else put there would run with every use.
 #pragma once
 
 #include <span>

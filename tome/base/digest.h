@@ -1,4 +1,5 @@
-// The name of an object: the SHA-256 (FIPS 180-4) of its bytes. A type of its own, so that no text can take its place.
+// The name of an object: the SHA-256 (FIPS 180-4) of its bytes. It has a type of its own, so that the compiler refuses
+// any other text.
 #pragma once
 
 #include <array>

@@ -1,4 +1,5 @@
-// What an engine operation fails with. Inside the engine failures are exceptions; operation.cpp turns them into events.
+// Errors of the engine. Inside the engine every failure is an exception of this type; operation.cpp turns it into the
+// two error events.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +8,7 @@
 
 namespace tome {
 
-/// The codes that operations return; callers tell cases apart by the text, the codes help when reading logs.
+/// The code that an operation returns. Callers tell cases apart by the text; the code tells what sort of failure it is.
 enum class ErrorCode : std::int32_t {
     Invalid = 1,         ///< an argument that makes no sense
     NotFound = 2,        ///< a repository, branch, revision or path that is not there

@@ -37,14 +37,14 @@ void read_blocks(int descriptor, const std::string& name, const std::function<vo
 /// The whole of a small file; throws when it is longer than `limit`.
 std::string read_whole(int descriptor, const std::string& name, std::uint64_t limit);
 
-/// Makes the file's bytes, or the directory's entries, survive a power cut.
+/// Writes the file's bytes, or the directory's entries, to the disk, so that they survive a power cut.
 void sync_descriptor(int descriptor, const std::string& name);
 void sync_directory(const std::filesystem::path& path);
 
 /// Replaces `path` by `bytes` through a synced temporary file beside it.
 void write_file_durably(const std::filesystem::path& path, std::string_view bytes);
 
-/// 16 random lower-case hexadecimal digits, for names and values that must not meet.
+/// 16 random lower-case hexadecimal digits, for names that must be unique.
 std::string random_text();
 
 }  // namespace tome

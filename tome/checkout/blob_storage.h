@@ -1,5 +1,4 @@
-// Blobs of a repository: put into the checkout's own store, flushed to the remote, got from either.
-// Threads: any; calls on one object wait for each other. Processes: any number.
+// Blobs of a repository. They are put into the checkout's own store, flushed to the remote, and read from either.
 #pragma once
 
 #include <filesystem>
@@ -24,18 +23,18 @@ class BlobStorage {
     /// "not a checkout: DIRECTORY".
     BlobStorage(const std::filesystem::path& directory, std::optional<RepositoryLocation> remote);
 
-    /// Stores the bytes, of which no copy is made. False, and nothing is stored, when they do not hash to the key's
-    /// digest.
+    /// Stores the bytes, without copying them in memory. Returns false, and stores nothing, if they do not match the
+    /// digest of the key.
     bool put(const BlobKey& key, std::string_view bytes, bool local_only);
 
-    /// Hands on first the size and then all bytes, from the start on; what was handed on counts when this returns, for
-    /// the bytes are checked on the way. After damage in one place `begin` is called again and all bytes come from
-    /// another. Throws Error(NotFound) "Not found: blob HEX", Error(Corrupt).
+    /// Passes the size to `begin` and then all bytes to `deliver`, from the first one on. Treat delivered bytes as
+    /// valid only after get() returns, because they are checked meanwhile. If one copy is damaged, `begin` is called
+    /// again and all bytes come from the other. Throws Error(NotFound) "Not found: blob HEX" or Error(Corrupt).
     void get(const BlobKey& key, const std::function<void(std::uint64_t size)>& begin,
              const std::function<void(std::uint64_t offset, std::string_view bytes)>& deliver);
 
-    /// Brings what the remote lacks there, making the repository when there is none. Throws Error(Corrupt) for a
-    /// damaged blob, when all others are there; it is passed over from then on, until it is stored again.
+    /// Sends the remote all unflushed blobs, and makes the repository there if it is missing. A damaged blob does not
+    /// block the others: it is marked as local until it is stored again, and Error(Corrupt) is thrown at the end.
     void flush();
 
   private:

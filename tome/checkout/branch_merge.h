@@ -16,9 +16,9 @@ struct BranchMerge {
     std::vector<std::string> conflicts;  ///< paths; with any, nothing was changed
 };
 
-/// Merges the newest head of `source` into that of the checkout's branch. The merge becomes the base, and the files
-/// that the checkout holds follow. Where `source` brings nothing new, the branch's newest head is returned and nothing
-/// changes. Throws Error(Invalid) "branch has no revision to merge into: NAME", Error(WouldOverwrite), or as
+/// Merges the newest head of `source` into that of the checkout's branch. The merge revision becomes the base, and the
+/// files that the checkout holds are updated. If `source` has nothing new, nothing changes and the branch's newest head
+/// is returned. Throws Error(Invalid) "branch has no revision to merge into: NAME", Error(WouldOverwrite), or as
 /// newest_head() does.
 BranchMerge merge_branch(Checkout& checkout, const BranchName& source, const std::string& message);
 

@@ -14,8 +14,8 @@ namespace tome {
 void note_metadata(Checkout& checkout, const BranchName& branch, const std::vector<std::string>& keys,
                    const std::vector<std::string>& values);
 
-/// The values of `keys` (none: of all). A noted value counts before the remote's. Throws Error(NotFound) "branch does
-/// not exist: NAME".
+/// The values of `keys`, or of all keys if none is given. A noted value takes precedence over the remote's. Throws
+/// Error(NotFound) "branch does not exist: NAME".
 std::map<std::string, std::string> branch_metadata(Checkout& checkout, const BranchName& branch,
                                                    const std::vector<std::string>& keys);
 

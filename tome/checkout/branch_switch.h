@@ -1,4 +1,4 @@
-// Having a checkout follow another branch, or the newest state of its own.
+// Switching a checkout to another branch, or to the newest state of its own.
 #pragma once
 
 #include <string>
@@ -13,10 +13,9 @@ struct SwitchedBranch {
     std::vector<std::string> changed;  ///< paths of working files that were written or removed, sorted
 };
 
-/// Makes `name` the checkout's branch and its newest head the base; the files that the checkout holds follow. Without
-/// `fetch_newest` the head that is known here is taken, where one is. Throws Error(WouldOverwrite), Error(Moved) when
-/// the remote has overtaken commits made here on another branch than the one that is checked out, or as newest_head()
-/// does.
+/// Makes `name` the checkout's branch and its newest head the base, and updates the files that the checkout holds.
+/// Without `fetch_newest` the head that is known here is used, if there is one. Throws Error(WouldOverwrite), or as
+/// newest_head() does, or Error(Moved) if the remote has overtaken local commits of a branch that is not checked out.
 SwitchedBranch switch_branch(Checkout& checkout, const BranchName& name, bool fetch_newest);
 
 }  // namespace tome

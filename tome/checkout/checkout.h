@@ -1,6 +1,6 @@
-// A checkout: a directory whose ".tome" folder holds config.toml, index.db, "tmp" and, once something was stored here,
-// "objects". Operations that change a checkout exclude each other by an advisory lock on the ".tome" folder's own
-// descriptor, which ends with the process.
+// A checkout: a directory with the folder ".tome", in which config.toml, index.db, "tmp" and, once something was stored
+// here, "objects" are. Operations that change a checkout exclude one another by an advisory lock on ".tome" itself; it
+// ends with the process.
 #pragma once
 
 #include <filesystem>
@@ -30,7 +30,7 @@ class Checkout {
     CheckoutState& state() { return state_; }
     const WorkingTree& files() const { return files_; }
 
-    /// Everything that can be read here: own objects, the shared store, the remote.
+    /// All objects that can be read: those of the own store, the shared store and the remote, asked in this order.
     ObjectSources& sources() { return sources_; }
 
     /// The store for new objects: the shared one when the checkout uses one, else its own, which is made when it is

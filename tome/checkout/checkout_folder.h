@@ -1,4 +1,4 @@
-// What a checkout keeps in its folder ".tome", by name.
+// Where things are in the folder ".tome" of a checkout.
 #pragma once
 
 #include <filesystem>

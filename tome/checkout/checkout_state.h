@@ -15,14 +15,15 @@
 
 namespace tome {
 
-/// A file that the checkout holds.
+/// A held file: one that the checkout wrote or staged. Files of the tree that it does not hold count as unchanged,
+/// whether or not they are in the working folder.
 struct HeldFile {
     Digest digest;                 ///< content when it was written or staged
     FileStamp stamp;               ///< stamp of the working file at that moment
     std::int64_t recorded_at = 0;  ///< ns since the Unix epoch
 
-    /// Whether a working file with the stamp `now` surely still has this content. A file written so shortly before it
-    /// was recorded that a later write could show the same times is not trusted.
+    /// Whether a working file with the stamp `now` surely still has this content. Not if the file was written just
+    /// before it was recorded: a later write could then leave the same times.
     bool is_unchanged(const FileStamp& now) const;
 };
 
@@ -53,7 +54,7 @@ class CheckoutState {
     void unstage_below(const std::string& folder);
     void unstage_all();
 
-    /// The head of a branch that has revisions which the remote may lack.
+    /// The head of a branch with revisions that may not be published yet.
     std::optional<Digest> local_head(const BranchName& branch);
     void set_local_head(const BranchName& branch, const Digest& head);
     void drop_local_head(const BranchName& branch);

@@ -1,8 +1,8 @@
-// Bringing working files to a tree. A plan says what is to be written and removed and refuses what would be lost;
-// nothing is touched before every new file stands complete in ".tome/tmp".
+// Making working files match a tree. First a plan is made, which refuses to lose anything; then all new files are
+// written to ".tome/tmp"; only then are working files replaced or removed.
 //
-// A working file may be replaced or removed when its bytes exist elsewhere: they are what the checkout put there, or
-// the content of the same path in the base before, the base after or the target.
+// A working file may be replaced or removed if its bytes exist elsewhere: the checkout itself put them there, or they
+// are the content of the same path in the old base, the new base or the target.
 #pragma once
 
 #include <functional>
@@ -37,14 +37,15 @@ struct MaterializationPlan {
     std::map<std::string, Digest> deletions;  ///< by overtaken commits: uncommitted again, and so to be known as held
 };
 
-/// The request that brings the files which the checkout holds from its base to `newest`, a head of the branch that it
+/// The request that updates held files when the checkout moves from its base to `newest`, a head of the branch that it
 /// is to follow.
 MaterializationRequest request_to_follow(Checkout& checkout, const NewestHead& newest);
 
 /// Throws Error(WouldOverwrite) "uncommitted changes would be overwritten: PATH" (and how many more).
 MaterializationPlan plan_materialization(Checkout& checkout, const MaterializationRequest& request);
 
-/// Writes, removes and records in the index, in one transaction with `finish`; returns the changed paths, sorted.
+/// Carries the plan out and records it in the index, in one transaction with `finish`. Returns the changed paths,
+/// sorted.
 std::vector<std::string> materialize(Checkout& checkout, const MaterializationPlan& plan,
                                      const std::function<void()>& finish);
 

@@ -43,7 +43,7 @@ class Stager {
         return std::move(staged_);
     }
 
-    // Who names a file that has not changed may want to have it back on a remote that has damaged it.
+    // Naming an unchanged file is the way to repair its copy on the remote.
     void mend_unchanged() {
         if (unchanged_.empty() || !checkout_.reaches_remote()) {
             return;

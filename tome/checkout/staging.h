@@ -1,4 +1,4 @@
-// Staging working files for the next commit: content into the store, changes into the index.
+// Staging working files for the next commit: contents go into the store, changes into the index.
 #pragma once
 
 #include <functional>
@@ -20,9 +20,9 @@ struct StagingRequest {
     bool additions = false;          ///< paths that the base lacks are staged, too
 };
 
-/// Stages what differs from the base and unstages what does not; returns what was staged. All of it or nothing stands
-/// in the index afterwards. Files that are named themselves and have not changed are looked at on the remote, and sent
-/// again when they are damaged there. Throws Error(Invalid) for a path that can be no file of a tree.
+/// Stages what differs from the base, unstages what does not, and returns what was staged. The index is updated
+/// atomically. If a path names an unchanged file itself, its copy on the remote is checked, and sent again if it is
+/// damaged. Throws Error(Invalid) for a path that cannot be a file of a tree.
 std::vector<StagedFile> stage_files(Checkout& checkout, const StagingRequest& request);
 
 }  // namespace tome

@@ -49,9 +49,9 @@ class WorkingTree {
     /// Makes everything that was written to the volume survive a power cut.
     void sync_volume() const;
 
-    /// Calls `visit` for everything at or below `folder` ("": all) that is not a folder, but for ".tome" folders, other
-    /// checkouts and what lies within `skip`. What vanishes meanwhile is passed over; whatever else cannot be read is
-    /// an error: a path that is not visited is not there.
+    /// Calls `visit` for everything at or below `folder` ("": all) that is not a folder, except what is in ".tome", in
+    /// other checkouts and within `skip`. What vanishes meanwhile is left out. Whatever else cannot be read is an
+    /// error, because a path that is not visited counts as deleted.
     void scan(const std::string& folder, const std::set<std::string>& skip,
               const std::function<void(const std::string& path, const WorkingEntry&)>& visit) const;
 

@@ -1,5 +1,5 @@
-// What lines one text has in the place of which lines of another. The differences are shortest edit scripts (E. W.
-// Myers, "An O(ND) Difference Algorithm and Its Variations", 1986) in as few places as sliding them makes of them.
+// Which lines of one text became which lines of another. It finds shortest edit scripts (E. W. Myers, "An O(ND)
+// Difference Algorithm and Its Variations", 1986) and slides their changes together, so that there are few hunks.
 #pragma once
 
 #include <cstddef>

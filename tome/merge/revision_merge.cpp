@@ -14,7 +14,8 @@
 namespace tome {
 namespace {
 
-// Common ancestors of common ancestors: of deeper ones than this, and of more, what they do not agree about is unsure.
+// Common ancestors can have several common ancestors themselves. Beyond this depth and number they are no longer
+// merged; the paths about which they disagree count as unsure.
 constexpr int max_base_depth = 16;
 constexpr int max_ancestor_merges = 200;
 
@@ -49,7 +50,8 @@ class Merger {
     }
 
   private:
-    // What is taken over from the other side as it is. Only a content that is here can be measured.
+    // Checks the size of a file that is taken over from the other side. Only a content that is stored here can be
+    // measured.
     void check_content(const std::string& path, const std::optional<TreeEntry>& entry) {
         const auto size = entry ? source_.content_size(entry->digest) : std::nullopt;
         if (size) {

@@ -15,9 +15,9 @@ struct RevisionMerge {
     std::vector<std::string> conflicts;  ///< paths changed differently on both sides, in byte order
 };
 
-/// Merges what `theirs` changed into `ours`. With several nearest common ancestors (criss-cross histories) these are
-/// merged with one another first; a path about which they do not agree is a conflict where the two sides differ. New
-/// objects go to `store`; those of a merge with conflicts are garbage there.
+/// Merges the changes of `theirs` into `ours`. If several nearest common ancestors exist (criss-cross histories), they
+/// are merged with one another first. A path about which they disagree is a conflict if the two sides differ there. New
+/// objects go into `store`, also those of a merge that ends in conflicts; nothing refers to these.
 RevisionMerge merge_revisions(ObjectSource& source, Store& store, const Digest& ours, const Digest& theirs);
 
 }  // namespace tome

@@ -1,5 +1,4 @@
-// Three-way merge of texts by lines: what each side changed in the base stands in the result, and what both changed
-// alike stands there once.
+// Three-way merge of texts by lines. The result has the changes of both sides; a change that both made appears once.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +8,10 @@
 
 namespace tome {
 
-/// Larger files are merged whole or not at all.
+/// Files above this size are not merged by lines.
 inline constexpr std::uint64_t max_merged_text_bytes = 16U << 20U;
 
-/// Whether the bytes are to be merged by lines: not too many, and no NUL among them.
+/// Whether the bytes may be merged by lines: not too large, and without NUL.
 bool is_mergeable_text(std::string_view bytes);
 
 /// `ours` with what changed from `base` to `theirs`; nothing when both sides changed the same lines, or one

@@ -14,7 +14,7 @@ struct BlobKey {
     std::array<std::uint8_t, 16> context{};
 };
 
-/// Whether a blob of a checkout is to reach the remote: never, with the next flush, or it did already.
+/// Whether a blob of a checkout goes to the remote: never, with the next flush, or it is there already.
 enum class BlobState : std::int64_t { Local = 0, Unflushed = 1, Flushed = 2 };
 
 }  // namespace tome

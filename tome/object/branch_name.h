@@ -1,4 +1,4 @@
-// The name of a branch: a type of its own, so that no path or text can take its place.
+// The name of a branch. It has a type of its own, so that the compiler refuses a path or any other text.
 #pragma once
 
 #include <compare>

@@ -1,4 +1,4 @@
-// What is kept of a branch: its head, its metadata, and the sequence by which writers tell that nobody else wrote.
+// What a repository stores about a branch. The sequence number lets a writer notice that somebody else wrote meanwhile.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// The bytes of a file of a tree. Small ones are in memory; large ones come block by block from wherever they are.
+// The bytes of one file in a tree. Small contents are held in memory. Large ones are read block by block from a file,
+// or from wherever else they are stored.
 #pragma once
 
 #include <cstdint>
@@ -20,11 +21,11 @@ class ContentReader {
   public:
     virtual ~ContentReader() = default;
 
-    /// Hands all bytes to `consume`, in blocks, from the first one on. At most once. `name` is what the content is
-    /// called in errors.
+    /// Passes all bytes to `consume`, block by block, from the first one on. Call it once at most. Errors call the
+    /// content `name`.
     virtual void read(const std::string& name, const BlockConsumer& consume) = 0;
 
-    /// A file with these bytes, at its start, which the system may be able to clone; -1 where there is none.
+    /// A file that holds these bytes, positioned at its start, so that the system can clone it. -1 if there is none.
     virtual int file() const { return -1; }
 };
 
@@ -46,11 +47,11 @@ struct Content {
     std::string bytes;                      ///< all of them, of a small content
     std::unique_ptr<ContentReader> reader;  ///< of a large one; null: `bytes` has them
 
-    /// Hands all bytes on in blocks, at most once.
+    /// Passes all bytes on, block by block. Call it once at most.
     void read(const std::string& name, const BlockConsumer& consume) const;
 };
 
-/// The digest of all bytes, which are read.
+/// Reads all bytes and returns their digest.
 Digest digest_of(const Content& content, const std::string& name);
 
 /// All bytes of a content that is small enough for memory. Throws Error(Corrupt) "corrupt object HEX" when they do not

@@ -15,7 +15,7 @@ std::string group_of(const std::string& key) {
     return key.substr(0, key.rfind('.'));
 }
 
-// What a key's way through the nodes goes by.
+// Its nibbles lead from the root to the leaf with the key.
 Digest position_of(const std::string& key) {
     return digest_of(group_of(key));
 }

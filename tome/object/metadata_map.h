@@ -19,8 +19,8 @@ inline constexpr std::size_t max_groups_in_leaf = 4;
 std::map<std::string, std::string> get_metadata(ObjectSource& source, const Digest& root,
                                                 const std::vector<std::string>& keys);
 
-/// The whole map. Throws Error(Corrupt) for one with a key out of its place: in a map of others a node may stand in any
-/// number of places.
+/// The whole map. Throws Error(Corrupt) when a node holds a key that belongs elsewhere: a map that somebody else wrote
+/// may use one node in many places, and so be far larger than its nodes.
 std::map<std::string, std::string> list_metadata(ObjectSource& source, const Digest& root);
 
 /// The root of the map at `root` with `values` set; the nodes that are new go to `sink`.

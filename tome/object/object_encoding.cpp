@@ -11,7 +11,7 @@ constexpr std::string_view revision_magic = "TMR1";
 constexpr std::string_view metadata_magic = "TMM1";
 constexpr std::size_t max_text_bytes = 1U << 24U;  // messages, metadata keys and values
 
-// Orders grow by one and no file is larger: what is reckoned with a number of others stays a number.
+// Far above any real order or size, and far enough below the largest number that sums of some stay correct.
 constexpr std::uint64_t max_number = std::uint64_t{1} << 62U;
 
 void check_number(std::uint64_t value, const char* what) {

@@ -1,4 +1,4 @@
-// Where new trees, revisions and metadata nodes go: a store, or a list that is handed to a remote in one step.
+// Writing new trees, revisions and metadata nodes: into a store, or into a list that a remote takes in one step.
 #pragma once
 
 #include <string>

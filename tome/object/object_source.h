@@ -1,4 +1,5 @@
-// Where objects are read from: a store, or several behind one another. What is read is verified against its name.
+// Reading objects: from one store, or from several that are asked in turn. Whatever is read is checked against its
+// digest.
 #pragma once
 
 #include <cstdint>
@@ -19,50 +20,52 @@ namespace tome {
 using ObjectName = std::pair<ObjectKind, Digest>;
 using ObjectNames = std::vector<ObjectName>;
 
-/// Who needs many objects asks for them in one call where it can: a source may be a network away.
+/// Ask for many objects in one call where you can: a source may be at the other end of a network.
 class ObjectSource {
   public:
     virtual ~ObjectSource() = default;
 
-    /// The bytes of a tree, revision or metadata node; nothing when it is not here. Throws Error(Corrupt)
-    /// "corrupt object HEX in STORE" when they do not hash to the name.
+    /// The bytes of a tree, revision or metadata node; nothing if this source lacks it. Throws Error(Corrupt) "corrupt
+    /// object HEX in STORE" if the bytes do not match the digest.
     virtual std::optional<std::string> find_object(const Digest& digest) = 0;
 
     /// The same for several objects, in the order of `digests`.
     virtual std::vector<std::optional<std::string>> find_objects(const std::vector<Digest>& digests);
 
-    /// A file's content; nothing when it is not here. Small content is verified, large content by write_content.
+    /// The content of a file; nothing if this source lacks it. A small content has been verified. Who reads a large one
+    /// must verify it, as write_content does.
     virtual std::optional<Content> find_content(const Digest& digest) = 0;
 
-    /// All bytes of a content that is small enough for memory, verified; nothing when it is not here.
+    /// All bytes of a content, verified; nothing if this source lacks it. Only for contents that are small enough for
+    /// memory.
     virtual std::optional<std::string> read_content(const Digest& digest);
 
-    /// The size of a content as it is noted here; nothing when the content is not here.
+    /// The recorded size of a content; nothing if this source lacks it.
     virtual std::optional<std::uint64_t> content_size(const Digest& digest);
 
-    /// Whether an object of this kind, and so everything it refers to, is here. The bytes of a tree that are here as
-    /// the content of some file do not count: what the tree refers to need not be here.
+    /// Whether this source has the object and everything that it refers to. A tree's bytes that were stored as the
+    /// content of a file do not count as the tree, because what the tree refers to may be missing.
     virtual bool contains(ObjectKind kind, const Digest& digest) = 0;
 
-    /// Those of the objects that contains() denies.
+    /// The objects among `names` for which contains() is false.
     virtual ObjectNames missing(const ObjectNames& names);
 
-    /// Those of the contents that should be here and whose bytes are gone, in part or wholly. Damage of other kinds
-    /// shows when they are read.
+    /// The contents that are recorded here and whose file is missing or has another size. Other damage shows only when
+    /// the content is read.
     virtual std::vector<Digest> lost(const std::vector<Digest>& contents);
 
-    /// Whether the object is here and its bytes, all of which are read, hash to its name.
+    /// Whether the object is here and undamaged. Reads all its bytes.
     virtual bool is_sound(ObjectKind kind, const Digest& digest);
 
-    /// Those of the objects that are not sound.
+    /// The objects among `names` for which is_sound() is false.
     virtual ObjectNames unsound(const ObjectNames& names);
 
-    /// Writes a content to the empty file `to`, checks it against its name on the way and returns its size. Throws
-    /// Error(NotFound) or Error(Corrupt); `name` is what the file is called in errors.
+    /// Writes a content to the empty file `to`, verifies it meanwhile, and returns its size. Throws Error(NotFound) or
+    /// Error(Corrupt). Errors call the file `name`.
     virtual std::uint64_t write_content(const Digest& digest, int to, const std::string& name);
 };
 
-/// Sources in the order in which they are asked. A damaged copy in one is made good by a sound one in a later one.
+/// Several sources, asked in the order in which they were added. If one has a damaged copy, the next ones are asked.
 class ObjectSources final : public ObjectSource {
   public:
     void add(std::shared_ptr<ObjectSource> source) { sources_.push_back(std::move(source)); }
@@ -99,7 +102,7 @@ void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& p
 /// The text of the error for an object whose bytes are damaged in the store at `where`.
 std::string corrupt_object_text(const Digest& digest, const std::string& where);
 
-/// The error for damage that nothing here can make good.
+/// Error(Corrupt) for an object of which every known copy is damaged: `damage`, and what the user can do.
 Error no_sound_copy(const std::string& damage);
 
 }  // namespace tome

@@ -14,9 +14,9 @@ struct NamedRevision {
     Revision revision;
 };
 
-/// Reads a revision that something is to stand on. Throws Error(Corrupt) "corrupt object: order of revision HEX" unless
-/// its order is above those of its parents, as far as they can be read: nobody could list a history that goes on from
-/// there.
+/// Reads a revision on top of which another one is to be added. Throws Error(Corrupt) "corrupt object: order of
+/// revision HEX" unless its order is above those of its parents, as far as these can be read: the history of the new
+/// revision could never be listed.
 Revision read_base(ObjectSource& source, const Digest& digest);
 
 /// The order of a revision, 0 for none. Throws what read_base does.

@@ -15,7 +15,7 @@ namespace {
 // A folder in each of two trees; zero: there is none.
 using FolderPair = std::pair<Digest, Digest>;
 
-// That many may be in memory for each level of folders.
+// As many pairs are read at once, and held in memory for each level of folders.
 constexpr std::size_t pairs_at_once = 32;
 
 // What is below a folder, with paths that begin there.

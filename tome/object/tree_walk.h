@@ -1,7 +1,7 @@
-// Going through the files of a tree, or through those of two trees side by side, folder by folder.
+// Visiting the files of a tree, or the files that differ between two trees, folder by folder.
 //
-// A tree that others wrote may be a few small objects and yet name more files than there is memory for, when folders
-// stand in it again and again. Every walk is bounded, and it is refused before it has gone far.
+// A tree that somebody else wrote may consist of a few small objects and still name more files than fit into memory,
+// because one folder may occur many times. So every walk has a limit and stops early when it exceeds that.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,11 @@
 
 namespace tome {
 
-/// What one walk may come across: files and folders, and the bytes of their paths.
+/// The limits of one walk: the number of files and folders, and the bytes of their paths.
 inline constexpr std::uint64_t max_walked_entries = 10'000'000;
 inline constexpr std::uint64_t max_walked_path_bytes = 1'000'000'000;
 
-/// Takes a file's path and its entries in the two trees, of which one may be null: no file stands there.
+/// Takes a file's path and its entries in the two trees. One of them is null if that tree has no file there.
 using FileVisitor = std::function<void(const std::string& path, const TreeEntry* before, const TreeEntry* after)>;
 
 /// Calls `visit` for every path at which the trees `before` and `after` (zero: empty) do not hold the same file, in

@@ -1,5 +1,5 @@
-// The frame of every C operation: checks the records, runs the body, turns exceptions into the two error events. And
-// the events, from the engine's values to the records of tome.h.
+// What every C operation does: check the records, run the body, turn an exception into the two error events. And the
+// conversions between the engine's values and the records of tome.h.
 #pragma once
 
 #include <tome/tome.h>

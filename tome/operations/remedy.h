@@ -1,4 +1,5 @@
-// What to do about a database that cannot be read: it depends on where it lies, and whether what it held is elsewhere.
+// Advice for an error about a damaged database. It depends on where the database is, and on whether its contents exist
+// elsewhere.
 #pragma once
 
 #include <filesystem>

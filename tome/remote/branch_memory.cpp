@@ -22,7 +22,7 @@ constexpr std::array<const char*, 1> tables{R"sql(CREATE TABLE remembered (
   PRIMARY KEY(repository, branch)
 ) WITHOUT ROWID)sql"};
 
-// So far below the largest that a remote's branch may have that it can still be counted on from.
+// Far enough below the largest sequence of a branch that writing can go on from it.
 constexpr std::int64_t max_sequence = std::int64_t{1} << 61;
 
 bool is_other_than_a_file(const std::filesystem::path& file) {
@@ -114,7 +114,7 @@ std::optional<RememberedBranch> BranchMemory::read(const std::string& branch) {
     return remembered;
 }
 
-// For the rest of the operation; the next one begins a damaged memory anew.
+// Gives the file up for the rest of the operation. The next operation makes a damaged one anew.
 void BranchMemory::do_without(const std::exception& reason) {
     is_broken_ = true;
     database_.reset();

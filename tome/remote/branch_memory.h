@@ -1,8 +1,8 @@
-// What was last seen of a repository's branches: of each the highest sequence, with its head. It tells a remote that
-// went back, to an older backup or by damage, from one that stands still. Format: docs/formats.md.
+// Remembers what was last seen of a repository's branches: for each the highest sequence, and its head. So the engine
+// notices when a remote went back, to an older backup or by damage. Format: docs/formats.md.
 //
-// It is a hint in a file of its own, shared by the checkouts that name it: noting waits for no disk, a damaged file is
-// made anew, and where there can be none, work goes on without.
+// The file is a hint, which several checkouts may share. Writing it never waits for the disk, a damaged file is made
+// anew, and where it cannot be written, the engine works without it.
 #pragma once
 
 #include <filesystem>
@@ -18,14 +18,14 @@
 
 namespace tome {
 
-/// The only name that the file may have: a checkout that somebody else made names no other file to be made anew.
+/// The file must have this name. So a checkout that somebody else made cannot have another file overwritten.
 inline constexpr std::string_view branch_memory_name = ".branch-memory";
 
 /// Whether the path ends in that name.
 bool names_branch_memory(const std::filesystem::path& path);
 
-/// The file that a caller named for it; empty: none. Throws Error(Invalid) unless the path is absolute and ends in the
-/// name.
+/// The path of the file, as a caller gave it; empty: none. Throws Error(Invalid) unless it is absolute and has the name
+/// above.
 std::filesystem::path parse_branch_memory(const std::string& text);
 
 struct RememberedBranch {
@@ -38,19 +38,19 @@ struct RememberedBranch {
 
 class BranchMemory {
   public:
-    /// Whether the file may be made, or made anew. Not where a checkout's configuration alone names it: that may be
-    /// somebody else's, and lead anywhere.
+    /// Whether the file may be created or overwritten. Not if only a checkout's configuration names it: somebody else
+    /// may have written that, with any path.
     enum class Making { Allowed, Refused };
 
     /// `file`: absolute; empty: nothing is remembered. `repository`: canonical URL.
     BranchMemory(std::filesystem::path file, std::string repository, Making making);
 
-    /// What is remembered of the branch. To be asked before the remote, whose record is then no older, unless the
-    /// remote went back.
+    /// What is remembered of the branch. Ask before you ask the remote: then a remote that has not gone back cannot
+    /// show an older state.
     std::optional<RememberedBranch> find(const BranchName& branch);
 
-    /// Remembers the records, as they stand on the remote, that have a higher sequence than what is remembered. The
-    /// orders of their heads are looked up in `objects`.
+    /// Remembers those records of the remote that have a higher sequence than what is remembered. The orders of their
+    /// heads are read from `objects`.
     void note(const std::vector<BranchRecord>& records, ObjectSource& objects);
 
     /// Forgets all branches of the repository. Throws Error when that fails.
@@ -71,7 +71,7 @@ class BranchMemory {
     bool is_broken_ = false;  // it cannot be used now
 };
 
-/// A remote whose branches are remembered as they are read and written.
+/// A remote that notes in a BranchMemory every branch that is read or written.
 class RememberingRemote final : public Remote {
   public:
     /// `memory` must outlive it.

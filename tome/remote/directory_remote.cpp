@@ -60,7 +60,8 @@ bool is_remote(const std::filesystem::path& directory) {
     return settings.has_value();
 }
 
-// For a repository that is there. It is opened whatever became of the marker, unless that has a setting to observe.
+// An existing repository is opened even if the marker is missing or damaged. But a setting that is not known may say
+// how to read the repository.
 void refuse_unknown_settings(const std::filesystem::path& directory) {
     try {
         is_remote(directory);

@@ -1,7 +1,7 @@
 // A remote that is a directory: the file "tome-remote" marks it, and each repository on it is a store in a folder of
 // its own. Format: docs/formats.md.
 //
-// Others reach it through tome/remote/repository.h.
+// Include tome/remote/repository.h instead: it picks the kind of remote.
 #pragma once
 
 #include <memory>
@@ -14,12 +14,12 @@ namespace tome {
 
 class DirectoryRemote final : public StoreRemote {
   public:
-    /// The next four do what the functions of tome/remote/repository.h say.
+    /// The four functions behind tome/remote/repository.h, which says what they do.
     static bool is_there(const RepositoryLocation& location);
     static std::string place_of(const RepositoryLocation& location);
 
-    /// Makes the directory a remote first when it is missing (its parent must exist) or empty. Throws Error that says
-    /// why a directory cannot serve: a file, not writable, not a Tome remote, no parent.
+    /// Makes the directory a remote first if it is missing (its parent must exist) or empty. Throws an Error that says
+    /// why it cannot be one.
     static void create_repository(const RepositoryLocation& location);
     static std::unique_ptr<Remote> open(const RepositoryLocation& location);
 

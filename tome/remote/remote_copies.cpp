@@ -17,8 +17,8 @@ ObjectName name_of(const TreeEntry& entry) {
     return {entry.is_folder() ? ObjectKind::Tree : ObjectKind::Content, entry.digest};
 }
 
-// What the remote has counts as whole there and is not entered, but for what its sender has just changed or named: that
-// is looked at, for from now on others expect it to be there.
+// Normally an object that the remote has counts as complete and is not looked into. Only what the sender has just
+// changed or named is checked, because others will rely on it from now on.
 class Sending {
   public:
     Sending(ObjectSource& local, ObjectSource& remote, std::function<void(const std::string& path)> store_again)
@@ -30,7 +30,7 @@ class Sending {
         add_after_references(name);
     }
 
-    // Has add_damaged look at what is at `path` of the tree that `lookup` is of, and on the way to it.
+    // Notes the entry at `path` of the tree of `lookup`, and the folders above it, for add_damaged().
     void suspect(TreeLookup& lookup, const std::string& path) {
         for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
             suspect_entry(lookup, path.substr(0, slash));
@@ -44,7 +44,7 @@ class Sending {
         }
     }
 
-    // Adds what is not sound of all suspects.
+    // Adds the noted objects that are damaged on the remote.
     void add_damaged() {
         const std::vector<Suspect> suspects = std::move(suspects_);
         suspects_.clear();

@@ -1,5 +1,5 @@
-// A repository whose branches, objects and blobs are in one store: on a directory remote, and in a checkout that has no
-// remote.
+// A repository that is one store. Both a directory remote and a checkout without a remote keep their branches, objects
+// and blobs in this way.
 #pragma once
 
 #include <filesystem>

@@ -10,18 +10,18 @@ namespace tome {
 
 bool has_blob(Database& database, const BlobKey& key);
 
-/// Adds the blob, whose content must be in the store. One that is there keeps its state, but a local one becomes
-/// unflushed when `state` says so.
+/// Adds a blob, whose content must be in the store. A blob that is there keeps its state, except that a local one
+/// becomes unflushed if `state` is that.
 void add_blob(Database& database, const BlobKey& key, BlobState state);
 
 std::vector<BlobKey> unflushed_blobs(Database& database);
 
 void mark_flushed(Database& database, const BlobKey& key);
 
-/// Makes a blob a local one until it is stored again.
+/// Marks a blob as local. It stays so until it is stored again.
 void mark_local(Database& database, const BlobKey& key);
 
-/// Makes every flushed blob an unflushed one: the remote turned out to have none.
+/// Marks every flushed blob as unflushed, because the remote turned out to have none.
 void mark_all_unflushed(Database& database);
 
 }  // namespace tome

@@ -7,7 +7,7 @@
 namespace tome {
 namespace {
 
-// No branch is written that often: what is counted on from here stays a number.
+// No branch is written that often, and the next sequence is still a valid number.
 constexpr std::int64_t max_sequence = std::int64_t{1} << 62;
 
 // The table may have been written by others.

@@ -11,16 +11,16 @@
 
 namespace tome {
 
-/// Both throw Error(Corrupt) for a record that no writer of ours makes: a negative time, a sequence below 1 or so large
-/// that it cannot grow for ever.
+/// Both throw Error(Corrupt) for a record that this program never writes: with a negative time, or a sequence below 1
+/// or near the largest number.
 std::optional<BranchRecord> read_branch(Database& database, const BranchName& name);
 
 /// In byte order of their names.
 std::vector<BranchRecord> list_branches(Database& database);
 
-/// Writes `record` if the branch's sequence still is `record.sequence` (0: no such branch); the written record carries
-/// the next one, which lies above `above`, too. False, with nothing written, otherwise. Durable when the transaction
-/// around it commits.
+/// Writes `record` if the branch still has the sequence `record.sequence` (0: if there is no such branch). The written
+/// record has next_sequence(). Returns false, and writes nothing, otherwise. Durable when the surrounding transaction
+/// commits.
 bool compare_and_set_branch(Database& database, const BranchRecord& record, std::int64_t above = 0);
 
 }  // namespace tome

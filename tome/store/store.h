@@ -17,7 +17,7 @@
 
 namespace tome {
 
-/// Content up to this many bytes stands in the database; above, in a file of its own.
+/// Contents up to this size are rows of the database; larger ones are files.
 inline constexpr std::uint64_t max_inline_bytes = 64U << 10U;
 
 struct StoredFile {
@@ -27,8 +27,8 @@ struct StoredFile {
 
 class Store final : public ObjectSource {
   public:
-    /// Makes a store in `directory`, which must not exist while its parent does; it appears whole or not at all. False
-    /// when something stands there already. Refuses network file systems.
+    /// Makes a store in `directory`, whose parent must exist. It appears complete or not at all. Returns false if
+    /// something is there already. Refuses network file systems.
     static bool create(const std::filesystem::path& directory);
 
     /// Opens a store. Throws Error(NotFound) when there is none, Error(Io) when its folder is a symbolic link,
@@ -44,14 +44,14 @@ class Store final : public ObjectSource {
     /// Adds a tree, revision or metadata node and returns its name.
     Digest add_object(ObjectKind kind, std::string_view bytes);
 
-    /// Adds the bytes of an open file from its start on, reading them once. Durable with the transaction around it.
+    /// Adds the content of an open file, read once from its start. Durable when the surrounding transaction commits.
     StoredFile add_file(int file, const std::string& name);
 
-    /// The same for bytes in memory, whose digest the caller has taken. No copy is made of them.
+    /// The same for bytes in memory, whose digest the caller has computed. They are not copied.
     void add_bytes(const Digest& digest, std::string_view bytes);
 
-    /// Makes large content of `source` durable in its file ahead of add_content, outside any transaction, so that a
-    /// long copy keeps nobody waiting. What stands there is replaced: it may be damaged.
+    /// Copies a large content from `source` into its file. Call it before the transaction with add_content, so that a
+    /// long copy blocks nobody. An existing file is replaced, because it may be damaged.
     void prepare_content(const Digest& digest, ObjectSource& source);
 
     /// Adds content from another source. Content above `max_inline_bytes` must have been prepared.
