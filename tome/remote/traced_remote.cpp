@@ -73,9 +73,10 @@ class TracedRemote final : public Remote {
     std::shared_ptr<ObjectSource> objects() override {
         return std::make_shared<TracedSource>(remote_->objects(), place_);
     }
-    void add_objects(ObjectSource& source, const ObjectNames& wanted, const std::vector<NewObject>& made) override {
-        step(place_, counted("add objects", wanted.size() + made.size()),
-             [&] { remote_->add_objects(source, wanted, made); });
+    void add_objects(ObjectSource& source, const ObjectNames& wanted,
+                     const std::vector<NewObject>& new_objects) override {
+        step(place_, counted("add objects", wanted.size() + new_objects.size()),
+             [&] { remote_->add_objects(source, wanted, new_objects); });
     }
     bool has_blob(const BlobKey& key) override {
         return step(place_, "look for blob " + to_hex(key.digest), [&] { return remote_->has_blob(key); });
