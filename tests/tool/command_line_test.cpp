@@ -8,49 +8,10 @@
 namespace quill_test {
 namespace {
 
-const std::string usage =
-    "usage:\n"
-    "  quill_project_tool create <Project.quillproject> [--name <name>] [--template <scene.usda>]\n"
-    "  quill_project_tool scene <Project.quillproject|scene.usda>\n"
-    "  quill_project_tool id <Project.quillproject>\n"
-    "  quill_project_tool scene-ref <Project.quillproject>\n"
-    "  quill_project_tool initialize-history <Project.quillproject>\n"
-    "  quill_project_tool create-workspace <Project.quillproject> <parent-workspace> <name> [--author <author>]\n"
-    "  quill_project_tool prepare-visual-restore-proof <Project.quillproject>\n"
-    "  quill_project_tool restore-proof <Project.quillproject>\n"
-    "  quill_project_tool commit-workspace <Project.quillproject> <workspace> <project-relative-path>...\n"
-    "  quill_project_tool sync-workspace <Project.quillproject> <workspace> <project-relative-path>...\n";
-
-void expect_usage(const ProcessResult& result) {
-    EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, usage);
-}
-
 void expect_failure(const ProcessResult& result, const std::string& message) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "quill_project_tool: " + message + "\n");
-}
-
-TEST(CommandLine, WithoutArgumentsPrintsTheUsage) {
-    expect_usage(ToolFolder().run_without_remote({}));
-}
-
-TEST(CommandLine, CreateWithoutAProjectPrintsTheUsage) {
-    expect_usage(ToolFolder().run_without_remote({"create"}));
-}
-
-TEST(CommandLine, UnknownCommandPrintsTheUsage) {
-    expect_usage(ToolFolder().run_without_remote({"list", "P.quillproject"}));
-    expect_usage(ToolFolder().run_without_remote({"Create", "P.quillproject"}));
-}
-
-TEST(CommandLine, WorkspaceCommandsWithTooFewArgumentsPrintTheUsage) {
-    const ToolFolder folder;
-    expect_usage(folder.run_without_remote({"create-workspace", "P.quillproject", "main"}));
-    expect_usage(folder.run_without_remote({"sync-workspace", "P.quillproject", "main"}));
-    expect_usage(folder.run_without_remote({"commit-workspace", "P.quillproject", "main"}));
 }
 
 TEST(CommandLine, MissingPackageIsOneErrorLine) {

@@ -1,0 +1,87 @@
+#include "tome/merge/revision_merge.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/support/temporary_folder.h"
+#include "tests/tome/engine_test_objects.h"
+
+namespace quill_test {
+namespace {
+
+using Files = std::map<std::string, std::string>;
+
+class RevisionMerge : public testing::Test {
+  protected:
+    RevisionMerge() {
+        tome::Store::create(folder_ / "store");
+        store_ = std::make_shared<tome::Store>(folder_ / "store");
+        for (const std::string& text : texts_) {
+            store_->add_bytes(tome::digest_of(text), text);
+        }
+        sources_.add(objects_);
+        sources_.add(store_);
+    }
+
+    tome::Digest revision(const Files& files, const std::vector<tome::Digest>& parents, std::uint64_t order) {
+        tome::Revision revision;
+        revision.tree = objects_->tree(files);
+        revision.first_parent = parents.empty() ? tome::Digest{} : parents[0];
+        revision.second_parent = parents.size() < 2 ? tome::Digest{} : parents[1];
+        revision.order = order;
+        revision.message = std::to_string(++revisions_);
+        return objects_->add(tome::ObjectKind::Revision, tome::encode_revision(revision));
+    }
+    // The files of the merge, or the conflicts, each with "!".
+    Files merged(const tome::Digest& ours, const tome::Digest& theirs) {
+        const tome::RevisionMerge merge = tome::merge_revisions(sources_, *store_, ours, theirs);
+        Files files;
+        if (merge.conflicts.empty()) {
+            EXPECT_TRUE(store_->contains(tome::ObjectKind::Tree, merge.tree));
+            objects_->add(tome::ObjectKind::Tree, store_->find_object(merge.tree).value());
+            return objects_->files(merge.tree, texts_);
+        }
+        EXPECT_TRUE(merge.tree.is_zero());
+        for (const std::string& path : merge.conflicts) {
+            files[path] = "!";
+        }
+        return files;
+    }
+
+    const std::set<std::string> texts_{"1", "2", "3", "4"};
+    TemporaryFolder folder_;
+    std::shared_ptr<tome::Store> store_;
+    std::shared_ptr<EngineTestObjects> objects_ = std::make_shared<EngineTestObjects>();
+    tome::ObjectSources sources_;
+    int revisions_ = 0;
+};
+
+TEST_F(RevisionMerge, TakesWhatEitherSideChanged) {
+    const tome::Digest base = revision({{"a", "1"}, {"b", "1"}, {"c", "1"}}, {}, 1);
+    const tome::Digest ours = revision({{"a", "2"}, {"b", "1"}, {"c", "1"}}, {base}, 2);
+    const tome::Digest theirs = revision({{"a", "1"}, {"b", "3"}, {"d", "4"}}, {base}, 2);
+    EXPECT_EQ(merged(ours, theirs), (Files{{"a", "2"}, {"b", "3"}, {"d", "4"}}));
+}
+
+TEST_F(RevisionMerge, NamesThePathsThatBothSidesChangedOtherwise) {
+    const tome::Digest base = revision({{"a", "1"}, {"b", "1"}, {"c", "1"}}, {}, 1);
+    const tome::Digest ours = revision({{"b", "2"}, {"c", "2"}, {"x", "2"}}, {base}, 2);
+    const tome::Digest theirs = revision({{"a", "3"}, {"b", "2"}, {"c", "3"}, {"x/y", "2"}}, {base}, 2);
+    EXPECT_EQ(merged(ours, theirs), (Files{{"a", "!"}, {"c", "!"}, {"x/y", "!"}}));
+}
+
+TEST_F(RevisionMerge, ReckonsFromTheNearestCommonAncestor) {
+    const tome::Digest base = revision({{"a", "1"}}, {}, 1);
+    const tome::Digest later = revision({{"a", "2"}}, {base}, 2);
+    const tome::Digest ours = revision({{"a", "2"}, {"b", "1"}}, {later}, 3);
+    const tome::Digest theirs = revision({{"a", "3"}}, {later}, 3);
+    EXPECT_EQ(merged(ours, theirs), (Files{{"a", "3"}, {"b", "1"}}));
+}
+
+}  // namespace
+}  // namespace quill_test
