@@ -456,6 +456,35 @@ TEST(ReplaceFileByCopy, LeavesAFileThatHoldsTheSameBytes) {
     EXPECT_NE(fs::status(folder / "to/a").permissions() & fs::perms::owner_exec, fs::perms::none);
 }
 
+TEST(ExecutableBit, IsThatOfTheOtherFile) {
+    const TemporaryFolder folder;
+    write_file(folder / "from", "a");
+    write_file(folder / "to", "b");
+    fs::permissions(folder / "from", fs::perms(0700));
+    fs::permissions(folder / "to", fs::perms(0640));
+    quill::match_executable_bit(opened(folder / "from"), FolderTree(folder.path()), "to");
+    EXPECT_NE(fs::status(folder / "to").permissions() & fs::perms::owner_exec, fs::perms::none);
+    EXPECT_EQ(read_file(folder / "to"), "b");
+    fs::permissions(folder / "from", fs::perms(0600));
+    quill::match_executable_bit(opened(folder / "from"), FolderTree(folder.path()), "to");
+    EXPECT_EQ(fs::status(folder / "to").permissions(), fs::perms(0640));
+}
+
+TEST(ExecutableBit, FailsWhereItCannotBeSynced) {
+    const TemporaryFolder folder;
+    write_file(folder / "from", "a");
+    write_file(folder / "to", "a");
+    fs::permissions(folder / "from", fs::perms(0700));
+    const auto message = quill_test::with_idle_calls(quill_test::syncing_calls(), EIO, [&] {
+        return error_of([&] { quill::match_executable_bit(opened(folder / "from"), FolderTree(folder.path()), "to"); })
+            .message();
+    });
+    if (!message) {
+        GTEST_SKIP() << "system calls cannot be refused here";
+    }
+    EXPECT_EQ(*message, system_error(EIO).message());
+}
+
 TEST(SyncFolders, FailsWhereAFolderCannotBeSynced) {
     const TemporaryFolder folder;
     write_file(folder / "to/a", "x");

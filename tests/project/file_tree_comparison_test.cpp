@@ -174,6 +174,7 @@ TEST_F(DifferingFiles, FileThatCannotBeOpenedDiffers) {
     write_both("a", "x", "x");
     write_both("b", "x", "x");
     write_both("open", "x", "x");
+    fs::permissions(folder_.path(), fs::perms(0755));
     fs::permissions(live("a"), fs::perms::none);
     fs::permissions(old("b"), fs::perms::none);
     const auto found = quill_test::without_privileges([&] {
@@ -253,6 +254,21 @@ TEST_F(DifferingFiles, FileThatCannotBeReadIsToldFromOneThatDiffers) {
     ASSERT_EQ(comparison.unreadable.size(), 1U);
     EXPECT_EQ(comparison.unreadable[0].path, "a");
     EXPECT_EQ(comparison.unreadable[0].number, EIO);
+}
+
+TEST_F(DifferingFiles, FileThatMayNotBeReadIsNamedOnce) {
+    write_both("a", "1", "1");
+    fs::permissions(folder_.path(), fs::perms(0755));
+    fs::permissions(live("a"), fs::perms::none);
+    const auto outcome = quill_test::without_privileges([&] {
+        const auto comparison = quill::compare_project_workspace_files(folder_ / "live", folder_ / "old");
+        return std::to_string(comparison.differing.size()) + " " + std::to_string(comparison.unreadable.size()) + " " +
+               std::to_string(comparison.unreadable.at(0).number);
+    });
+    if (!outcome) {
+        GTEST_SKIP() << "this process reads everything";
+    }
+    EXPECT_EQ(*outcome, "1 1 " + std::to_string(EACCES));
 }
 
 TEST_F(DifferingFiles, OfTheSameBytesMayDifferInTheExecutableBit) {

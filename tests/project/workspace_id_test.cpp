@@ -10,6 +10,7 @@ using quill::normalize_workspace_id;
 TEST(WorkspaceId, NormalizesToLowerCaseWithSingleDashes) {
     EXPECT_EQ(normalize_workspace_id("  Feature Branch!! "), "feature-branch");
     EXPECT_EQ(normalize_workspace_id("--A__b..C9--"), "a-b-c9");
+    EXPECT_EQ(normalize_workspace_id("AZaz09"), "azaz09");
     EXPECT_EQ(normalize_workspace_id("\t\r\nx\v\f"), "x");
 }
 

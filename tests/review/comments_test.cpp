@@ -268,6 +268,16 @@ TEST_F(WorkspaceComments, TextThatIsNoIdIsNormalised) {
     EXPECT_EQ(bodies(list("feature ")), Texts{"a"});
 }
 
+TEST_F(WorkspaceComments, ArchivedWorkspaceTakesThemToo) {
+    quill::update_workspaces_without_main(project_, [](auto& workspaces) {
+        for (quill::ProjectWorkspace& workspace : workspaces) {
+            workspace.archived = true;
+        }
+    });
+    add(comment_saying("a"), "feature");
+    EXPECT_EQ(bodies(list("feature")), Texts{"a"});
+}
+
 TEST_F(WorkspaceComments, UnknownWorkspaceIsRefused) {
     EXPECT_EQ(failure_of([&] { add(comment_saying("a"), "nobody"); }), "workspace not found: nobody");
     EXPECT_FALSE(fs::exists(comments_file_));
