@@ -16,6 +16,7 @@ remote               an interface; repository_operations_test and others go thro
 object_sink          an interface and a list
 review_record        records
 workspace_record     records
+tome_workspace_state a record; tome_binding_test sees what is put into it
 clock                one line around the system's clock
 name_folding_table   generated; name_folding_test goes through it
 sha256_compression   declarations; sha256_test runs each implementation that the processor has
