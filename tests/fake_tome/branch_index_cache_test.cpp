@@ -1,9 +1,11 @@
 #include "workspace/index/branch_index_cache.h"
 
+#include <cerrno>
 #include <future>
 #include <thread>
 
 #include "tests/fake_tome/fake_project.h"
+#include "tests/support/file_test_support.h"
 #include "workspace/index/workspace_index.h"
 #include "workspace/index/workspace_index_file.h"
 
@@ -78,6 +80,26 @@ TEST_F(BranchIndexCache, FailedBackgroundRefreshIsKeptAndNotRepeatedAtOnce) {
     quill::list_project_workspaces(project_, false);
     EXPECT_FALSE(quill::tome_branch_index_cache(project_).refreshing);
     EXPECT_EQ(count_calls("tome_branch_list"), 1u);
+}
+
+TEST_F(BranchIndexCache, BackgroundRefreshThatFailsWithoutATextGetsOne) {
+    fake_tome::on("tome_branch_list", [](const Call&, const Events&) -> std::int32_t { throw 7; });
+    quill::list_project_workspaces(project_, false);
+    await_refresh();
+    EXPECT_EQ(quill::tome_branch_index_cache(project_).error, "unknown Tome branch index refresh error");
+}
+
+TEST_F(BranchIndexCache, RefreshForWhichNoThreadCanBeStartedSaysSoAndIsOver) {
+    const auto message = quill_test::with_idle_calls(quill_test::thread_starting_calls(), EAGAIN, [&] {
+        const std::string failure = failure_of([&] { quill::maybe_refresh_tome_branch_index_async(project_); });
+        const quill::WorkspaceBranchIndexCache cache = quill::tome_branch_index_cache(project_);
+        return failure + "; " + cache.error + (cache.refreshing ? "; refreshing" : "");
+    });
+    if (!message) {
+        GTEST_SKIP() << "cannot refuse threads here";
+    }
+    EXPECT_EQ(*message,
+              "thread constructor failed: " + quill_test::system_message(EAGAIN) + "; thread constructor failed");
 }
 
 TEST_F(BranchIndexCache, InvalidatedListIsAskedForAgain) {

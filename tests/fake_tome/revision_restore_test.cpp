@@ -130,6 +130,13 @@ TEST_F(RevisionRestore, BringsTheLiveProjectToTheTarget) {
     EXPECT_EQ(index_text(), "absent");
 }
 
+// No restore takes over what an earlier one left, so a revision that holds such a file cannot be brought back whole.
+TEST_F(RevisionRestore, RevisionThatHoldsAStagingFileIsRefused) {
+    target_tree_["Assets/a.keel-restore-1-2.tmp"] = "left by a restore";
+    EXPECT_EQ(failure_of([&] { restore(); }), "could not preserve the selected historical project state");
+    expect_untouched();
+}
+
 TEST_F(RevisionRestore, PublishesWhereTheRevisionCameFrom) {
     restore();
     EXPECT_EQ(fake_tome::calls("tome_revision_restore").at(0).value("message"), "Restored earlier workspace state");

@@ -1,7 +1,10 @@
 #include "workspace/checkout/workspace_checkout.h"
 
+#include <cerrno>
+
 #include "project/workspace_paths.h"
 #include "tests/fake_tome/fake_project.h"
+#include "tests/support/file_test_support.h"
 
 namespace {
 
@@ -140,6 +143,17 @@ TEST_F(WorkspaceCheckout, EmptySharedStoreIsMadeAgain) {
     });
     quill::ensure_workspace_shared_store(project_);
     EXPECT_EQ(count_calls("tome_shared_store_create"), 1u);
+}
+
+TEST_F(WorkspaceCheckout, EmptySharedStoreThatCannotBeRemovedIsReported) {
+    fs::create_directories(project_ / ".derived/tome-shared-store");
+    const auto message = quill_test::with_idle_calls(quill_test::removing_calls(), EIO, [&] {
+        return failure_of([&] { quill::ensure_workspace_shared_store(project_); });
+    });
+    if (!message) {
+        GTEST_SKIP() << "cannot make removals fail here";
+    }
+    EXPECT_EQ(*message, "could not replace empty Tome shared store: " + quill_test::system_message(EIO));
 }
 
 TEST_F(WorkspaceCheckout, SharedStoreNeedsARemote) {

@@ -1,8 +1,10 @@
 #include "workspace/operations/workspace_creation.h"
 
+#include <cerrno>
 #include <thread>
 
 #include "tests/fake_tome/fake_project.h"
+#include "tests/support/file_test_support.h"
 #include "workspace/index/branch_index_cache.h"
 #include "workspace/index/workspace_index.h"
 #include "workspace/index/workspace_index_file.h"
@@ -156,6 +158,29 @@ TEST_F(WorkspaceCreation, ArchiveIsRefusedWhenTheIndexIsDamaged) {
 }
 
 // ---- Archiving in the background
+
+TEST_F(WorkspaceCreation, MainIsNotArchived) {
+    EXPECT_EQ(failure_of([&] { quill::archive_project_workspace(project_, "main"); }),
+              "main workspace cannot be archived");
+    EXPECT_TRUE(fake_tome::calls().empty());
+}
+
+TEST_F(WorkspaceCreation, ArchiveForWhichNoThreadCanBeStartedIsRecordedAndSaysSo) {
+    create("Feature");
+    fake_tome::on("tome_branch_list", [](const Call&, const Events& events) {
+        events.branch("feature", "quill-workspace", fake_tome::make_hash(0));
+        return 0;
+    });
+    quill::refresh_project_workspaces(project_, true);  // With a fresh list no background refresh wants a thread.
+    const auto message = quill_test::with_idle_calls(quill_test::thread_starting_calls(), EAGAIN, [&] {
+        return failure_of([&] { quill::archive_project_workspace(project_, "feature"); });
+    });
+    if (!message) {
+        GTEST_SKIP() << "cannot refuse threads here";
+    }
+    EXPECT_EQ(*message, "thread constructor failed: " + quill_test::system_message(EAGAIN));
+    EXPECT_TRUE(quill::read_workspaces_without_main(project_).at(0).archived);
+}
 
 TEST_F(WorkspaceCreation, FailureOfTheRemoteArchiveIsNotReported) {
     create("Feature");

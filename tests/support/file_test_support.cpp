@@ -179,6 +179,17 @@ std::vector<int> syncing_calls() {
     };
 }
 
+std::vector<int> thread_starting_calls() {
+    return {
+#if defined(SYS_clone) && !defined(QUILL_THREAD_SANITIZER)
+        SYS_clone,
+#if defined(SYS_clone3)
+            SYS_clone3,
+#endif
+#endif
+    };
+}
+
 std::optional<std::string> without_privileges(const std::function<std::string()>& action) {
     constexpr uid_t nobody = 65'534;
     return in_child([] { return geteuid() != 0 || seteuid(nobody) == 0; }, action);

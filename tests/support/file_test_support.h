@@ -50,6 +50,8 @@ std::optional<std::string> with_idle_calls(const std::vector<int>& calls, int er
 std::vector<int> removing_calls();
 std::vector<int> renaming_calls();
 std::vector<int> syncing_calls();
+/// None under the thread sanitizer, which starts no thread in a child of a process that had several.
+std::vector<int> thread_starting_calls();
 
 /// Runs `action` in a child that has no right to files of others. Returns what `action` returns, or nothing where this
 /// process can neither become such a child nor is one.

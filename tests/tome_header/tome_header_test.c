@@ -1,5 +1,48 @@
-/* tome.h must stand alone in plain C: this file includes nothing else and calls every operation once. */
+/* tome.h must stand alone in plain C: this file includes nothing else, calls every operation once
+ * and holds the numbers that programs built with it rely on. */
 #include <tome/tome.h>
+
+/* Programs are built with these numbers in them. */
+#define FIXED(name, number) _Static_assert((name) == (number), "programs are built with another " #name)
+FIXED(TOME_EVENT_ERROR_TEXT, 1);
+FIXED(TOME_EVENT_ERROR_CODE, 2);
+FIXED(TOME_EVENT_METADATA, 3);
+FIXED(TOME_EVENT_BRANCH_HEAD, 11);
+FIXED(TOME_EVENT_BRANCH, 15);
+FIXED(TOME_EVENT_BRANCH_DIFF, 22);
+FIXED(TOME_EVENT_MERGE_CHANGE, 25);
+FIXED(TOME_EVENT_MERGE_CONFLICT, 29);
+FIXED(TOME_EVENT_REVISION_DIFF, 34);
+FIXED(TOME_EVENT_FILE_INFO, 80);
+FIXED(TOME_EVENT_SYNCED, 106);
+FIXED(TOME_EVENT_SYNCED_PATH, 107);
+FIXED(TOME_EVENT_FILE_STAGED, 150);
+FIXED(TOME_EVENT_STATUS, 151);
+FIXED(TOME_EVENT_STATUS_PATH, 152);
+FIXED(TOME_EVENT_COMMITTED, 159);
+FIXED(TOME_EVENT_REVISION_INFO, 160);
+FIXED(TOME_EVENT_REVISION_FILE, 161);
+FIXED(TOME_EVENT_RESTORED_PATH, 162);
+FIXED(TOME_EVENT_REVISION, 165);
+FIXED(TOME_EVENT_REVISION_PATH, 167);
+FIXED(TOME_EVENT_RESTORED, 172);
+FIXED(TOME_EVENT_BASE_REVISION, 179);
+FIXED(TOME_EVENT_STORAGE_OPENED, 191);
+FIXED(TOME_EVENT_STORAGE_ITEM, 192);
+FIXED(TOME_EVENT_STORAGE_SIZE, 193);
+FIXED(TOME_EVENT_STORAGE_CHUNK, 194);
+FIXED(TOME_EVENT_STORAGE_FAILED, 195);
+FIXED(TOME_VALUE_BOOLEAN, 1);
+FIXED(TOME_VALUE_INTEGER, 5);
+FIXED(TOME_VALUE_TEXT, 6);
+FIXED(TOME_CHANGE_ADD, 1);
+FIXED(TOME_CHANGE_DELETE, 2);
+FIXED(TOME_CHANGE_MOVE, 3);
+FIXED(TOME_CHANGE_COPY, 4);
+FIXED(TOME_CHANGE_MODIFY, 5);
+
+/* They say which version of the interface a program was built with. */
+_Static_assert(sizeof(void*) != 8 || sizeof(tome_globals_t) == 88, "programs are built with globals of another size");
 
 int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callback);
 
