@@ -20,8 +20,9 @@ using quill_test::TemporaryFolder;
 std::string lines_of(const std::string& name, const std::string& variable = "QUILL_TRACE") {
     const TemporaryFolder folder;
     const std::string file = (folder.path() / "trace").string();
-    const quill_test::ProcessResult result = quill_test::run_process(
-        {QUILL_TEST_PROGRAMS "/files_tests", "--gtest_filter=TracedSteps." + name}, {{variable, file}});
+    const quill_test::ProcessResult result =
+        quill_test::run_process({QUILL_TEST_PROGRAMS "/files_tests", "--gtest_filter=TracedSteps." + name},
+                                {{variable, file}, {"GTEST_TOTAL_SHARDS", "1"}, {"GTEST_SHARD_INDEX", "0"}});
     EXPECT_EQ(result.status, 0) << result.out;
     return std::filesystem::exists(file) ? read_file(file) : std::string();
 }
