@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <tome/tome.h>
 
+#include <fstream>
+#include <functional>
 #include <limits>
+#include <map>
 
 #include "tests/fake_tome/fake_tome.h"
 #include "tests/support/failure.h"
@@ -108,6 +111,8 @@ TEST_F(TomeBinding, EveryOperationReportsFailureUnderItsName) {
         {"tome_branch_metadata_get", [&] { quill::call_tome_branch_metadata_get(checkout_, "b", {}); }},
         {"tome_branch_push", [&] { quill::push_tome_branch(folder_.path(), "b", remote, false); }},
         {"tome_branch_archive", [&] { quill::call_tome_branch_archive(checkout_, "b"); }},
+        {"tome_branch_diff", [&] { quill::call_tome_branch_diff(checkout_, "a", "b"); }},
+        {"tome_branch_merge_into", [&] { quill::call_tome_branch_merge_into(checkout_, "b", "m"); }},
         {"tome_file_stage", [&] { quill::call_tome_file_stage(checkout_, {"p"}); }},
         {"tome_file_info", [&] { quill::call_tome_file_info(checkout_, {"p"}); }},
         {"tome_revision_commit", [&] { quill::call_tome_revision_commit(checkout_, "m"); }},
@@ -118,6 +123,10 @@ TEST_F(TomeBinding, EveryOperationReportsFailureUnderItsName) {
         {"tome_revision_restore", [&] { quill::call_tome_revision_restore(checkout_, revision, "m"); }},
         {"tome_shared_store_create", [&] { quill::call_tome_shared_store_create(checkout_, "/s"); }},
     };
+    std::ifstream symbols(QUILL_SOURCE_DIR "/tome/exported_symbols.txt");
+    for (std::string symbol; std::getline(symbols, symbol);) {
+        EXPECT_TRUE(symbol.starts_with("tome_storage_") || operations.contains(symbol)) << symbol << " is not tested";
+    }
     for (const auto& [name, operation] : operations) {
         fake_tome::once(name, [](const Call&, const Events& events) { return events.fail(9, "went wrong"); });
         EXPECT_EQ(failure_of(operation), name + ": went wrong");

@@ -82,7 +82,7 @@ typedef enum tome_event_kind {
     TOME_EVENT_ERROR_TEXT = 1,      /* text */
     TOME_EVENT_ERROR_CODE = 2,      /* code */
     TOME_EVENT_METADATA = 3,        /* metadata: one key of a branch's metadata */
-    TOME_EVENT_BRANCH_HEAD = 11,    /* identity: a branch's head after create, switch, push; number = order */
+    TOME_EVENT_BRANCH_HEAD = 11,    /* identity: a branch's head after create, switch, push, clone; number = order */
     TOME_EVENT_BRANCH = 15,         /* branch: one branch of a listing */
     TOME_EVENT_BRANCH_DIFF = 22,    /* change: one path that differs between two branches */
     TOME_EVENT_MERGE_CHANGE = 25,   /* change: one path that a merge brings into the branch */
