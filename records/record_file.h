@@ -2,13 +2,17 @@
 // and members that another program added stay.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "files/text_file.h"
 #include "records/json_value.h"
+#include "records/record_folder.h"
 
 namespace quill {
 
@@ -23,8 +27,25 @@ struct RecordFileFormat {
 /// The file's text. `records` are the objects' texts.
 std::string record_file_text(const RecordFileFormat& format, const std::vector<std::string>& records);
 
-/// A record file as it is on disk. Lock its folder (RecordFolderLock) before making the object, and keep it locked
-/// until the new text is written.
+/// One kind of record file: its frame, and how its records are read and written.
+template <typename Record>
+struct RecordFileKind {
+    RecordFileFormat format;
+    std::vector<Record> (*records_in)(std::string_view text);  ///< of the file's whole text
+    std::string (*text_of)(const Record& record);
+    void (*replace)(const std::filesystem::path& path, std::string_view text) = write_text_file_atomically;
+};
+
+/// What the writer gives for each of the records.
+template <typename Record>
+std::vector<std::string> record_texts(const RecordFileKind<Record>& kind, const std::vector<Record>& records) {
+    std::vector<std::string> texts;
+    std::transform(records.begin(), records.end(), std::back_inserter(texts), kind.text_of);
+    return texts;
+}
+
+/// A record file as it is on disk. Who is to write it locks its folder (RecordFolderLock) before making the object, and
+/// keeps it locked until the new text is written; `update_record_file` does it all.
 class RecordFile {
   public:
     /// Reads the file; a missing one is empty. Throws std::runtime_error "Could not open " + path.
@@ -52,5 +73,28 @@ class RecordFile {
     std::vector<std::string_view> stored_;  // the records' texts, too
     std::vector<std::string> written_;      // what the writer gives for them
 };
+
+/// The file's records. Throws what `require_read_whole` throws.
+template <typename Record>
+std::vector<Record> records_read_whole(RecordFile& file, const RecordFileKind<Record>& kind) {
+    std::vector<Record> records = kind.records_in(file.text());
+    file.require_read_whole(record_texts(kind, records));
+    return records;
+}
+
+/// Reads the project's record file at `path`, and replaces it when `change`, given its records, returns true, under the
+/// lock on its folder: neither another thread nor another process loses a change. What `change` throws leaves the file
+/// as it is. Throws what RecordFolderLock, RecordFile and the kind's `replace` throw; `change` is not called for a file
+/// that must not be written.
+template <typename Record, typename Change>
+void update_record_file(const std::filesystem::path& project, const std::filesystem::path& path,
+                        const RecordFileKind<Record>& kind, const Change& change) {
+    const RecordFolderLock lock(project);
+    RecordFile file(path, kind.format);
+    std::vector<Record> records = records_read_whole(file, kind);
+    if (change(records)) {
+        kind.replace(path, file.text_with(record_texts(kind, records)));
+    }
+}
 
 }  // namespace quill

@@ -1,9 +1,5 @@
 #include "review/comments_file.h"
 
-#include <algorithm>
-#include <iterator>
-
-#include "files/text_file.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/json_records.h"
@@ -32,14 +28,8 @@ std::vector<WorkspaceCommentBucket> buckets_in(std::string_view text) {
     return buckets;
 }
 
-std::vector<std::string> texts_of(const std::vector<WorkspaceCommentBucket>& buckets) {
-    std::vector<std::string> texts;
-    std::transform(buckets.begin(), buckets.end(), std::back_inserter(texts), text_of);
-    return texts;
-}
-
-const RecordFileFormat& format() {
-    static const RecordFileFormat comments{2, {}, "workspaces", ""};
+const RecordFileKind<WorkspaceCommentBucket>& file_kind() {
+    static const RecordFileKind<WorkspaceCommentBucket> comments{{2, {}, "workspaces", ""}, buckets_in, text_of};
     return comments;
 }
 
@@ -49,20 +39,9 @@ std::vector<WorkspaceCommentBucket> read_workspace_comments(const std::filesyste
     return buckets_in(read_record_file(project_comments_index_path(project)));
 }
 
-void write_workspace_comments(const std::filesystem::path& project,
-                              const std::vector<WorkspaceCommentBucket>& buckets) {
-    write_text_file_atomically(project_comments_index_path(project), record_file_text(format(), texts_of(buckets)));
-}
-
 void update_workspace_comments(const std::filesystem::path& project,
                                const std::function<bool(std::vector<WorkspaceCommentBucket>&)>& change) {
-    const RecordFolderLock lock(project);
-    RecordFile file(project_comments_index_path(project), format());
-    std::vector<WorkspaceCommentBucket> buckets = buckets_in(file.text());
-    file.require_read_whole(texts_of(buckets));
-    if (change(buckets)) {
-        write_text_file_atomically(project_comments_index_path(project), file.text_with(texts_of(buckets)));
-    }
+    update_record_file(project, project_comments_index_path(project), file_kind(), change);
 }
 
 }  // namespace quill

@@ -13,10 +13,6 @@ namespace quill {
 /// The workspaces with comments in file order; none when the file is missing or empty. Throws "Could not open " + path.
 std::vector<WorkspaceCommentBucket> read_workspace_comments(const std::filesystem::path& project);
 
-/// Replaces the file, whatever it holds (`update_workspace_comments` keeps what others wrote); its folder must exist.
-/// Throws what write_text_file_atomically throws; the old file then stands.
-void write_workspace_comments(const std::filesystem::path& project, const std::vector<WorkspaceCommentBucket>& buckets);
-
 /// Reads the file, and writes it when `change` returns true, under the lock on its folder (RecordFolderLock): neither
 /// another thread nor another process loses a change. `change` must not call workspace operations; what it throws
 /// leaves the file as it is. Members that this version does not know stay. Also throws what reading, locking and

@@ -1,10 +1,8 @@
 #include "review/reviews_file.h"
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 
-#include "files/text_file.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/json_records.h"
@@ -75,14 +73,8 @@ std::vector<ProjectReview> reviews_in(std::string_view text) {
     return reviews;
 }
 
-std::vector<std::string> texts_of(const std::vector<ProjectReview>& reviews) {
-    std::vector<std::string> texts;
-    std::transform(reviews.begin(), reviews.end(), std::back_inserter(texts), text_of);
-    return texts;
-}
-
-const RecordFileFormat& format() {
-    static const RecordFileFormat reviews{1, {}, "reviews", ""};
+const RecordFileKind<ProjectReview>& file_kind() {
+    static const RecordFileKind<ProjectReview> reviews{{1, {}, "reviews", ""}, reviews_in, text_of};
     return reviews;
 }
 
@@ -92,19 +84,9 @@ std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& pro
     return reviews_in(read_record_file(project_reviews_index_path(project)));
 }
 
-void write_project_reviews(const std::filesystem::path& project, const std::vector<ProjectReview>& reviews) {
-    write_text_file_atomically(project_reviews_index_path(project), record_file_text(format(), texts_of(reviews)));
-}
-
 void update_project_reviews(const std::filesystem::path& project,
                             const std::function<bool(std::vector<ProjectReview>&)>& change) {
-    const RecordFolderLock lock(project);
-    RecordFile file(project_reviews_index_path(project), format());
-    std::vector<ProjectReview> reviews = reviews_in(file.text());
-    file.require_read_whole(texts_of(reviews));
-    if (change(reviews)) {
-        write_text_file_atomically(project_reviews_index_path(project), file.text_with(texts_of(reviews)));
-    }
+    update_record_file(project, project_reviews_index_path(project), file_kind(), change);
 }
 
 ProjectReview update_stored_review(const std::filesystem::path& project, const std::string& id,

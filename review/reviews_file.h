@@ -14,10 +14,6 @@ namespace quill {
 /// The reviews in file order; none when the file is missing or empty. Throws "Could not open " + path.
 std::vector<ProjectReview> read_project_reviews(const std::filesystem::path& project);
 
-/// Replaces the file, whatever it holds (`update_project_reviews` keeps what others wrote); its folder must exist.
-/// Throws what write_text_file_atomically throws; the old file then stands.
-void write_project_reviews(const std::filesystem::path& project, const std::vector<ProjectReview>& reviews);
-
 /// Reads the file, and writes it when `change` returns true, under the lock on its folder (RecordFolderLock): neither
 /// another thread nor another process loses a change. `change` must not call workspace operations; what it throws
 /// leaves the file as it is. Members that this version does not know stay. Also throws what reading, locking and

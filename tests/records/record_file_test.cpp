@@ -124,7 +124,7 @@ TEST_F(RecordFiles, OneInAnotherLayoutIsWrittenInOurs) {
     const std::vector<quill::ProjectReview> reviews = quill::read_project_reviews(project_);
     files_[1].write();
     const std::string text = read_file(reviews_file_);
-    quill::write_project_reviews(project_, reviews);
+    store_reviews(reviews);
     EXPECT_EQ(text, read_file(reviews_file_));
 }
 

@@ -32,7 +32,7 @@ class CommentsFile : public quill_test::ReviewProject {
     }
 
     std::string written(const Buckets& buckets) const {
-        quill::write_workspace_comments(project_, buckets);
+        store_comments(buckets);
         return read_file(comments_file_);
     }
 };
@@ -63,7 +63,8 @@ TEST_F(CommentsFile, DoesNotDependOnTheLocale) {
 TEST_F(CommentsFile, WriteThatFailsLeavesThePreviousFile) {
     const std::string before = written({{"main", {}}});
     const std::string outcome = quill_test::outcome_with_file_size_limit(100, [&] {
-        quill::write_workspace_comments(project_, {{"main", {full_comment("x")}}});
+        quill::update_workspace_comments(
+            project_, [](Buckets& all) { return all.at(0).comments.push_back(full_comment("x")), true; });
     });
     EXPECT_EQ(outcome, "Could not write " + comments_file_.string() + ".tmp");
     EXPECT_EQ(read_file(comments_file_), before);

@@ -236,7 +236,7 @@ TEST_F(WorkspaceComments, CountedIdIsNeverOneThatIsTaken) {
         const std::string count = std::to_string(milliseconds + 1);
         taken.push_back(identified("comment-" + std::to_string(now + i) + "-" + count, ""));
     }
-    quill::write_workspace_comments(project_, {{"feature", taken}});
+    store_comments({{"feature", taken}});
     const Comments comments = add(comment_saying("a"));
     EXPECT_EQ(comments.size(), milliseconds + 1);
     EXPECT_EQ(different_ids(comments).size(), comments.size());

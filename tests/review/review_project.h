@@ -11,7 +11,9 @@
 #include <vector>
 
 #include "records/wall_clock.h"
+#include "review/comments_file.h"
 #include "review/review_record.h"
+#include "review/reviews_file.h"
 #include "tests/support/package_folder.h"
 #include "workspace/index/workspace_index_file.h"
 
@@ -95,6 +97,17 @@ class ReviewProject : public PackageFolder {
         quill::write_workspaces_without_main(
             project_, {workspace_record("feature", "main", 'f'), workspace_record("child", "feature", 'c'),
                        workspace_record("root", "", 'e'), workspace_record("orphan", "gone", 'd')});
+    }
+
+    /// Stores these alone, as if no file had been there.
+    void store_reviews(const std::vector<quill::ProjectReview>& reviews) const {
+        std::filesystem::remove(reviews_file_);
+        quill::update_project_reviews(project_, [&](auto& all) { return all = reviews, true; });
+    }
+
+    void store_comments(const std::vector<quill::WorkspaceCommentBucket>& buckets) const {
+        std::filesystem::remove(comments_file_);
+        quill::update_workspace_comments(project_, [&](auto& all) { return all = buckets, true; });
     }
 
     std::filesystem::path reviews_file_ = project_ / "Workspaces/reviews.json";

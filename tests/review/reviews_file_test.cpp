@@ -65,7 +65,7 @@ class ReviewsFile : public quill_test::ReviewProject {
     }
 
     std::string written(const Reviews& reviews) const {
-        quill::write_project_reviews(project_, reviews);
+        store_reviews(reviews);
         return read_file(reviews_file_);
     }
 };
@@ -117,16 +117,21 @@ TEST_F(ReviewsFile, EscapesQuoteBackslashAndLineFeedAlone) {
 
 TEST_F(ReviewsFile, WriteThatFailsLeavesThePreviousFile) {
     const std::string before = written({review_called("a")});
-    const std::string outcome = quill_test::outcome_with_file_size_limit(
-        100, [&] { quill::write_project_reviews(project_, {full_review("x")}); });
+    const std::string outcome = quill_test::outcome_with_file_size_limit(100, [&] {
+        quill::update_project_reviews(project_, [](Reviews& all) { return all.push_back(full_review("x")), true; });
+    });
     EXPECT_EQ(outcome, "Could not write " + reviews_file_.string() + ".tmp");
     EXPECT_EQ(read_file(reviews_file_), before);
     EXPECT_FALSE(fs::exists(reviews_file_.string() + ".tmp"));
 }
 
 TEST_F(ReviewsFile, FileThatCannotBeReplacedIsReported) {
-    write_file(reviews_file_ / "in the way", "");
-    EXPECT_EQ(failure_of([&] { quill::write_project_reviews(project_, {}); }),
+    EXPECT_EQ(failure_of([&] {
+                  quill::update_project_reviews(project_, [&](Reviews&) {
+                      write_file(reviews_file_ / "in the way", "");
+                      return true;
+                  });
+              }),
               "Could not replace " + reviews_file_.string());
 }
 

@@ -127,7 +127,7 @@ TEST_F(Reviews, CreatedOneHoldsWhatWasAskedFor) {
 TEST_F(Reviews, CreatedOneIsStoredAsItIsGivenBack) {
     const ProjectReview review = create("r", {"ben"});
     const std::string bytes = read_file(reviews_file_);
-    quill::write_project_reviews(project_, {review});
+    store_reviews({review});
     EXPECT_EQ(read_file(reviews_file_), bytes);
 }
 

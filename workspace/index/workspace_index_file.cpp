@@ -1,7 +1,5 @@
 #include "workspace/index/workspace_index_file.h"
 
-#include <algorithm>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -66,18 +64,7 @@ std::vector<ProjectWorkspace> workspaces_in(std::string_view text) {
     return workspaces;
 }
 
-std::vector<std::string> texts_of(const std::vector<ProjectWorkspace>& workspaces) {
-    std::vector<std::string> texts;
-    std::transform(workspaces.begin(), workspaces.end(), std::back_inserter(texts), text_of);
-    return texts;
-}
-
-const RecordFileFormat& format() {
-    static const RecordFileFormat index{1, {{"default", "\"main\""}}, "workspaces", "main"};
-    return index;
-}
-
-void replace_index_file(const std::filesystem::path& path, const std::string& text) {
+void replace_index_file(const std::filesystem::path& path, std::string_view text) {
     try {
         write_text_file_atomically(path, text);
     } catch (const std::runtime_error& error) {
@@ -85,6 +72,12 @@ void replace_index_file(const std::filesystem::path& path, const std::string& te
         throw std::runtime_error(
             (replacing ? "could not install workspace file: " : "could not write workspace file: ") + path.string());
     }
+}
+
+const RecordFileKind<ProjectWorkspace>& file_kind() {
+    static const RecordFileKind<ProjectWorkspace> index{
+        {1, {{"default", "\"main\""}}, "workspaces", "main"}, workspaces_in, text_of, replace_index_file};
+    return index;
 }
 
 }  // namespace
@@ -97,23 +90,21 @@ void write_workspaces_without_main(const std::filesystem::path& project,
                                    const std::vector<ProjectWorkspace>& workspaces) {
     const std::filesystem::path path = project_workspaces_index_path(project);
     make_record_folder(project, path.parent_path());
-    replace_index_file(path, record_file_text(format(), texts_of(workspaces)));
+    replace_index_file(path, record_file_text(file_kind().format, record_texts(file_kind(), workspaces)));
 }
 
 void update_workspaces_without_main(const std::filesystem::path& project,
                                     const std::function<void(std::vector<ProjectWorkspace>&)>& change) {
-    const RecordFolderLock lock(project);
-    const std::filesystem::path path = project_workspaces_index_path(project);
-    RecordFile file(path, format());
-    std::vector<ProjectWorkspace> workspaces = workspaces_in(file.text());
-    file.require_read_whole(texts_of(workspaces));
-    change(workspaces);
-    replace_index_file(path, file.text_with(texts_of(workspaces)));
+    update_record_file(project, project_workspaces_index_path(project), file_kind(),
+                       [&](std::vector<ProjectWorkspace>& workspaces) {
+                           change(workspaces);
+                           return true;
+                       });
 }
 
 void require_writable_workspace_index(const std::filesystem::path& project) {
-    RecordFile file(project_workspaces_index_path(project), format());
-    file.require_read_whole(texts_of(workspaces_in(file.text())));
+    RecordFile file(project_workspaces_index_path(project), file_kind().format);
+    records_read_whole(file, file_kind());
 }
 
 void record_workspace_head(const std::filesystem::path& project, const std::string& id, const std::string& head,
