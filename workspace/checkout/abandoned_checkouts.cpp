@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,9 +11,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "files/absolute_path.h"
+#include "files/file_descriptor.h"
 #include "files/folder_tree.h"
 #include "project/checkout_configuration.h"
 #include "project/temporary_checkouts.h"
@@ -26,8 +27,8 @@ namespace {
 
 struct ProcessCheckouts {
     std::mutex mutex;
-    std::map<std::string, int> descriptors;  // guarded by mutex
-    std::set<std::string> swept;             // guarded by mutex
+    std::map<std::string, FileDescriptor> held;  // guarded by mutex
+    std::set<std::string> swept;                 // guarded by mutex
 };
 
 // Never destroyed: background threads may outlive main.
@@ -52,13 +53,9 @@ bool is_dead(pid_t process) {
     return kill(process, 0) != 0 && errno == ESRCH;
 }
 
-int open_folder(const std::filesystem::path& folder) {
-    return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-}
-
 void remove_unless_held(const FolderTree& package, const std::string& checkout) {
     const FileDescriptor folder = package.open_folder(checkout);
-    if (folder.is_open() && flock(folder.get(), LOCK_EX | LOCK_NB) == 0) {
+    if (folder.is_open() && lock_descriptor(folder.get(), LOCK_EX | LOCK_NB)) {
         package.remove_all(checkout);
     }
 }
@@ -100,25 +97,17 @@ void remove_abandoned(const FolderTree& package, const std::string& base, const 
 void hold_checkout(const std::filesystem::path& checkout) {
     ProcessCheckouts& checkouts = process_checkouts();
     const std::lock_guard lock(checkouts.mutex);
-    const int descriptor = open_folder(checkout);
-    if (descriptor < 0) {
-        return;
-    }
-    flock(descriptor, LOCK_SH | LOCK_NB);
-    const auto [entry, fresh] = checkouts.descriptors.emplace(checkout.string(), descriptor);
-    if (!fresh) {
-        close(entry->second);
-        entry->second = descriptor;
+    FileDescriptor folder = open_at(AT_FDCWD, checkout.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (folder.is_open()) {
+        lock_descriptor(folder.get(), LOCK_SH | LOCK_NB);
+        checkouts.held.insert_or_assign(checkout.string(), std::move(folder));
     }
 }
 
 void release_checkout(const std::filesystem::path& checkout) {
     ProcessCheckouts& checkouts = process_checkouts();
     const std::lock_guard lock(checkouts.mutex);
-    if (const auto entry = checkouts.descriptors.find(checkout.string()); entry != checkouts.descriptors.end()) {
-        close(entry->second);
-        checkouts.descriptors.erase(entry);
-    }
+    checkouts.held.erase(checkout.string());
 }
 
 void remove_abandoned_checkouts(const std::filesystem::path& project) {
