@@ -182,8 +182,7 @@ std::vector<std::string> files_to_mirror(const FolderTree& source, const std::ve
         std::vector<std::string> source_files = all_visible_project_files(source);
         std::erase_if(source_files, is_restore_staging_file);
         if (source_files.empty() && !present.empty()) {
-            throw std::runtime_error("nothing to commit from, the source folder holds no file: " +
-                                     source.root().string());
+            throw no_file_in_source(source.root());
         }
         stale.clear();
         std::set_difference(present.begin(), present.end(), source_files.begin(), source_files.end(),
@@ -235,12 +234,22 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
     return stale;
 }
 
-fs::path checked_changed_path(const fs::path& path) {
-    const fs::path normal = path.lexically_normal();
-    if (normal.empty() || normal.has_root_path() || *normal.begin() == "..") {
-        throw std::runtime_error("invalid changed project path while persisting workspace: " + path.string());
+std::vector<fs::path> visible_changed_paths(const std::vector<fs::path>& paths) {
+    std::vector<fs::path> visible;
+    for (const fs::path& path : paths) {
+        const fs::path normal = path.lexically_normal();
+        if (normal.empty() || normal.has_root_path() || *normal.begin() == "..") {
+            throw std::runtime_error("invalid changed project path while persisting workspace: " + path.string());
+        }
+        if (!project_relative_path_is_hidden(normal)) {
+            visible.push_back(normal);
+        }
     }
-    return normal;
+    return visible;
+}
+
+std::runtime_error no_file_in_source(const fs::path& source) {
+    return std::runtime_error("nothing to commit from, the source folder holds no file: " + source.string());
 }
 
 void mirror_selected_project_files(const fs::path& source_root, const fs::path& checkout_root,
@@ -252,12 +261,8 @@ void mirror_selected_project_files(const FolderTree& source, const fs::path& che
                                    const std::vector<fs::path>& changed_paths) {
     const FolderTree checkout(checkout_root);
     std::vector<std::string> copies;
-    for (const fs::path& path : changed_paths) {
-        const fs::path normal = checked_changed_path(path);
-        if (project_relative_path_is_hidden(normal)) {
-            continue;
-        }
-        const std::string relative = normal.string();
+    for (const fs::path& path : visible_changed_paths(changed_paths)) {
+        const std::string relative = path.string();
         const std::optional<FolderEntry> entry = find_selected(source, relative);
         if (entry && entry->is_file()) {
             copies.push_back(relative);

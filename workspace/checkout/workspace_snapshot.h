@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -42,9 +43,12 @@ void mirror_selected_project_files(const std::filesystem::path& source, const st
 void mirror_selected_project_files(const FolderTree& source, const std::filesystem::path& checkout,
                                    const std::vector<std::filesystem::path>& changed_paths);
 
-/// The path, normalised. Throws "invalid changed project path while persisting workspace: " + path for one that is
-/// empty, has a root or begins with "..".
-std::filesystem::path checked_changed_path(const std::filesystem::path& path);
+/// The paths that are not hidden, normalised. Throws "invalid changed project path while persisting workspace: " + path
+/// for one that is empty, has a root or begins with "..".
+std::vector<std::filesystem::path> visible_changed_paths(const std::vector<std::filesystem::path>& paths);
+
+/// The error "nothing to commit from, the source folder holds no file: " + path, to be thrown.
+std::runtime_error no_file_in_source(const std::filesystem::path& source);
 
 /// Stages `paths` (relative to the checkout) and commits them. Returns the new revision and sets `committed`. When
 /// nothing differs, returns the current revision and clears `committed`. Without paths, returns empty text and calls

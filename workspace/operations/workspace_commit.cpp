@@ -91,17 +91,6 @@ CommitTarget choose_target(const CommitRequest& request) {
                      : CommitTarget{workspace_branch_commit_checkout(request.project, request.workspace), false};
 }
 
-std::vector<fs::path> visible_paths(const std::vector<fs::path>& paths) {
-    std::vector<fs::path> visible;
-    for (const fs::path& path : paths) {
-        const fs::path normal = checked_changed_path(path);
-        if (!project_relative_path_is_hidden(normal)) {
-            visible.push_back(normal);
-        }
-    }
-    return visible;
-}
-
 // What changed in a sparse source against its base: only that tells a deleted file from one that it never held.
 std::vector<fs::path> changed_in_source(const CommitRequest& request) {
     std::vector<fs::path> changed;
@@ -144,7 +133,7 @@ void require_files_in_source(const CommitRequest& request, const FolderTree& sou
     const bool holds_files = std::any_of(
         names.begin(), names.end(), [](const std::string& name) { return !project_relative_path_is_hidden(name); });
     if (!holds_files && !request.sparse_source) {
-        throw std::runtime_error("nothing to commit from, the source folder holds no file: " + request.source.string());
+        throw no_file_in_source(request.source);
     }
 }
 
@@ -390,7 +379,7 @@ ProjectWorkspaceMutationResult update_project_workspace_head(const fs::path& pro
     request.author = author;
     request.message = message;
     request.whole = changed_paths.empty();
-    request.changed_paths = visible_paths(changed_paths);
+    request.changed_paths = visible_changed_paths(changed_paths);
     const CommitTarget target = choose_target(request);
     std::unique_lock<std::mutex> lock;
     if (!target.is_source) {

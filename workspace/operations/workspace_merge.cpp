@@ -102,11 +102,6 @@ bool same_file_and_mode(const FolderTree& a, const FolderTree& b, const std::str
     return (first && first->stamp.executable) == (second && second->stamp.executable) && same_file(a, b, path);
 }
 
-std::vector<std::string> visible_paths(std::vector<std::string> paths) {
-    std::erase_if(paths, [](const std::string& path) { return project_relative_path_is_hidden(path); });
-    return paths;
-}
-
 // What could not be written to the package is refused before anything is published: here a link in the way, in
 // check_kind what is neither a file nor a folder.
 bool is_up_to_date(const FolderTree& package, const FolderTree& merged, const std::string& path) {
@@ -159,7 +154,8 @@ void add_links_to_removed(const MergeRequest& request, const CheckoutLocation& m
 // history; other bytes are uncommitted and refused, unless the merge was published before and is only completed now.
 std::vector<std::string> paths_to_bring(const MergeRequest& request, const CheckoutLocation& merged,
                                         const std::string& before, const std::string& after, bool published) {
-    const std::vector<std::string> paths = visible_paths(call_tome_revision_diff(merged, before, after).revision_paths);
+    std::vector<std::string> paths = call_tome_revision_diff(merged, before, after).revision_paths;
+    std::erase_if(paths, project_relative_path_is_hidden);
     if (paths.empty()) {
         return {};
     }
