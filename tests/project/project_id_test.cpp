@@ -1,18 +1,17 @@
 #include "project/project_id.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <map>
 #include <set>
+#include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "tests/support/concurrency.h"
 #include "tests/support/limited_process.h"
 #include "tests/support/package_folder.h"
 
@@ -219,29 +218,17 @@ TEST_F(EnsuredProjectId, ThreadsAgreeOnOne) {
     for (int round = 0; round < 20; ++round) {
         write_manifest("{\n  \"name\": \"G\"\n}\n");
         std::array<std::string, 8> ids;
-        std::vector<std::thread> threads;
-        for (std::string& id : ids) {
-            threads.emplace_back([&] { failure_of([&] { id = ensure(); }); });
-        }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
+        on_threads(8, [&](int i) { failure_of([&] { ids.at(i) = ensure(); }); });
         EXPECT_EQ(std::count(ids.begin(), ids.end(), ids[0]), 8);
         EXPECT_EQ(manifest(), "{" + line(ids[0]) + ",\n  \"name\": \"G\"\n}\n");
     }
 }
 
 TEST_F(EnsuredProjectId, ThreadsWorkOnDifferentProjects) {
-    std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
         write_file(folder_ / std::to_string(i) / "project.json", "{}");
     }
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([this, i] { quill::ensure_project_id(folder_ / std::to_string(i)); });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    on_threads(8, [&](int i) { quill::ensure_project_id(folder_ / std::to_string(i)); });
     std::set<std::string> texts;
     for (int i = 0; i < 8; ++i) {
         const std::string id = quill::ensure_project_id(folder_ / std::to_string(i));
@@ -255,29 +242,13 @@ TEST_F(EnsuredProjectId, ThreadsWorkOnDifferentProjects) {
 TEST_F(EnsuredProjectId, ProcessesLeaveAWholeManifestWithOneOfTheirs) {
     for (int round = 0; round < 10; ++round) {
         write_manifest("{\n  \"name\": \"G\"\n}\n");
-        std::array<int, 2> gate{};
-        ASSERT_EQ(pipe(gate.data()), 0);
-        std::vector<pid_t> children;
-        for (int i = 0; i < 6; ++i) {
-            const pid_t child = fork();
-            ASSERT_GE(child, 0);
-            if (child == 0) {
-                close(gate[1]);
-                char ignored = 0;
-                const bool opened = read(gate[0], &ignored, 1) == 0;
-                std::string id;
-                const std::string failure = failure_of([&] { id = ensure(); });
-                _exit(opened && (failure == "no failure" ? is_generated(id) : id.empty()) ? 0 : 1);
+        in_processes(6, [&](int) {
+            std::string id;
+            const std::string failure = failure_of([&] { id = ensure(); });
+            if (failure == "no failure" ? !is_generated(id) : !id.empty()) {
+                throw std::runtime_error("with \"" + failure + "\" the ID " + id);
             }
-            children.push_back(child);
-        }
-        close(gate[0]);
-        close(gate[1]);
-        for (const pid_t child : children) {
-            int status = -1;
-            waitpid(child, &status, 0);
-            EXPECT_EQ(status, 0);
-        }
+        });
         const std::string id = ensure();
         EXPECT_TRUE(is_generated(id)) << id;
         EXPECT_EQ(manifest(), "{" + line(id) + ",\n  \"name\": \"G\"\n}\n");

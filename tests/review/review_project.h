@@ -2,18 +2,14 @@
 // records with something in every field.
 #pragma once
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "records/wall_clock.h"
 #include "review/comments_file.h"
 #include "review/review_record.h"
 #include "review/reviews_file.h"
+#include "tests/support/concurrency.h"
 #include "tests/support/package_folder.h"
 #include "workspace/index/workspace_index_file.h"
 
@@ -113,46 +109,5 @@ class ReviewProject : public PackageFolder {
     std::filesystem::path reviews_file_ = project_ / "Workspaces/reviews.json";
     std::filesystem::path comments_file_ = project_ / "Workspaces/comments.json";
 };
-
-/// Runs `action` with 0 to `count` - 1, each on a thread of its own.
-inline void on_threads(int count, const std::function<void(int)>& action) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back(action, i);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
-
-/// Runs `action` with 0 to `count` - 1, each in a process of its own that starts working when all are there.
-inline void in_processes(int count, const std::function<void(int)>& action) {
-    int gate[2];
-    ASSERT_EQ(pipe(gate), 0);
-    std::vector<pid_t> children;
-    for (int i = 0; i < count; ++i) {
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            char none = 0;
-            close(gate[1]);
-            bool done = read(gate[0], &none, 1) == 0;
-            try {
-                action(i);
-            } catch (...) {
-                done = false;
-            }
-            _exit(done ? 0 : 1);
-        }
-        children.push_back(child);
-    }
-    close(gate[0]);
-    close(gate[1]);
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-}
 
 }  // namespace quill_test

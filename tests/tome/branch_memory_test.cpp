@@ -2,9 +2,8 @@
 #include "tome/remote/branch_memory.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include "tests/support/concurrency.h"
 #include "tests/tome/engine_client.h"
 #include "tome/base/database.h"
 
@@ -345,28 +344,20 @@ TEST_F(BranchMemory, ServesProcessesAtOnce) {
         must(author_.create_branch("branch" + std::to_string(n)));
     }
     fs::remove(memory_);  // They make it at once, too.
-    std::vector<pid_t> children;
-    for (int n = 0; n < processes; ++n) {
-        children.push_back(fork());
-        if (children.back() == 0) {
-            const std::string branch = "branch" + std::to_string(n);
-            const fs::path own = folder_ / ("own" + branch);
-            fs::create_directory(own);
-            bool good = EngineClient(own).clone(url_, {.branch_memory = memory_.string()}).ok() &&
-                        clients[n].switch_to(branch).ok();
-            for (int i = 0; i < pushes; ++i) {
-                clients[n].write("a.txt", branch + std::to_string(i));
-                good = good && clients[n].stage({"a.txt"}).ok() && clients[n].commit("c").ok() &&
-                       clients[n].push(branch).ok() && clients[n].list_branches().ok();
-            }
-            _exit(good ? 0 : 1);
+    in_processes(processes, [&](int n) {
+        const std::string branch = "branch" + std::to_string(n);
+        const fs::path own = folder_ / ("own" + branch);
+        fs::create_directory(own);
+        must(EngineClient(own).clone(url_, {.branch_memory = memory_.string()}));
+        must(clients[n].switch_to(branch));
+        for (int i = 0; i < pushes; ++i) {
+            clients[n].write("a.txt", branch + std::to_string(i));
+            must(clients[n].stage({"a.txt"}));
+            must(clients[n].commit("c"));
+            must(clients[n].push(branch));
+            must(clients[n].list_branches());
         }
-    }
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
+    });
     EXPECT_EQ(number_in(memory_, "SELECT count(*) FROM remembered"), processes + 1);
     EXPECT_EQ(number_in(memory_, "SELECT min(sequence) FROM remembered WHERE branch <> 'main'"), pushes + 1);
 }

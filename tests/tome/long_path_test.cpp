@@ -1,8 +1,7 @@
 // Databases, repositories and checkouts whose paths are longer than SQLite's own limit of 512 bytes.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include "tests/support/concurrency.h"
 #include "tests/tome/engine_client.h"
 #include "tome/base/database.h"
 #include "tome/base/error.h"
@@ -51,18 +50,8 @@ TEST_F(LongPath, ShowsAnotherProcessWhatIsWrittenUnderAShortName) {
     const fs::path by_short_name = folder_ / "short/test.db";
     tome::Database database(by_long_name, tome::Database::Mode::Create);
     database.execute("CREATE TABLE t(i)");
-    const pid_t child = fork();
-    if (child == 0) {
-        try {
-            tome::Database(by_short_name, tome::Database::Mode::Open).execute("INSERT INTO t VALUES(1)");
-            _exit(0);
-        } catch (const tome::Error&) {
-            _exit(1);
-        }
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    in_processes(
+        1, [&](int) { tome::Database(by_short_name, tome::Database::Mode::Open).execute("INSERT INTO t VALUES(1)"); });
     EXPECT_EQ(count(by_long_name), 1);
     database.execute("INSERT INTO t VALUES(2)");
     EXPECT_EQ(count(by_short_name), 2);
@@ -73,25 +62,12 @@ TEST_F(LongPath, KeepsTwoWritersApart) {
     const fs::path path = long_ / "test.db";
     tome::Database(path, tome::Database::Mode::Create).execute("CREATE TABLE t(i)");
     fs::create_directory_symlink(long_, folder_ / "short");
-    std::vector<pid_t> children;
-    for (const fs::path& name : {path, folder_ / "short/test.db"}) {
-        children.push_back(fork());
-        if (children.back() == 0) {
-            try {
-                for (int i = 0; i < 200; ++i) {
-                    tome::Database(name, tome::Database::Mode::Open).execute("INSERT INTO t VALUES(1)");
-                }
-                _exit(0);
-            } catch (const tome::Error&) {
-                _exit(1);
-            }
+    in_processes(2, [&](int n) {
+        const fs::path name = n == 0 ? path : folder_ / "short/test.db";
+        for (int i = 0; i < 200; ++i) {
+            tome::Database(name, tome::Database::Mode::Open).execute("INSERT INTO t VALUES(1)");
         }
-    }
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
+    });
     EXPECT_EQ(count(path), 400);
 }
 

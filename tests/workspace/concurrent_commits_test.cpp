@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <quill/quill.h>
 
-#include <functional>
-#include <iostream>
+#include <stdexcept>
 
+#include "tests/support/concurrency.h"
 #include "tests/support/run_process.h"
 #include "tests/workspace/history_project.h"
 
@@ -14,6 +11,7 @@ namespace quill {
 namespace {
 
 using quill_test::HistoryProject;
+using quill_test::in_processes;
 using quill_test::read_file;
 using quill_test::run_process;
 using quill_test::write_file;
@@ -34,40 +32,21 @@ std::string own_path(int process, int commit) {
     return "Assets/p" + std::to_string(process) + "-" + std::to_string(commit) + ".txt";
 }
 
-// `work`, in processes of their own, gives how many failures it had.
-void expect_all_to_succeed(int processes, const std::function<int(int)>& work) {
-    std::vector<pid_t> children;
-    for (int process = 0; process < processes; ++process) {
-        const pid_t child = fork();
-        if (child == 0) {
-            _exit(work(process));
-        }
-        children.push_back(child);
-    }
-    for (const pid_t child : children) {
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-}
-
-// Runs the tool; how many of its runs failed.
-int failures_of(const HistoryProject& project, const std::vector<std::string>& command) {
+void run_tool(const HistoryProject& project, const std::vector<std::string>& command) {
     std::vector<std::string> arguments{QUILL_TOOL};
     arguments.insert(arguments.end(), command.begin(), command.end());
     const auto result = run_process(arguments, {{"QUILL_TOME_REMOTE_URL", project.remote().string()}});
-    std::cerr << result.err;
-    return result.status == 0 ? 0 : 1;
+    if (result.status != 0) {
+        throw std::runtime_error(result.err);
+    }
 }
 
-int commit_own_files(const HistoryProject& project, int process, int commits) {
-    int failures = 0;
+void commit_own_files(const HistoryProject& project, int process, int commits) {
     for (int i = 0; i < commits; ++i) {
         const std::string path = own_path(process, i);
         write_file(project.package() / path, path);
-        failures += failures_of(project, {"commit-workspace", project.package().string(), "main", path});
+        run_tool(project, {"commit-workspace", project.package().string(), "main", path});
     }
-    return failures;
 }
 
 // Each revision follows the one before, and the last has everybody's files.
@@ -88,7 +67,7 @@ void expect_one_line_of_all(const HistoryProject& project, int processes, int co
 
 TEST(ConcurrentCommits, OfManyProcessesAreNeitherRefusedNorLost) {
     const HistoryProject project;
-    expect_all_to_succeed(writers, [&](int writer) { return commit_own_files(project, writer, commits_each); });
+    in_processes(writers, [&](int writer) { commit_own_files(project, writer, commits_each); });
     expect_one_line_of_all(project, writers, commits_each);
 }
 
@@ -96,9 +75,7 @@ TEST(ConcurrentInitializations, OfOneProjectAllSucceed) {
     const HistoryProject project;
     for (int round = 0; round < rounds; ++round) {
         write_file(project.package() / "Assets/round.txt", std::to_string(round));
-        expect_all_to_succeed(initializers, [&](int) {
-            return failures_of(project, {"initialize-history", project.package().string()});
-        });
+        in_processes(initializers, [&](int) { run_tool(project, {"initialize-history", project.package().string()}); });
     }
     EXPECT_EQ(list_project_workspace_revisions(project.package(), "main", 50).size(), 1U + rounds);
 }
