@@ -80,8 +80,9 @@ void check_written_revision(FuzzInput input) {
     revision.order = parents > 0 ? std::max<std::uint64_t>(input.number() % (largest + 1), 2) : 1;
     revision.created_at = input.number();
     revision.message = input.text();
-    const auto fields = [](const tome::Revision& of) {
-        return std::tie(of.tree, of.first_parent, of.second_parent, of.order, of.created_at, of.message);
+    const auto fields = [](const tome::Revision& of) {  // Names all members: with another one it does not compile.
+        const auto& [tree, first_parent, second_parent, order, created_at, message] = of;
+        return std::tie(tree, first_parent, second_parent, order, created_at, message);
     };
     const tome::Revision read = tome::parse_revision(tome::encode_revision(revision));
     require(fields(read) == fields(revision), "a written revision is read back");

@@ -31,9 +31,9 @@ const std::filesystem::path& project() {
 }
 
 bool equal(const Workspaces& a, const Workspaces& b) {
-    const auto fields = [](const ProjectWorkspace& of) {
-        return std::tie(of.id, of.name, of.parentId, of.baseScene, of.headKey, of.archived, of.createdAt, of.updatedAt,
-                        of.author);
+    const auto fields = [](const ProjectWorkspace& of) {  // Names all members: with another one it does not compile.
+        const auto& [id, name, parent, scene, head, archived, created, updated, author] = of;
+        return std::tie(id, name, parent, scene, head, archived, created, updated, author);
     };
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [&](const ProjectWorkspace& x, const ProjectWorkspace& y) { return fields(x) == fields(y); });
