@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "project/workspace_paths.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ class OpenFolder {
     int descriptor_;
 };
 
-class AbandonedCheckouts : public testing::Test {
+class AbandonedCheckouts : public quill_test::PackageFolder {
   protected:
     fs::path make(const std::string& name) const {
         quill_test::write_file(base_ / name / "Scenes/Main.usda", "scene");
@@ -50,8 +50,6 @@ class AbandonedCheckouts : public testing::Test {
         quill_test::write_file(base_ / name / ".keel-project-id", "abcdefghijklmnop\n");
     }
 
-    quill_test::TemporaryFolder folder_;
-    fs::path project_ = folder_ / "P.quillproject";
     fs::path base_ = quill::workspace_checkout_base(project_);
     std::string dead_ = dead_process();
 };

@@ -10,8 +10,7 @@
 
 #include "files/file_descriptor.h"
 #include "project/workspace_paths.h"
-#include "tests/support/failure.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 
 namespace {
 
@@ -21,7 +20,7 @@ using quill_test::failure_of;
 
 const std::string moved = "tome_branch_push: branch has moved on the remote: main";
 
-class ContendedBranch : public testing::Test {
+class ContendedBranch : public quill_test::PackageFolder {
   protected:
     ContendedBranch() { fs::create_directories(quill::workspace_checkout_base(project_)); }
 
@@ -31,9 +30,6 @@ class ContendedBranch : public testing::Test {
         const quill::FileDescriptor descriptor = quill::open_at(AT_FDCWD, folder.c_str(), O_RDONLY);
         return flock(descriptor.get(), LOCK_EX | LOCK_NB) == 0;
     }
-
-    quill_test::TemporaryFolder folder_;
-    const fs::path project_ = folder_ / "P.quillproject";
 };
 
 TEST_F(ContendedBranch, IsTriedUntilNobodyWasFaster) {

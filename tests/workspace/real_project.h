@@ -1,7 +1,6 @@
 // A project and a directory remote in a folder of the test's own, worked on with the real engine.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -11,8 +10,7 @@
 #include "engine/tome_binding.h"
 #include "project/repository_configuration.h"
 #include "project/visible_files.h"
-#include "tests/support/failure.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/operations/project_creation.h"
 
@@ -20,14 +18,8 @@ namespace quill_test {
 
 inline const std::string scene = "Scenes/Main.usda";
 
-class RealProject : public testing::Test {
+class RealProject : public PackageFolder {
   protected:
-    RealProject() {
-        unsetenv("KEEL_TOME_REMOTE_URL");
-        unsetenv("QUILL_TOME_REMOTE_URL");
-    }
-    ~RealProject() override { unsetenv("QUILL_TOME_REMOTE_URL"); }
-
     /// A package whose manifest names the remote, without a history.
     void make_project_with_remote() const {
         quill::create_project_package(project_, "", {});
@@ -52,8 +44,6 @@ class RealProject : public testing::Test {
         return quill::visible_project_files(root);
     }
 
-    TemporaryFolder folder_;
-    std::filesystem::path project_ = folder_ / "P.quillproject";
     std::string remote_ = "file://" + (folder_ / "remote").string();
 
   private:

@@ -8,8 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/support/failure.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 #include "tests/workspace/workspace_list.h"
 
 namespace {
@@ -22,9 +21,9 @@ using quill_test::workspace;
 using quill_test::write_file;
 using Workspaces = std::vector<ProjectWorkspace>;
 
-class WorkspaceIndexFile : public testing::Test {
+class WorkspaceIndexFile : public quill_test::PackageFolder {
   protected:
-    WorkspaceIndexFile() { write_file(project_ / "project.json", "{\n}\n"); }
+    WorkspaceIndexFile() { write_manifest("{\n}\n"); }
 
     Workspaces read_text(const std::string& text) const {
         write_file(file_, text);
@@ -35,8 +34,6 @@ class WorkspaceIndexFile : public testing::Test {
         return quill_test::failure_of([&] { quill::write_workspaces_without_main(project_, {workspace("b")}); });
     }
 
-    quill_test::TemporaryFolder folder_;
-    fs::path project_ = folder_ / "P.quillproject";
     fs::path file_ = project_ / "Workspaces/workspaces.json";
 };
 

@@ -5,7 +5,7 @@
 
 #include <chrono>
 
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 #include "workspace/index/branch_index_cache.h"
 #include "workspace/index/workspace_index_file.h"
 
@@ -23,19 +23,14 @@ ProjectWorkspace workspace(const std::string& id, const std::string& name) {
 }
 
 // A project without a remote: what is shown is the index file.
-class WorkspaceIndex : public testing::Test {
+class WorkspaceIndex : public quill_test::PackageFolder {
   protected:
     WorkspaceIndex() {
-        unsetenv("KEEL_TOME_REMOTE_URL");
-        unsetenv("QUILL_TOME_REMOTE_URL");
-        quill_test::write_file(project_ / "project.json", "{\n}\n");
+        write_manifest("{\n}\n");
         ProjectWorkspace archived = workspace("old", "Old");
         archived.archived = true;
         quill::write_workspaces_without_main(project_, {workspace("feature", "Feature"), archived});
     }
-
-    quill_test::TemporaryFolder folder_;
-    std::filesystem::path project_ = folder_ / "P.quillproject";
 };
 
 TEST_F(WorkspaceIndex, WithoutARemoteListsTheIndexFile) {

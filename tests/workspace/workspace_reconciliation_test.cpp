@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 #include "tests/workspace/workspace_list.h"
 #include "workspace/index/workspace_index_file.h"
 
@@ -13,12 +13,9 @@ using quill_test::ids;
 using quill_test::workspace;
 using Workspaces = std::vector<ProjectWorkspace>;
 
-class WorkspaceReconciliation : public testing::Test {
+class WorkspaceReconciliation : public quill_test::PackageFolder {
   protected:
-    WorkspaceReconciliation() { quill_test::write_file(project_ / "project.json", "{\n}\n"); }
-
-    quill_test::TemporaryFolder folder_;
-    std::filesystem::path project_ = folder_ / "P.quillproject";
+    WorkspaceReconciliation() { write_manifest("{\n}\n"); }
 };
 
 TEST_F(WorkspaceReconciliation, LocalIndexHoldsMainAndArchivedOnesWhenAsked) {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/temporary_folder.h"
+#include "tests/support/package_folder.h"
 
 namespace {
 
@@ -10,15 +10,13 @@ namespace fs = std::filesystem;
 using quill::canonical_workspace_scene_uri;
 using quill::ProjectWorkspace;
 
-class WorkspaceScene : public testing::Test {
+class WorkspaceScene : public quill_test::PackageFolder {
   protected:
     WorkspaceScene() {
-        quill_test::write_file(project_ / "project.json", "{\n  \"mainScene\": \"Scenes/../Sets/A.usda\"\n}\n");
+        write_manifest("{\n  \"mainScene\": \"Scenes/../Sets/A.usda\"\n}\n");
         workspace_.id = "feature";
     }
 
-    quill_test::TemporaryFolder folder_;
-    fs::path project_ = folder_ / "P.quillproject";
     ProjectWorkspace workspace_;
 };
 
