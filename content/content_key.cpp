@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view key_prefix = "sha256:";
 constexpr std::size_t key_length = key_prefix.size() + 64;
 
-// Of either case; -1 for any other character.
+// The value of a hexadecimal digit, which may be of either case; -1 for any other character.
 int digit_value(char digit) {
     if (digit >= '0' && digit <= '9') {
         return digit - '0';
