@@ -30,8 +30,8 @@ path next_temporary_path(const path& blob) {
     return blob.string() + ".tmp." + std::to_string(thread) + "." + std::to_string(number);
 }
 
-// Thread and counter do not tell two processes apart, so the file must be new: sharing one, the first to finish would
-// install what the other is still writing.
+// The name holds a thread and a count, which two processes may have alike. So the file must be new: if both wrote to
+// one, the first to finish would install what the other is still writing.
 std::pair<path, int> open_temporary_file(const path& blob) {
     for (;;) {
         path temporary = next_temporary_path(blob);
@@ -39,7 +39,8 @@ std::pair<path, int> open_temporary_file(const path& blob) {
         if (file >= 0) {
             return {std::move(temporary), file};
         }
-        // Whoever has the name now may rename it away at any moment; only something that stays is in the way.
+        // Another process may have a file of this name now, or have renamed it away this moment: the next name is
+        // tried. Only what is no file is in the way for good.
         std::error_code ignored;
         const bool interrupted = errno == EINTR;
         const bool taken = errno == EEXIST;
@@ -51,7 +52,7 @@ std::pair<path, int> open_temporary_file(const path& blob) {
     }
 }
 
-// Nothing either when there is no memory for so many bytes.
+// The next `length` bytes; nothing when there are fewer, or when the memory does not suffice for them.
 std::optional<std::vector<std::byte>> read_exactly(std::istream& in, std::uint64_t length) try {
     std::vector<std::byte> bytes(length);
     in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(length));
@@ -107,7 +108,7 @@ std::optional<std::uint64_t> blob_file_size(const std::filesystem::path& path) {
 }
 
 std::optional<std::vector<std::byte>> read_blob_file(const std::filesystem::path& path) {
-    // A folder opens as a stream and reports an absurd end; a pipe blocks.
+    // Only a file is opened: a folder would open, too, and report an absurd size, and a pipe would block.
     if (!blob_file_exists(path)) {
         return std::nullopt;
     }
