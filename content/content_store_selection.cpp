@@ -31,7 +31,8 @@ Stores& shared_stores() {
     return *stores;
 }
 
-// A manifest that names no store has the local one here, although its record says "tome".
+// Asks the manifest's text, not its record: for a manifest that names no store the record says "tome", but its contents
+// are in the local store.
 bool keeps_content_in_repository(const fs::path& project) {
     try {
         read_project(project);
