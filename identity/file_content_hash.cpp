@@ -25,7 +25,7 @@ constexpr std::size_t block_size = 64 * 1024;
 
 std::atomic<bool> lookups_disabled = false;
 
-// What a file's bytes gave when it was read last; size and time tell whether it was written to since.
+// The hash of a file's bytes when they were last read. Its size and time tell whether it was written to since.
 struct ByteIdentityMemo {
     std::uint64_t size = 0;  // bytes
     std::filesystem::file_time_type modified;
@@ -100,7 +100,8 @@ std::optional<std::string> project_file_content_hash(const std::filesystem::path
     if (std::optional<std::string> known = find_file_identity(file)) {
         return known;
     }
-    // Taken before the bytes: after a write in between, the next call reads the file again.
+    // Size and time are taken before the bytes are read. If the file is written to in between, they are those of
+    // before, and the next call reads it again.
     std::optional<ByteIdentityMemo> memo = unhashed_memo(file);
     if (memo) {
         if (std::optional<std::string> remembered = remembered_hash(file, *memo)) {
