@@ -76,7 +76,7 @@ std::optional<path> probe_repository(path directory) {
     }
 }
 
-// Files that the engine does not report, or under another path than asked for, stay unknown.
+// A file stays unknown when the engine does not report it, or reports it under another path than that asked for.
 std::vector<CachedProjectFileIdentity> ask_engine(const RepositoryIdentityBatch& batch) {
     std::unordered_map<std::string, path> asked;
     std::vector<std::string> relative_paths;
@@ -132,7 +132,7 @@ void start_thread(const std::shared_ptr<RepositoryIdentityWorker>& worker) {
     try {
         std::thread(serve_queue, worker).detach();
     } catch (const std::system_error&) {
-        // No thread to be had: dropping the batches ends every wait for them.
+        // The system gives no thread. Dropping the batches ends every wait for them.
         worker->running = false;
         worker->queue.clear();
     }
