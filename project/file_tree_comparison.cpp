@@ -58,7 +58,7 @@ class ComparedTree {
         return entry;
     }
 
-    // Not open when the file cannot be read, which is noted in `unreadable`.
+    // The result is not open when the file cannot be read; `unreadable` then says so.
     FileDescriptor open(const std::string& path, std::vector<UnreadableFile>& unreadable) const {
         try {
             return tree_->open_target(path);
