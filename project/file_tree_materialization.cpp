@@ -40,7 +40,8 @@ void remove_absent(const FolderTree& target, const std::string& relative) {
         throw std::runtime_error("could not remove file absent from restored revision: " + error.reason());
     }
     if (target.folds_names()) {
-        target.remove_empty_parents(relative);  // They may come in another spelling.
+        // The restored files may spell these folders otherwise. A folder that is there would keep its old spelling.
+        target.remove_empty_parents(relative);
     }
     if (target.find(relative)) {
         throw std::runtime_error("restore verification failed for deleted path: " + relative);
@@ -75,7 +76,7 @@ void install(const FolderTree& target, const std::string& staged, const std::str
         target.rename(staged, relative);
         return;
     } catch (const FileError&) {
-        // A folder that is empty, say, stands there.
+        // Something of another kind may stand there, such as an empty folder.
     }
     try {
         const std::optional<FolderEntry> existing = target.find(relative);
@@ -159,7 +160,8 @@ std::int64_t materialize_project_workspace_files_checked(const fs::path& source_
     fs::create_directories(target_root, ignored);
     const FolderTree source(source_root);
     const FolderTree target(target_root);
-    // What goes makes room first: for a folder where a file was, and where names fold, for another spelling.
+    // Removals come first. They make room for a folder where a file was and, where names that differ by case are one,
+    // for another spelling.
     std::stable_partition(checked.begin(), checked.end(),
                           [&](const std::string& relative) { return !find_in_source(source, relative); });
     for (const std::string& relative : checked) {
