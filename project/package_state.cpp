@@ -25,7 +25,7 @@ StatePath state_path_of(const fs::path& project, const fs::path& path) {
     return {package, relative == "." ? std::string() : relative.string()};
 }
 
-// Names the first link among the folders of the path and what is at its end.
+// The error names the first link that is met on the way along the path, its last part included.
 [[noreturn]] void refuse_link(const StatePath& state) {
     const FolderTree tree(state.root);
     for (std::size_t slash = state.relative.find('/');; slash = state.relative.find('/', slash + 1)) {
@@ -82,7 +82,7 @@ void discard_state(const fs::path& project, const fs::path& path) noexcept {
     try {
         remove_state(project, path);
     } catch (const std::exception&) {
-        // A later call removes it.
+        // It stays until a later call removes it.
     }
 }
 
