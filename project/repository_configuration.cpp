@@ -28,7 +28,7 @@ std::string without_trailing_slashes(std::string text) {
     return text;
 }
 
-// The directory that a URL names, or the text as it is.
+// The directory that a URL names; any other URL as it is.
 std::string directory_or_text(const std::string& url) {
     const std::optional<std::string> path = url.starts_with('/') ? url : path_of_file_url(url);
     return path ? without_trailing_slashes(std::filesystem::path(*path).lexically_normal().string()) : url;
@@ -113,7 +113,7 @@ std::string project_tome_remote_url(const std::filesystem::path& project_path) {
     }
     std::string remote = read_project(absolute_normalized(project_path)).manifest.tome_remote_url;
     if (remote.empty()) {
-        // A repository that is not there yet names none.
+        // Where there is no repository yet, there is no configuration that could name one.
         remote = assigned_tome_configuration(project_tome_repository_path(project_path), "remote_url").value_or("");
     }
     return remote;
