@@ -14,8 +14,8 @@ namespace {
 constexpr const char* selected_tree = "-selected-tree";
 constexpr const char* published_head = "-published-head";
 
-// How the checkouts of a kind are named: the prefix, the workspace where one is given, the process's token, and the
-// time where one is given.
+// How the checkouts of a kind are named. A name is the prefix, a workspace where one is given, the token of the
+// process, and a time where one is given.
 struct Naming {
     TemporaryCheckout kind;
     const char* prefix;
@@ -85,7 +85,8 @@ std::optional<pid_t> process_of_temporary_checkout(std::string_view name) {
             name.remove_suffix(suffix.size());
         }
     }
-    // From the end, because a workspace in the name may hold dashes: process, count, and for some the time.
+    // The name ends in process and count, and with some kinds the time. They are counted from the end, because a
+    // workspace before them may hold dashes.
     const std::size_t from_end = naming->ends_in_time ? 3 : 2;
     const std::vector<std::string_view> fields = split_at_dashes(name);
     return fields.size() > from_end ? process_in(fields[fields.size() - from_end]) : std::nullopt;
