@@ -11,7 +11,7 @@
 namespace quill {
 namespace {
 
-// Everything after the colon that follows the first quoted `key`.
+// The text after the colon that follows the first `key` in quotes.
 std::optional<std::string_view> find_member(std::string_view text, std::string_view key) {
     const std::string quoted = '"' + std::string(key) + '"';
     const std::size_t found = text.find(quoted);
@@ -23,7 +23,7 @@ std::string_view skip_white_space(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
 }
 
-// From the first `quoted` with a colon after it.
+// The text from the first `quoted` on that a colon follows; empty when there is none.
 std::string_view named_anywhere(std::string_view text, std::string_view quoted) {
     for (std::size_t at = text.find(quoted); at != text.npos; at = text.find(quoted, at + 1)) {
         if (skip_white_space(text.substr(at + quoted.size())).starts_with(':')) {
