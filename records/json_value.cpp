@@ -16,7 +16,8 @@ bool is_number(std::string_view text) {
     return starts && text.find_first_not_of("0123456789+-.eE") == text.npos;
 }
 
-// Takes a text apart from its start on. A method that fails leaves the place undefined.
+// Takes a text apart, value by value, from its start on. Where a value could not be taken, the place in the text is
+// undefined.
 class Cursor {
   public:
     explicit Cursor(std::string_view text) : text_(text) {}
@@ -35,7 +36,7 @@ class Cursor {
         return true;
     }
 
-    // What stands between the quotes.
+    // Gives what stands between the quotes, its escapes untouched.
     std::optional<std::string_view> take_string() {
         const std::size_t start = take('"') ? at_ : text_.npos;
         const std::size_t end = start == text_.npos ? start : json_string_end(text_, start);
