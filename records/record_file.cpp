@@ -27,7 +27,7 @@ std::string text_of(const JsonMember& member) {
     return "  \"" + std::string(member.key) + "\": " + std::string(member.value);
 }
 
-// `stored` are the members of the old file. Those that the format does not know follow the records.
+// `stored` are the members of the file that is replaced. Those that the format does not know follow the records.
 std::string file_text(const RecordFileFormat& format, const std::vector<std::string>& records, const Members& stored) {
     std::string text = "{\n  \"version\": " + std::to_string(format.version) + ",\n";
     for (const JsonMember& member : format.head) {
