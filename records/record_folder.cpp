@@ -29,7 +29,7 @@ std::string read_record_file(const std::filesystem::path& path) {
     if (type == std::filesystem::file_type::not_found) {
         return {};
     }
-    // A named pipe would be waited for.
+    // Opening a named pipe would wait for somebody to write to it.
     if (type != std::filesystem::file_type::regular) {
         throw std::runtime_error("Could not open " + path.string());
     }
