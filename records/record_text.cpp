@@ -80,18 +80,18 @@ bool value_is_read_whole(std::string_view stored, std::string_view written) {
         return false;
     }
     switch (kind_of(stored)) {
-        case Kind::string:  // An empty one may read as its default.
+        case Kind::string:  // An empty text may be read as its default.
             return stored == "\"\"" || string_of(stored) == string_of(written);
         case Kind::array:
             return array_is_read_whole(stored, written);
-        case Kind::number:  // Its stored form stays.
+        case Kind::number:  // One number can be written in many ways. The stored one stays where nobody changes it.
             return true;
         default:
             return stored == written;
     }
 }
 
-// The name of a record among those beside it.
+// What tells a record from those beside it: its first text.
 std::string name_of(const std::string_view record) {
     for (const JsonMember& member : members_of(record)) {
         if (kind_of(member.value) == Kind::string) {
@@ -181,7 +181,7 @@ bool record_is_read_whole(std::string_view stored_text, std::string_view written
 std::vector<std::string> merged_record_texts(const std::vector<std::string>& changed,
                                              const std::vector<std::string>& written,
                                              const std::vector<std::string_view>& stored) {
-    std::multimap<std::string, std::size_t> numbers;  // Equal names keep their order.
+    std::multimap<std::string, std::size_t> numbers;  // Records of one name stay in their order.
     for (std::size_t i = 0; i < written.size(); ++i) {
         numbers.emplace(name_of(written[i]), i);
     }
