@@ -8,7 +8,7 @@
 namespace quill {
 namespace {
 
-// With the comma before it; nothing for a vector that is absent.
+// The member with a comma before it; empty when there is no vector or JSON has no number for a part of it.
 std::string vector_member(std::string_view key, const std::optional<ProjectCommentVector>& vector) {
     const auto finite = [](double component) { return std::isfinite(component); };
     if (!vector || !std::all_of(vector->begin(), vector->end(), finite)) {
