@@ -27,14 +27,14 @@ bool holds(const Comments& comments, std::string ProjectReviewComment::*field, c
                        [&](const ProjectReviewComment& comment) { return comment.*field == value; });
 }
 
-// False when it was stored before.
+// False, and nothing is added, when the same comment was sent before.
 bool add_comment(Comments& comments, ProjectReviewComment comment, const std::string& now) {
     if (!comment.clientMutationId.empty() &&
         holds(comments, &ProjectReviewComment::clientMutationId, comment.clientMutationId)) {
         return false;
     }
     const bool needs_id = comment.id.empty();
-    // After a deletion within the same millisecond the next number may be taken.
+    // The number after the last may be taken: a deletion in the same millisecond makes the list shorter.
     for (std::size_t n = comments.size() + 1;
          needs_id && (comment.id.empty() || holds(comments, &ProjectReviewComment::id, comment.id)); ++n) {
         comment.id = "comment-" + now + "-" + std::to_string(n);
@@ -103,13 +103,14 @@ Buckets::iterator bucket_of(Buckets& buckets, const std::string& given) {
     return exact != buckets.end() ? exact : bucket_called(buckets, normalize_workspace_id(id));
 }
 
-// `change` gets the comments of a workspace that has some, or an empty list, and the time.
+// `change` gets the comments of the workspace, an empty list where it has none, and the time.
 Comments change_workspace_comments(const std::filesystem::path& project_path, const std::string& workspace_id,
                                    const std::function<void(Comments&, const std::string&)>& change) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::lock_guard lock(project_comment_index_mutex(project));
     Comments none;
-    if (read_record_file(project_comments_index_path(project)).empty()) {  // Before the folder is made.
+    // Where nobody has commented yet, `change` finds no comment, and no folder is made for the file.
+    if (read_record_file(project_comments_index_path(project)).empty()) {
         change(none, wall_clock_milliseconds());
         return none;
     }
