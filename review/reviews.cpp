@@ -39,7 +39,8 @@ const ProjectWorkspace& require_workspace(std::vector<ProjectWorkspace>& workspa
     return *found;
 }
 
-// With the heads that the remote has. Its branch list has none for main, whose newest revision is asked for.
+// The workspaces with their heads on the remote. The branch list has no head for main, so main's newest revision is
+// asked for.
 std::vector<ProjectWorkspace> workspaces_on_remote(const std::filesystem::path& project) {
     std::vector<ProjectWorkspace> workspaces = refresh_project_workspaces(project, true);
     const auto main = find_by_id(workspaces, "main");
@@ -155,7 +156,7 @@ ProjectReview update_project_review_status(const std::filesystem::path& project_
     const std::filesystem::path project = absolute_normalized(project_path);
     std::vector<ProjectWorkspace> workspaces;
     if (status == "merged") {
-        if (!find_project_review(project, review_id)) {  // Before the remote is asked.
+        if (!find_project_review(project, review_id)) {  // An unknown one is refused before the remote is asked.
             throw std::runtime_error("review does not exist: " + review_id);
         }
         workspaces = workspaces_on_remote(project);
