@@ -91,7 +91,8 @@ void update_project_reviews(const std::filesystem::path& project,
 
 ProjectReview update_stored_review(const std::filesystem::path& project, const std::string& id,
                                    const std::function<bool(ProjectReview&)>& change) {
-    if (read_record_file(project_reviews_index_path(project)).empty()) {  // Before the folder is made.
+    // Where there are no reviews, the folder for the file is not made.
+    if (read_record_file(project_reviews_index_path(project)).empty()) {
         throw std::runtime_error("review does not exist: " + id);
     }
     ProjectReview updated;
