@@ -34,7 +34,7 @@ constexpr const char* state_b_addition =
 std::string read_file(const fs::path& path) {
     std::error_code ignored;
     std::ifstream in;
-    if (fs::is_regular_file(path, ignored)) {  // A named pipe would be waited for.
+    if (fs::is_regular_file(path, ignored)) {  // Opening a named pipe would wait for somebody to write to it.
         in.open(path, std::ios::binary);
     }
     if (!in.is_open()) {
@@ -56,7 +56,8 @@ bool is_below(const fs::path& path, const fs::path& folder) {
     return !relative.empty() && relative != "." && *relative.begin() != "..";
 }
 
-// Neither by its path nor by a link, through which the proof would write to somebody else's file.
+// Whether the path lies in the folder, and still does when its links are followed: through a link that leads out, the
+// proof would write to somebody else's file.
 bool is_inside(const fs::path& path, const fs::path& folder) {
     std::error_code error;
     const fs::path real = fs::weakly_canonical(path, error);
