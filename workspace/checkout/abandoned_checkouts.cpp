@@ -37,8 +37,8 @@ ProcessCheckouts& process_checkouts() {
     return *checkouts;
 }
 
-// A workspace may be called "metadata-1-2" as well. Only the checkout for queries holds the project's ID, or, when its
-// clone was cut off, nothing but the engine's state.
+// A workspace may be called "metadata-1-2", too, so the name alone does not tell its checkout from one for queries. The
+// latter holds the project's ID or, when its clone was cut off, nothing but the engine's state.
 bool may_be_workspace(const FolderTree& package, const std::string& checkout) {
     const bool is_id = is_valid_workspace_id(checkout.substr(checkout.rfind('/') + 1));
     if (!is_id || package.find(checkout + "/.keel-project-id")) {
