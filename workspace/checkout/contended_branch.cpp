@@ -14,7 +14,7 @@
 namespace quill {
 namespace {
 
-// Whoever loses an attempt loses to a commit that was published, so many processes at once still all get through.
+// An attempt is lost only to a process that has published its commit, so many that work at once all get through.
 constexpr int max_attempts = 40;
 
 constexpr int shortest_pause = 4;
@@ -26,7 +26,8 @@ void pause_after(int attempt) {
     std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution<>(1, longest)(random)));
 }
 
-// A process that begins waits for those that lost, so that they do not lose again and again.
+// A process that lost an attempt holds the lock on the folder while it tries again. One that begins waits for it here,
+// so that nobody loses again and again.
 void let_losers_go_first(const std::filesystem::path& folder) {
     std::error_code ignored;
     if (std::filesystem::is_directory(folder, ignored)) {
