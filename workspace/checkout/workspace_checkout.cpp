@@ -35,12 +35,12 @@ std::string text_or_nothing(const fs::path& path) {
     try {
         return read_text_file(path);
     } catch (const std::runtime_error&) {
-        return {};  // Not there: no text is the marker that is looked for.
+        return {};  // A file that cannot be read has no text, and no marker is empty.
     }
 }
 
-// Another process may be writing the same marker through the same temporary file: then the marker is right all the
-// same.
+// Another process may write the same marker at the same time, through the same temporary file. One of the two writes
+// may fail then, but the marker is right.
 void write_marker(const fs::path& project, const fs::path& checkout, const std::string& text) {
     make_state_folder(project, marker_path(checkout).parent_path());
     try {
@@ -140,7 +140,8 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     }
     remove_abandoned_checkouts(project);
     std::error_code ignored;
-    // In this order: another process may finish its clone in between, which puts both there at once.
+    // The state is looked for first, and then whether the checkout is finished. The other way round, a clone that
+    // another process finishes in between, which puts both there at once, would be removed.
     if (fs::exists(fs::symlink_status(tome_state_folder(checkout), ignored))) {
         remove_unfinished_checkout(project, checkout, use_shared_store);
     }
@@ -160,7 +161,8 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
         try {
             return clone_once(project, checkout, clone);
         } catch (const std::runtime_error&) {
-            // The clone does not need the store. If something else is wrong, the attempt without it shows that.
+            // The clone can do without the shared store. If something else is wrong, the attempt without it fails, too,
+            // and says so.
             remove_unfinished_checkout(project, checkout, true);
             clone.use_shared_store = false;
         }
@@ -210,7 +212,8 @@ void ensure_tome_branch_checkout(const fs::path& project, const fs::path& checko
         if (!reused) {
             throw;
         }
-        discard_state(project, checkout);  // A repository made anew on the remote lacks what this one stands on.
+        // The repository may have been made anew on the remote. It then lacks the revision that this checkout is at.
+        discard_state(project, checkout);
     }
     clone_tome_checkout_if_needed(project, checkout, name, paths, false, false);
     bring_to_branch(project, checkout, name, paths);
