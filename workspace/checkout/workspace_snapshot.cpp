@@ -39,14 +39,15 @@ void rewind(const FileDescriptor& file) {
     }
 }
 
-// Times of files are coarse: a change right after another may leave them as they are.
+// Whether the file was changed so lately that another change might leave its times as they are: these are coarse.
 bool may_hide_a_change(const FileStamp& stamp) {
     constexpr std::chrono::nanoseconds coarsest = std::chrono::seconds(2);
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::nanoseconds(stamp.modified) + coarsest > now;
 }
 
-// Copies files into a checkout, without leaving it: a regular file for a link that points to one.
+// Copies files into a checkout. A link that points to a file becomes a file, and nothing outside the checkout is
+// written.
 class Snapshot {
   public:
     Snapshot(const FolderTree& source, const FolderTree& checkout, SourceWriters writers, const char* no_folder,
@@ -65,8 +66,8 @@ class Snapshot {
     }
 
   private:
-    // False when another program kept writing to the file: a copy of half of one state and half of another is
-    // worthless.
+    // Copies the file as it was at one moment. False when another program kept writing to it: the copy would be half of
+    // one state and half of another.
     bool copy_unchanging(const std::string& relative) {
         for (int attempt = 0; attempt < copy_attempts; ++attempt) {
             const FileDescriptor from = source_.open_target(relative);
@@ -94,8 +95,8 @@ class Snapshot {
         return same;
     }
 
-    // Files come folder by folder, so most of them find their folder prepared. A file where a folder is needed is
-    // stale.
+    // Makes the file's folder. The checkout may still have a file where a folder is needed; it goes. Files come folder
+    // by folder, so most of them find theirs prepared.
     void prepare_folder(const std::string& relative) {
         const std::string folder = fs::path(relative).parent_path().string();
         if (prepared_ == folder) {
@@ -136,7 +137,8 @@ auto inspected(const std::string& relative, Call call) {
     }
 }
 
-// A link that leads nowhere is no deletion.
+// What the source has at the path; nothing when it was deleted. A link that leads nowhere is refused, as it is no
+// deletion.
 std::optional<FolderEntry> find_selected(const FolderTree& source, const std::string& relative) {
     const std::optional<FolderEntry> entry = find_in_source(source, relative);
     if (!entry && inspected(relative, [&] { return source.find(relative); })) {
@@ -155,7 +157,7 @@ void remove_selected(const FolderTree& checkout, const std::string& relative,
             throw std::runtime_error("could not snapshot changed workspace file: " + relative);
         }
         checkout.remove_all(relative);
-        checkout.remove_empty_parents(relative);  // They may come in another spelling.
+        checkout.remove_empty_parents(relative);  // The source may spell them otherwise now.
     } catch (const FileError&) {
         throw std::runtime_error("could not remove changed workspace file: " + relative);
     }
@@ -221,7 +223,7 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
     for (const std::string& file : stale) {
         try {
             checkout.remove_file(file);
-            checkout.remove_empty_parents(file);  // They may come in another spelling.
+            checkout.remove_empty_parents(file);  // The source may spell them otherwise now.
         } catch (const FileError&) {
             throw std::runtime_error("could not remove stale main workspace file: " + file);
         }
@@ -270,7 +272,7 @@ void mirror_selected_project_files(const FolderTree& source, const fs::path& che
             remove_selected(checkout, relative, entry);
         }
     }
-    // After all removals, which make room where a file became a folder or a folder a file.
+    // Copies follow all removals, which make room where a file became a folder or a folder a file.
     Snapshot snapshot(source, checkout, SourceWriters::Any,
                       "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
     for (const std::string& relative : copies) {
