@@ -21,13 +21,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Behind the name of a folder of kept files until the restore is complete.
+// The name of a folder of kept files ends in this until the restore is complete.
 constexpr const char* unfinished = ".unfinished";
 
-// Folders where a restored file is to be, and files where one of its folders is to be.
+// What stands in the way: folders where a restored file is to be, and files where one of its folders is to be.
 std::set<std::string> entries_of_another_kind(const FolderTree& live, const FolderTree& restored) {
     std::set<std::string> entries;
-    std::set<std::string> folders;  // those seen
+    std::set<std::string> folders;  // those looked at
     for (const std::string& file : all_visible_project_files(restored)) {
         const std::optional<FolderEntry> existing = live.find(file);
         if (existing && existing->is_folder()) {
@@ -44,7 +44,7 @@ std::set<std::string> entries_of_another_kind(const FolderTree& live, const Fold
     return entries;
 }
 
-// What is about to be replaced, kept in a folder of the package.
+// Keeps what is about to be replaced in a folder of the package.
 class KeptFiles {
   public:
     KeptFiles(const LiveProject& live, const std::string& name)
@@ -60,14 +60,14 @@ class KeptFiles {
         files_.push_back(file);
     }
 
-    // A second name for the file: its bytes stay when the first is given to another file.
+    // Gives the file a second name, by which its bytes stay when the first name goes to the restored file.
     void keep(const std::string& file) {
         if (!package_.find(live_ + file)) {
             return;
         }
         keeping(file, [&] {
             package_.make_folder(folder_of(kept_ + file));
-            package_.remove_file(kept_ + file);  // Of a restore that was cut off.
+            package_.remove_file(kept_ + file);  // A restore that was cut off may have left it.
             if (!package_.link(live_ + file, kept_ + file)) {
                 const FileDescriptor from = package_.open_target(live_ + file);
                 copy_file(from, package_, kept_ + file, mode_of_copy(from, std::nullopt), Durability::Synced);
@@ -76,7 +76,8 @@ class KeptFiles {
         files_.push_back(file);
     }
 
-    // Called before names in the live project are replaced. The bytes of an edit may not be on the disk either.
+    // Called before files of the live project are replaced. It writes the kept files' bytes to the disk as well as
+    // their names: an edit made a moment ago may not be there yet.
     void make_durable() {
         if (files_.size() > max_single_syncs) {
             return synced([&] { sync_volume(package_); });
@@ -165,7 +166,8 @@ std::vector<fs::path> paths_to_replace(const FolderTree& live, TreeComparison& c
     for (const fs::path& path : paths) {
         changed.insert(path.string());
     }
-    if (!changed.empty()) {  // What a link leads to is about to be another file, or none.
+    // Links to these files are replaced, too, because they are about to lead to other bytes or nowhere.
+    if (!changed.empty()) {
         const std::vector<std::string> links = visible_links_to(live, changed);
         std::copy_if(links.begin(), links.end(), std::back_inserter(paths),
                      [&](const std::string& link) { return !changed.contains(link); });
@@ -173,8 +175,8 @@ std::vector<fs::path> paths_to_replace(const FolderTree& live, TreeComparison& c
     return paths;
 }
 
-// Gives what was kept its final name and removes what earlier restores kept. What a restore that was cut off had kept
-// stays: it may be nowhere else.
+// Gives the folder of kept files its final name and removes those of earlier restores. What a restore that was cut off
+// had kept stays, because it may be nowhere else.
 void complete(const LiveProject& live, const std::string& name) {
     const FolderTree package(live.package);
     const std::string replaced = live.replaced.lexically_relative(live.package).string();
