@@ -46,11 +46,12 @@ BranchMetadata display_metadata(const CheckoutLocation& checkout, const std::str
     try {
         return keys.empty() ? BranchMetadata() : call_tome_branch_metadata_get(checkout, workspace, keys).metadata;
     } catch (const std::runtime_error&) {
-        return {};  // The history is worth showing without.
+        return {};  // The history is worth showing without display values.
     }
 }
 
-// Replaces what the engine said of the revision. A revision without any entry, such as a merge, keeps that.
+// Replaces the revision's author, time, summary and count by those of the metadata. A revision without any entry there,
+// such as a merge, keeps what the engine said.
 void set_display_values(ProjectWorkspaceRevision& revision, const BranchMetadata& metadata) {
     std::array<const std::string*, display_names.size()> values{};
     std::transform(display_names.begin(), display_names.end(), values.begin(), [&](const char* name) {
