@@ -128,7 +128,7 @@ void require_equal(const fs::path& a, const fs::path& b, const char* otherwise) 
     }
 }
 
-// The reference copy that what is published is compared with.
+// Copies the selected files aside. What is published is compared with this copy.
 void preserve_selected_state(const RestoreRequest& request, const fs::path& scratch, const fs::path& selected) {
     make_state_folder(request.project, selected);
     hold_checkout(selected);
@@ -180,10 +180,10 @@ std::uint64_t restore_live_files(const RestoreRequest& request, const LiveProjec
                                  const std::string& head) {
     const std::uint64_t count = restore_live_project(live, published, head);
     if (request.workspace_id != "main") {
-        try {  // The checkout learns that its files are those of the new head.
+        try {  // A sync tells the checkout that its files are those of the new head.
             call_tome_revision_sync({live.files, request.remote_url}, {});
         } catch (const std::runtime_error&) {
-            // The next sync reports it.
+            // The restore is done, and the next sync reports what is wrong.
         }
     }
     return count;
