@@ -25,7 +25,8 @@ std::set<std::string> local_ids(const std::filesystem::path& project) {
     return ids;
 }
 
-// Takes over what the workspace's branch says of it, as far as an index entry could say that.
+// Fills in what the metadata of the workspace's branch says. A value that could not stand in the index file is left
+// out.
 void complete_from_metadata(const std::filesystem::path& project, const CheckoutLocation& checkout,
                             ProjectWorkspace& workspace) {
     namespace key = workspace_metadata_key;
@@ -34,7 +35,7 @@ void complete_from_metadata(const std::filesystem::path& project, const Checkout
         state = call_tome_branch_metadata_get(checkout, workspace.id,
                                               {key::name, key::parent, key::base_scene, key::created_at, key::author});
     } catch (const std::runtime_error&) {
-        return;  // The branch is worth listing without.
+        return;  // The branch is worth listing without its metadata.
     }
     const auto take = [&](const char* name, std::string& field, const auto& is_good) {
         const auto entry = state.metadata.find(name);
