@@ -41,7 +41,7 @@ struct CommitRequest {
     fs::path project;
     std::string workspace;
     fs::path source;
-    std::vector<fs::path> changed_paths;  // checked, visible; none: everything
+    std::vector<fs::path> changed_paths;  // normalised and visible; none: everything
     std::string author;
     std::string message;
     std::string remote_url;
@@ -91,7 +91,8 @@ CommitTarget choose_target(const CommitRequest& request) {
                      : CommitTarget{workspace_branch_commit_checkout(request.project, request.workspace), false};
 }
 
-// What changed in a sparse source against its base: only that tells a deleted file from one that it never held.
+// What changed in a sparse source since its base. Only the engine can tell a file that was deleted there from one that
+// it never held.
 std::vector<fs::path> changed_in_source(const CommitRequest& request) {
     std::vector<fs::path> changed;
     for (const std::string& path :
@@ -161,7 +162,7 @@ void mirror_files(const CommitRequest& request, const fs::path& checkout) {
         require_files_in_source(request, source);
         call_tome_revision_sync(opened, gone);
     }
-    if (request.whole) {  // Links to folders, pipes and the like are no files of the project, in the package as here.
+    if (request.whole) {  // As in the package, links to folders, pipes and the like are no files of the project.
         std::erase_if(paths, [&](const fs::path& path) {
             std::error_code ignored;
             return source.find(path.string()) && !is_file(source, path) && !fs::exists(checkout / path, ignored);
@@ -207,7 +208,7 @@ std::string commit_message(const CommitRequest& request, std::size_t changed) {
     return changed == 1 ? "Project file updated" : "Updated " + std::to_string(changed) + " project files";
 }
 
-// Spares the next comparison some hashing; the commit is published, so failing to learn identities fails nothing.
+// Spares the next comparison some hashing. The commit is published by now, so a failure here must not fail it.
 void remember_identities(const CommitRequest& request, const CheckoutLocation& checkout,
                          const std::vector<std::string>& paths) {
     try {
@@ -225,7 +226,7 @@ void publish(const CommitRequest& request, const CheckoutLocation& checkout, con
     BranchMetadata metadata = new_head_metadata(revision, now);
     metadata.emplace(workspace_metadata_key::mark, "1");
     add_display_metadata(metadata, revision, {request.author, now, message, changed});
-    // The engine notes the metadata here and publishes it together with the head; the index follows what is published.
+    // The engine notes the metadata and publishes it together with the head, with the push. The index file follows.
     set_tome_branch_metadata(checkout, request.workspace, metadata);
     push_tome_branch(checkout.root, request.workspace, request.remote_url, false);
     record_workspace_head(request.project, request.workspace, revision, now);
@@ -245,9 +246,9 @@ bool is_published(const CommitRequest& request, const CheckoutLocation& checkout
                        [&](const auto& revision) { return revision.id == status.identity; });
 }
 
-// A workspace's own checkout may hold a commit that was never published, because its process ended. Nothing differs
-// then, and nobody else has the commit, so it is published now. If another was published first, the push says so each
-// time.
+// A workspace's own checkout may hold a commit that was never published, because its process ended before. Its files do
+// not differ from that commit then, and nobody else has it, so it is published now. If another commit was published
+// first, the push is refused, each time anew.
 void publish_cut_off_commit(const CommitRequest& request, const CommitTarget& target,
                             const TomeWorkspaceState& status) {
     const CheckoutLocation checkout{target.checkout, request.remote_url};
@@ -312,7 +313,8 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     return result;
 }
 
-// The workspace's own checkout learns of what was committed for it elsewhere: what it holds now, and from which head.
+// The workspace's files were committed in a private checkout. A sync tells the workspace's own checkout that those
+// which it holds are of the new head.
 void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMutationResult& result) {
     if (!request.sparse_source || result.files.empty()) {
         return;
@@ -324,7 +326,7 @@ void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMuta
     try {
         call_tome_revision_sync({request.source, request.remote_url}, sync);
     } catch (const std::runtime_error&) {
-        // Other edits would be overwritten. The commit is published, and the next sync names those files.
+        // The sync would have overwritten other edits. The commit is published, and the next sync names those files.
     }
 }
 
@@ -343,7 +345,7 @@ ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const C
         bring_source_along(request, result);
         return result;
     } catch (...) {
-        // It may hold a state that nobody wants, such as a commit that was not published.
+        // The private checkout may hold what nobody wants, such as a commit that was not published.
         discard_state(request.project, target.checkout);
         throw;
     }
