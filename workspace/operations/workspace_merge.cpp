@@ -51,8 +51,8 @@ MergeRequest make_request(const fs::path& project, const std::string& source, co
     return request;
 }
 
-// A workspace merges in its own checkout, whose files follow. Main merges in a private one: the package need not be a
-// checkout, and where it is one, its commits were made elsewhere.
+// A merge into a workspace is made in its own checkout, whose files follow. One into main is made in a private
+// checkout: the package need not be a checkout, and where it is one, its commits were made elsewhere.
 CheckoutLocation checkout_to_merge_in(const MergeRequest& request) {
     if (!request.into_main()) {
         return {ensure_tome_checkout_for_workspace(request.project, request.target.id, request.scene),
@@ -102,8 +102,8 @@ bool same_file_and_mode(const FolderTree& a, const FolderTree& b, const std::str
     return (first && first->stamp.executable) == (second && second->stamp.executable) && same_file(a, b, path);
 }
 
-// What could not be written to the package is refused before anything is published: here a link in the way, in
-// check_kind what is neither a file nor a folder.
+// A merge that the package could not take is refused before it is published. Here that is one with a symbolic link in
+// its way; check_kind refuses one where something stands that is neither a file nor a folder.
 bool is_up_to_date(const FolderTree& package, const FolderTree& merged, const std::string& path) {
     try {
         return same_file_and_mode(package, merged, path);
@@ -124,8 +124,8 @@ void check_kind(const FolderTree& package, const std::string& path) {
     }
 }
 
-// Links of the package to files that the merge removes from it become files of their own: what they stand for is still
-// in the history.
+// The package may have links to files that the merge removes. In the history such a link is a file with these bytes.
+// Where the merge keeps that file, it takes the link's place.
 void add_links_to_removed(const MergeRequest& request, const CheckoutLocation& merged, const std::string& after,
                           std::vector<std::string>& brought) {
     std::set<std::string> removed;
@@ -150,8 +150,9 @@ void add_links_to_removed(const MergeRequest& request, const CheckoutLocation& m
     }
 }
 
-// Of the paths that the merge changed, those that the package must take over. The package's bytes there must be in the
-// history; other bytes are uncommitted and refused, unless the merge was published before and is only completed now.
+// The paths, of those that the merge changed, that the package is to take over. What the package has there must be
+// committed: bytes that are not in the history refuse the merge. When the merge was published before and is only
+// completed now, such a path is left out instead.
 std::vector<std::string> paths_to_bring(const MergeRequest& request, const CheckoutLocation& merged,
                                         const std::string& before, const std::string& after, bool published) {
     std::vector<std::string> paths = call_tome_revision_diff(merged, before, after).revision_paths;
@@ -186,11 +187,11 @@ std::vector<std::string> paths_to_bring(const MergeRequest& request, const Check
 
 struct Merged {
     std::string head;                // empty: the engine reported none
-    std::vector<std::string> paths;  // that main's package is to take over
+    std::vector<std::string> paths;  // those that the package is to take over, for a merge into main
 };
 
-// The first parent of main's newest revision if that is a merge, whose files may not have reached the package because
-// of a failure. Empty otherwise.
+// The first parent of main's newest revision if that is a merge, empty otherwise. The files of such a merge may not
+// have reached the package, because a failure came in between.
 std::string merged_into(const CheckoutLocation& checkout) {
     const TomeWorkspaceState history = call_tome_revision_history(checkout, "main", 1);
     return history.revisions.empty() || history.revisions.front().linkedHash2.empty()
@@ -219,7 +220,7 @@ Merged merge_locally(const MergeRequest& request, const CheckoutLocation& checko
 void publish(const MergeRequest& request, const CheckoutLocation& checkout, std::string head) {
     const std::string now = wall_clock_milliseconds();
     const auto note_head = [&] { set_tome_branch_metadata(checkout, request.target.id, new_head_metadata(head, now)); };
-    if (!head.empty()) {  // Published with the head itself, so that it never names an older one than the branch has.
+    if (!head.empty()) {  // The note goes with the same push as the head, so that it never names an older one.
         note_head();
     }
     push_tome_branch(checkout.root, request.target.id, request.remote_url, false);
@@ -239,7 +240,7 @@ void merge_and_publish(const MergeRequest& request) {
         publish(request, checkout, merged.head);
         sync_project_workspace_files(request.project, "main", {merged.paths.begin(), merged.paths.end()}, false);
     } catch (...) {
-        if (request.into_main()) {  // It may hold a merge that was not published.
+        if (request.into_main()) {  // The private checkout may hold a merge that was not published.
             discard_state(request.project, checkout.root);
         }
         throw;
