@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/tome/engine_test_objects.h"
+#include "tome/base/clock.h"
 
 namespace quill_test {
 namespace {
@@ -50,6 +51,21 @@ TEST_F(RevisionGraph, AncestorsAreReachedThroughBothParents) {
     EXPECT_FALSE(is_ancestor(merge_, late_right_));
     EXPECT_FALSE(is_ancestor(root_, {}));
     EXPECT_TRUE(is_ancestor({}, {}));
+}
+
+TEST_F(RevisionGraph, NewRevisionComesAfterBothOfItsParents) {
+    const tome::Digest tree = objects_.tree({{"a", "text"}});
+    const std::uint64_t before = tome::current_time();
+    const tome::Revision revision = tome::new_revision(objects_, tree, right_, top_, "Merge");
+    EXPECT_EQ(revision.tree, tree);
+    EXPECT_EQ(revision.first_parent, right_);
+    EXPECT_EQ(revision.second_parent, top_);
+    EXPECT_EQ(revision.message, "Merge");
+    EXPECT_EQ(revision.order, 5U);
+    EXPECT_EQ(tome::new_revision(objects_, tree, top_, right_, "").order, 5U);
+    EXPECT_EQ(tome::new_revision(objects_, tree, top_, {}, "").order, 5U);
+    EXPECT_EQ(tome::new_revision(objects_, tree, {}, {}, "").order, 1U);
+    EXPECT_GE(revision.created_at, before);
 }
 
 TEST_F(RevisionGraph, SearchForAnAncestorStopsAtItsOrder) {

@@ -1,8 +1,5 @@
 #include "tome/checkout/branch_merge.h"
 
-#include <algorithm>
-
-#include "tome/base/clock.h"
 #include "tome/base/error.h"
 #include "tome/checkout/branch_state.h"
 #include "tome/checkout/materialization.h"
@@ -11,18 +8,6 @@
 
 namespace tome {
 namespace {
-
-Revision merge_revision(Checkout& checkout, const Digest& tree, const Digest& ours, const Digest& theirs,
-                        const std::string& message) {
-    Revision revision;
-    revision.tree = tree;
-    revision.first_parent = ours;
-    revision.second_parent = theirs;
-    revision.order = 1 + std::max(order_of(checkout.sources(), ours), order_of(checkout.sources(), theirs));
-    revision.created_at = current_time();
-    revision.message = message;
-    return revision;
-}
 
 BranchMerge merge_heads(Checkout& checkout, const NewestHead& target, const Digest& theirs,
                         const std::string& message) {
@@ -34,7 +19,7 @@ BranchMerge merge_heads(Checkout& checkout, const NewestHead& target, const Dige
         result.conflicts = std::move(merge.conflicts);
         return result;
     }
-    const Revision revision = merge_revision(checkout, merge.tree, ours, theirs, message);
+    const Revision revision = new_revision(checkout.sources(), merge.tree, ours, theirs, message);
     result.head = checkout.writable_store().add_object(ObjectKind::Revision, encode_revision(revision));
     result.order = revision.order;
 

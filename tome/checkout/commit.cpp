@@ -1,24 +1,9 @@
 #include "tome/checkout/commit.h"
 
-#include "tome/base/clock.h"
 #include "tome/base/error.h"
 #include "tome/checkout/branch_state.h"
 
 namespace tome {
-namespace {
-
-Revision revision_on_base(Checkout& checkout, const Digest& tree, const std::string& message) {
-    const Digest base = checkout.state().base();
-    Revision revision;
-    revision.tree = tree;
-    revision.first_parent = base;
-    revision.order = order_of(checkout.sources(), base) + 1;
-    revision.created_at = current_time();
-    revision.message = message;
-    return revision;
-}
-
-}  // namespace
 
 NamedRevision commit_staged(Checkout& checkout, const std::string& message) {
     const TreeChanges staged = checkout.state().staged_changes();
@@ -34,7 +19,7 @@ NamedRevision commit_staged(Checkout& checkout, const std::string& message) {
 
 NamedRevision add_revision(Checkout& checkout, const std::vector<NewObject>& trees, const Digest& tree,
                            const std::string& message) {
-    const Revision revision = revision_on_base(checkout, tree, message);
+    const Revision revision = new_revision(checkout.sources(), tree, checkout.state().base(), {}, message);
 
     // Objects first, then, in one transaction on the index, the branch.
     Transaction stored(checkout.writable_store().database());

@@ -5,6 +5,7 @@
 #include <queue>
 #include <set>
 
+#include "tome/base/clock.h"
 #include "tome/base/error.h"
 
 namespace tome {
@@ -93,6 +94,18 @@ std::uint64_t known_order(ObjectSource& source, const Digest& revision) {
     } catch (const Error&) {
         return 0;
     }
+}
+
+Revision new_revision(ObjectSource& source, const Digest& tree, const Digest& first_parent, const Digest& second_parent,
+                      const std::string& message) {
+    Revision revision;
+    revision.tree = tree;
+    revision.first_parent = first_parent;
+    revision.second_parent = second_parent;
+    revision.order = 1 + std::max(order_of(source, first_parent), order_of(source, second_parent));
+    revision.created_at = current_time();
+    revision.message = message;
+    return revision;
 }
 
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head) {

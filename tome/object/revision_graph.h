@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "tome/object/object_source.h"
@@ -24,6 +25,11 @@ std::uint64_t order_of(ObjectSource& source, const Digest& revision);
 
 /// The order of a revision; 0 for none, and for one that is not here or damaged.
 std::uint64_t known_order(ObjectSource& source, const Digest& revision);
+
+/// A revision of now with the next order after its parents, either of which may be zero: none. Throws what read_base
+/// does, for both.
+Revision new_revision(ObjectSource& source, const Digest& tree, const Digest& first_parent, const Digest& second_parent,
+                      const std::string& message);
 
 /// Whether `ancestor` is `head` or reachable from it; zero is everyone's ancestor.
 bool is_ancestor(ObjectSource& source, const Digest& ancestor, const Digest& head);
