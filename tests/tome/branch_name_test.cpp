@@ -70,4 +70,10 @@ TEST(BranchName, TellsCasesApart) {
     EXPECT_LT(BranchName::parse("a"), BranchName::parse("b"));
 }
 
+TEST(BranchName, OfNoBranchIsNotFound) {
+    const tome::Error error = missing_branch(BranchName::parse("side"));
+    EXPECT_EQ(error.code(), tome::ErrorCode::NotFound);
+    EXPECT_EQ(error.what(), "branch does not exist: side"s);
+}
+
 }  // namespace

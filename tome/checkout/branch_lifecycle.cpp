@@ -11,7 +11,7 @@ namespace {
 BranchRecord existing_branch(Checkout& checkout, const BranchName& name) {
     const std::optional<BranchRecord> record = branch_to_write(checkout, name);
     if (!record) {
-        throw Error(ErrorCode::NotFound, "branch does not exist: " + name.text());
+        throw missing_branch(name);
     }
     return *record;
 }

@@ -30,7 +30,7 @@ std::map<std::string, std::string> branch_metadata(Checkout& checkout, const Bra
         values = keys.empty() ? list_metadata(checkout.sources(), record->metadata)
                               : get_metadata(checkout.sources(), record->metadata, keys);
     } else if (!checkout.state().local_head(branch)) {
-        throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
+        throw missing_branch(branch);
     }
     for (const auto& [key, value] : checkout.state().noted_metadata(branch)) {
         if (keys.empty() || std::find(keys.begin(), keys.end(), key) != keys.end()) {

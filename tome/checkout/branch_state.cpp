@@ -107,13 +107,13 @@ NewestHead newest_head(Checkout& checkout, const BranchName& branch) {
     if (checkout.is_offline()) {
         const std::optional<Digest> known = known_head(checkout, branch);
         if (!known) {
-            throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
+            throw missing_branch(branch);
         }
         return {*known, *known};
     }
     const std::optional<BranchRecord> record = checkout.remote().find_branch(branch);
     if (!record && !local) {
-        throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
+        throw missing_branch(branch);
     }
     if (!local || !record) {
         const Digest head = record ? record->head : *local;
@@ -147,7 +147,7 @@ Digest publish_branch(Checkout& checkout, const BranchName& branch, bool with_me
     for (;;) {
         const std::optional<BranchRecord> found = branch_to_write(checkout, branch);
         if (!found && !local) {
-            throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
+            throw missing_branch(branch);
         }
         BranchRecord record = found ? *found : new_record(branch);
         const BranchRecord before = record;

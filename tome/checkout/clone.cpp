@@ -56,7 +56,7 @@ Digest head_on_remote(const std::filesystem::path& directory, const CheckoutConf
     BranchMemory memory = branch_memory(directory, config, BranchMemory::Making::Allowed);
     const std::optional<BranchRecord> record = open_remote(config, memory)->find_branch(branch);
     if (!record) {
-        throw Error(ErrorCode::NotFound, "branch does not exist: " + branch.text());
+        throw missing_branch(branch);
     }
     return record->head;
 }

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "tome/base/error.h"
-
 namespace tome {
 
 BranchName BranchName::parse(std::string_view text) {
@@ -15,6 +13,10 @@ BranchName BranchName::parse(std::string_view text) {
         throw Error(ErrorCode::Invalid, "invalid branch name: " + std::string(text));
     }
     return BranchName(std::string(text));
+}
+
+Error missing_branch(const BranchName& name) {
+    return {ErrorCode::NotFound, "branch does not exist: " + name.text()};
 }
 
 }  // namespace tome

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "tome/base/error.h"
+
 namespace tome {
 
 class BranchName {
@@ -20,5 +22,8 @@ class BranchName {
     explicit BranchName(std::string text) : text_(std::move(text)) {}
     std::string text_;
 };
+
+/// Error(NotFound) "branch does not exist: NAME".
+Error missing_branch(const BranchName& name);
 
 }  // namespace tome
