@@ -4,7 +4,6 @@
 #include <set>
 #include <vector>
 
-#include "tome/base/error.h"
 #include "tome/merge/text_merge.h"
 #include "tome/merge/tree_merge.h"
 #include "tome/object/object_sink.h"
@@ -166,7 +165,7 @@ class Merger {
         }
         std::optional<std::string> bytes = source_.read_content(entry->digest);
         if (!bytes) {
-            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(entry->digest));
+            throw missing_object(entry->digest);
         }
         check_size(*entry, bytes->size(), path);
         return is_mergeable_text(*bytes) ? std::move(bytes) : std::nullopt;

@@ -36,14 +36,10 @@ std::optional<Result> first_sound(const std::vector<std::shared_ptr<ObjectSource
     return std::nullopt;
 }
 
-[[noreturn]] void missing(const Digest& digest) {
-    throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
-}
-
 template <typename Parse>
 auto parse_object(const std::optional<std::string>& bytes, const Digest& digest, Parse parse) {
     if (!bytes) {
-        missing(digest);
+        throw missing_object(digest);
     }
     try {
         return parse(*bytes);
@@ -270,6 +266,10 @@ void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& p
 
 std::string corrupt_object_text(const Digest& digest, const std::string& where) {
     return "corrupt object " + to_hex(digest) + " in " + where;
+}
+
+Error missing_object(const Digest& digest) {
+    return {ErrorCode::NotFound, "missing object: " + to_hex(digest)};
 }
 
 Error no_sound_copy(const std::string& damage) {

@@ -102,6 +102,9 @@ void check_size(const TreeEntry& entry, std::uint64_t size, const std::string& p
 /// The text of the error for an object whose bytes are damaged in the store at `where`.
 std::string corrupt_object_text(const Digest& digest, const std::string& where);
 
+/// Error(NotFound) "missing object: HEX".
+Error missing_object(const Digest& digest);
+
 /// Error(Corrupt) for an object of which every known copy is damaged: `damage`, and what the user can do.
 Error no_sound_copy(const std::string& damage);
 

@@ -13,7 +13,7 @@ namespace {
 Content content_in(ObjectSource& source, const Digest& digest) {
     std::optional<Content> content = source.find_content(digest);
     if (!content) {
-        throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+        throw missing_object(digest);
     }
     return std::move(*content);
 }
@@ -57,7 +57,7 @@ void StoreRemote::add_objects(ObjectSource& source, const ObjectNames& wanted,
         } else if (const auto bytes = source.find_object(digest)) {
             store_->add_object(kind, *bytes);
         } else {
-            throw Error(ErrorCode::NotFound, "missing object: " + to_hex(digest));
+            throw missing_object(digest);
         }
     }
     for (const NewObject& object : new_objects) {
