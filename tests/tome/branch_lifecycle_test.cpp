@@ -23,11 +23,13 @@ TEST_F(BranchLifecycle, BeginsWithTheHeadAndTheMetadataOfAnotherBranch) {
     must(client.set_metadata("main", {"key"}, {"value"}));
     must(client.push());
     tome::Checkout checkout = open_checkout(client);
-    create_branch(checkout, {draft_, main_, "kind", "author"});
+    const tome::CreatedBranch created = create_branch(checkout, {draft_, main_, "kind", "author"});
     const auto parent = checkout.remote().find_branch(main_);
     const auto branch = checkout.remote().find_branch(draft_);
     ASSERT_TRUE(branch);
     EXPECT_EQ(branch->head, parent->head);
+    EXPECT_EQ(created.head, parent->head);
+    EXPECT_EQ(created.order, 1U);
     EXPECT_EQ(branch->metadata, parent->metadata);
     EXPECT_EQ(branch->kind + " " + branch->author, "kind author");
 }

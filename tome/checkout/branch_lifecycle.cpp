@@ -18,7 +18,7 @@ BranchRecord existing_branch(Checkout& checkout, const BranchName& name) {
 
 }  // namespace
 
-BranchRecord create_branch(Checkout& checkout, const NewBranch& branch) {
+CreatedBranch create_branch(Checkout& checkout, const NewBranch& branch) {
     const BranchRecord parent = existing_branch(checkout, branch.from);  // Not to begin at an older head.
     BranchRecord record;
     record.name = branch.name.text();
@@ -27,11 +27,12 @@ BranchRecord create_branch(Checkout& checkout, const NewBranch& branch) {
     record.head = parent.head;
     record.metadata = parent.metadata;
     record.created_at = record.updated_at = current_time();
-    order_of(checkout.sources(), record.head);  // A branch must not begin at a head that cannot be gone on from.
+    // A branch must not begin at a head that cannot be gone on from, so it is read first.
+    const CreatedBranch created{record.head, order_of(checkout.sources(), record.head)};
     if (branch_to_write(checkout, branch.name) || !checkout.remote().compare_and_set(record)) {
         throw Error(ErrorCode::AlreadyExists, "branch already exists: " + branch.name.text());
     }
-    return record;
+    return created;
 }
 
 void archive_branch(Checkout& checkout, const BranchName& name) {

@@ -1,6 +1,7 @@
 // Creating branches on the remote and archiving them there.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "tome/checkout/checkout.h"
@@ -14,9 +15,14 @@ struct NewBranch {
     std::string author;
 };
 
-/// Creates the branch and returns its record. Throws Error(AlreadyExists) "branch already exists: NAME",
-/// Error(NotFound) "branch does not exist: FROM", or as branch_to_write() does.
-BranchRecord create_branch(Checkout& checkout, const NewBranch& branch);
+struct CreatedBranch {
+    Digest head;
+    std::uint64_t order = 0;  ///< of `head`
+};
+
+/// Creates the branch. Throws Error(AlreadyExists) "branch already exists: NAME", Error(NotFound) "branch does not
+/// exist: FROM", or as branch_to_write() does.
+CreatedBranch create_branch(Checkout& checkout, const NewBranch& branch);
 
 /// Marks the branch as archived; its revisions stay. Throws Error(NotFound) "branch does not exist: NAME", or as
 /// branch_to_write() does.

@@ -15,8 +15,8 @@ void create(const tome_globals_t& globals, const tome_branch_create_params_t& pa
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     const NewBranch branch{BranchName::parse(to_text(params.name)), BranchName::parse(to_text(params.from)),
                            to_text(params.kind), to_text(params.author)};
-    const Digest head = create_branch(checkout, branch).head;
-    events.identity(TOME_EVENT_BRANCH_HEAD, head, order_of(checkout.sources(), head));
+    const CreatedBranch created = create_branch(checkout, branch);
+    events.identity(TOME_EVENT_BRANCH_HEAD, created.head, created.order);
 }
 
 void switch_to(const tome_globals_t& globals, const tome_branch_switch_params_t& params, const Events& events) {
