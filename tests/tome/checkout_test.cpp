@@ -77,6 +77,22 @@ TEST_F(EngineCheckout, IsChangedByOneAtATime) {
     other.join();
 }
 
+TEST_F(EngineCheckout, WritesToTheSharedStoreThatItFoundFirst) {
+    new_repository({{"a", "1"}});
+    const fs::path shared = folder_ / "shared";
+    ASSERT_TRUE(tome::Store::create(shared));
+    const EngineClient client(new_folder());
+    must(client.clone(url_, {.shared_store = shared}));
+    std::optional<Checkout> checkout;
+    checkout.emplace(client.path(), Checkout::Access::Change, true);
+    EXPECT_EQ(checkout->writable_store().directory(), shared);
+    fs::rename(shared, folder_ / "moved");
+    EXPECT_EQ(checkout->writable_store().directory(), shared) << "one operation writes to one store";
+    checkout.reset();
+    checkout.emplace(client.path(), Checkout::Access::Change, true);
+    EXPECT_EQ(checkout->writable_store().directory(), client / ".tome/objects");
+}
+
 TEST_F(EngineCheckout, GivesEachTemporaryFileANameOfItsOwn) {
     const EngineClient client = new_repository({{"a", "1"}});
     Checkout checkout(client.path(), Checkout::Access::Change, true);

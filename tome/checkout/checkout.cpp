@@ -90,6 +90,7 @@ Checkout::Checkout(const std::filesystem::path& directory, Access access, bool o
     }
 }
 
+// A shared store that is gone was moved or removed with the folder around it; the remote has what it held.
 void Checkout::add_store(const std::filesystem::path& directory) {
     if (is_store(directory)) {
         store_ = std::make_shared<Store>(directory);
@@ -98,14 +99,10 @@ void Checkout::add_store(const std::filesystem::path& directory) {
 }
 
 Store& Checkout::writable_store() {
-    // A shared store that is gone was moved or removed with the folder around it; the remote has what it held.
-    const bool shared = config_.use_shared_store && is_store(config_.shared_store);
-    const std::filesystem::path wanted = shared ? config_.shared_store : own_store_path(directory_);
-    if (!store_ || store_->directory() != wanted) {
-        if (!shared) {
-            Store::create(wanted);
-        }
-        store_ = std::make_shared<Store>(wanted);
+    if (!store_) {
+        const std::filesystem::path own = own_store_path(directory_);
+        Store::create(own);
+        store_ = std::make_shared<Store>(own);
         sources_.add(store_);
     }
     return *store_;

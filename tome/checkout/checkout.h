@@ -33,8 +33,8 @@ class Checkout {
     /// All objects that can be read: those of the own store, the shared store and the remote, asked in this order.
     ObjectSources& sources() { return sources_; }
 
-    /// The store for new objects: the shared one when the checkout uses one, else its own, which is made when it is
-    /// first needed.
+    /// The store for new objects: the shared one when the checkout uses one that was there as it was opened, else its
+    /// own, which is made when it is first needed.
     Store& writable_store();
 
     /// What was last seen of the remote's branches.
@@ -63,7 +63,7 @@ class Checkout {
     WorkingTree files_;
     bool offline_;
     BranchMemory memory_;
-    std::shared_ptr<Store> store_;
+    std::shared_ptr<Store> store_;  // writable_store(), once it is there
     std::unique_ptr<Remote> remote_;
     std::string remote_failure_;
     ObjectSources sources_;
