@@ -75,6 +75,7 @@ class MemoryObjects final : public tome::ObjectSource, public tome::ObjectSink {
     }
     std::optional<tome::Content> find_content(const tome::Digest&) override { return std::nullopt; }
     bool contains(tome::ObjectKind, const tome::Digest& digest) override { return objects_.contains(digest); }
+    std::vector<tome::Digest> lost(const std::vector<tome::Digest>&) override { return {}; }
     tome::Digest add(tome::ObjectKind, const std::string& bytes) override {
         const tome::Digest digest = tome::digest_of(bytes);
         objects_.emplace(digest, bytes);

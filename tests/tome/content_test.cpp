@@ -47,6 +47,7 @@ class SourceWithoutFiles final : public tome::ObjectSource {
     bool contains(ObjectKind kind, const Digest& digest) override {
         return kind == ObjectKind::Content && digest == digest_;
     }
+    std::vector<Digest> lost(const std::vector<Digest>&) override { return {}; }
 
   private:
     std::string bytes_;

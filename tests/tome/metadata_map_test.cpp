@@ -40,6 +40,7 @@ class Nodes final : public tome::ObjectSource, public tome::ObjectSink {
     }
     std::optional<tome::Content> find_content(const Digest&) override { return std::nullopt; }
     bool contains(ObjectKind, const Digest& digest) override { return nodes.contains(digest); }
+    std::vector<Digest> lost(const std::vector<Digest>&) override { return {}; }
 
     std::unordered_map<Digest, std::string, tome::DigestHash> nodes;
     int added = 0;

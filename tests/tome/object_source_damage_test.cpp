@@ -3,6 +3,7 @@
 
 #include <array>
 #include <functional>
+#include <set>
 
 #include "tests/tome/damage_fixture.h"
 #include "tome/object/object_encoding.h"
@@ -432,6 +433,31 @@ TEST_F(ObjectDamage, DoesNotComeOfAFileWithTheBytesOfATree) {
     EXPECT_EQ(reader.clone().text(), "done");
     EXPECT_TRUE(std::filesystem::exists(reader / "Many/f10000"));
     EXPECT_TRUE(std::filesystem::exists(reader / "twin.bin"));
+}
+
+TEST(SourcesTogether, HaveLostAContentOnceNoneOfThemHasItsFile) {
+    const TemporaryFolder folder;
+    const std::string other_bytes(200'000, 'O');
+    const Digest both = tome::digest_of(large_bytes);
+    const Digest one = tome::digest_of(other_bytes);
+    tome::ObjectSources sources;
+    for (const char* name : {"first", "second"}) {
+        ASSERT_TRUE(Store::create(folder / name));
+        const auto store = std::make_shared<Store>(folder / name);
+        store->add_bytes(both, large_bytes);
+        sources.add(store);
+    }
+    Store(folder / "first").add_bytes(one, other_bytes);
+    const auto lost = [&] {
+        const std::vector<Digest> found = sources.lost({both, one, tome::digest_of("nowhere")});
+        return std::set<Digest>(found.begin(), found.end());
+    };
+    EXPECT_EQ(lost(), std::set<Digest>{});
+    std::filesystem::remove(damage_content_file(folder / "first", both));
+    std::filesystem::remove(damage_content_file(folder / "first", one));
+    EXPECT_EQ(lost(), std::set<Digest>{one});
+    std::filesystem::remove(damage_content_file(folder / "second", both));
+    EXPECT_EQ(lost(), (std::set<Digest>{both, one}));
 }
 
 }  // namespace

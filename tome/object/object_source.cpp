@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <iterator>
 #include <numeric>
+#include <set>
 #include <utility>
 
 #include "digest/sha256.h"
@@ -121,10 +122,6 @@ ObjectNames ObjectSource::missing(const ObjectNames& names) {
     return names_where(names, [&](ObjectKind kind, const Digest& digest) { return !contains(kind, digest); });
 }
 
-std::vector<Digest> ObjectSource::lost(const std::vector<Digest>&) {
-    return {};
-}
-
 ObjectNames ObjectSource::unsound(const ObjectNames& names) {
     return names_where(names, [&](ObjectKind kind, const Digest& digest) { return !is_sound(kind, digest); });
 }
@@ -193,6 +190,25 @@ ObjectNames ObjectSources::missing(const ObjectNames& names) {
         left = source->missing(left);
     }
     return left;
+}
+
+std::vector<Digest> ObjectSources::lost(const std::vector<Digest>& contents) {
+    std::set<Digest> lost;
+    std::set<Digest> kept;  // by another source
+    for (const auto& source : sources_) {
+        const std::vector<Digest> lost_there = source->lost(contents);
+        const std::set<Digest> gone(lost_there.begin(), lost_there.end());
+        for (const Digest& digest : contents) {
+            if (gone.contains(digest)) {
+                lost.insert(digest);
+            } else if (source->contains(ObjectKind::Content, digest)) {
+                kept.insert(digest);
+            }
+        }
+    }
+    std::vector<Digest> result;
+    std::set_difference(lost.begin(), lost.end(), kept.begin(), kept.end(), std::back_inserter(result));
+    return result;
 }
 
 std::optional<Content> ObjectSources::find_content(const Digest& digest) {

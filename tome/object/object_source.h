@@ -52,7 +52,7 @@ class ObjectSource {
 
     /// The contents that are recorded here and whose file is missing or has another size. Other damage shows only when
     /// the content is read.
-    virtual std::vector<Digest> lost(const std::vector<Digest>& contents);
+    virtual std::vector<Digest> lost(const std::vector<Digest>& contents) = 0;
 
     /// Whether the object is here and undamaged. Reads all its bytes.
     virtual bool is_sound(ObjectKind kind, const Digest& digest);
@@ -77,6 +77,7 @@ class ObjectSources final : public ObjectSource {
     std::optional<std::uint64_t> content_size(const Digest& digest) override;
     bool contains(ObjectKind kind, const Digest& digest) override;
     ObjectNames missing(const ObjectNames& names) override;
+    std::vector<Digest> lost(const std::vector<Digest>& contents) override;
     bool is_sound(ObjectKind kind, const Digest& digest) override;
     std::uint64_t write_content(const Digest& digest, int to, const std::string& name) override;
 
