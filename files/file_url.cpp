@@ -20,9 +20,16 @@ bool is_unreserved(char c) {
 
 }  // namespace
 
-std::optional<std::string> path_of_file_url(std::string_view url) {
-    if (!url.starts_with("file:///")) {
+bool names_path(std::string_view url) {
+    return url.starts_with('/') || url.starts_with("file:///");
+}
+
+std::optional<std::string> path_named_by(std::string_view url) {
+    if (!names_path(url)) {
         return std::nullopt;
+    }
+    if (url.starts_with('/')) {
+        return std::string(url);
     }
     const std::string_view text = url.substr(file_scheme.size());
     std::string path;

@@ -8,6 +8,7 @@
 #include "files/absolute_path.h"
 #include "files/file_url.h"
 #include "files/text_file.h"
+#include "files/url_credentials.h"
 #include "project/checkout_configuration.h"
 #include "project/manifest.h"
 #include "project/manifest_text.h"
@@ -30,7 +31,7 @@ std::string without_trailing_slashes(std::string text) {
 
 // The directory that a URL names; any other URL as it is.
 std::string directory_or_text(const std::string& url) {
-    const std::optional<std::string> path = url.starts_with('/') ? url : path_of_file_url(url);
+    const std::optional<std::string> path = path_named_by(url);
     return path ? without_trailing_slashes(std::filesystem::path(*path).lexically_normal().string()) : url;
 }
 
@@ -58,14 +59,9 @@ std::string environment_tome_remote_url() {
 }
 
 void check_tome_remote_url(const std::string& remote) {
-    const bool is_directory = remote.starts_with('/') || remote.starts_with("file:///");
-    // A password may hold anything, a slash, too: everything up to the last "@" may be part of it.
-    const std::size_t at = is_directory ? std::string::npos : remote.rfind('@');
-    if (at != std::string::npos) {
-        const std::size_t scheme = remote.find("://");
-        const std::string kept = scheme < at ? remote.substr(0, scheme + 3) : std::string();
-        throw std::runtime_error("Tome remote URL must not hold a user name or password: " + kept + "..." +
-                                 remote.substr(at));
+    if (has_credentials(remote)) {
+        throw std::runtime_error("Tome remote URL must not hold a user name or password: " +
+                                 without_credentials(remote));
     }
     if (!remote.empty() && without_trailing_slashes(remote).empty()) {
         throw std::runtime_error("Tome remote URL names nothing: " + remote);

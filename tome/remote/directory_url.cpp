@@ -3,27 +3,24 @@
 #include <algorithm>
 #include <optional>
 
+#include "files/file_url.h"
 #include "tome/remote/url_error.h"
 
 namespace tome {
+
 std::filesystem::path directory_of_url(std::string_view url) {
-    std::string text(url);
-    if (url.starts_with(directory_scheme)) {
-        if (!url.substr(directory_scheme.size()).starts_with('/')) {
-            refuse_url(url, "a directory remote has no host: file:///absolute/path");
-        }
-        const std::optional<std::string> path = quill::path_of_file_url(url);
-        if (!path) {
-            refuse_url(url, "malformed percent-encoding");
-        }
-        text = *path;
-    } else if (!url.starts_with('/')) {
-        refuse_url(url, "neither file:///absolute/path nor an absolute path");
+    if (!quill::names_path(url)) {
+        refuse_url(url, url.starts_with(quill::file_scheme) ? "a directory remote has no host: file:///absolute/path"
+                                                            : "neither file:///absolute/path nor an absolute path");
     }
-    if (text.find('\0') != std::string::npos) {
+    const std::optional<std::string> text = quill::path_named_by(url);
+    if (!text) {
+        refuse_url(url, "malformed percent-encoding");
+    }
+    if (text->find('\0') != std::string::npos) {
         refuse_url(url, "NUL in the path");
     }
-    const std::filesystem::path path(text);
+    const std::filesystem::path path(*text);
     if (std::find(path.begin(), path.end(), "..") != path.end()) {
         refuse_url(url, "\"..\" in the path");
     }

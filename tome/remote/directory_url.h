@@ -5,12 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "files/file_url.h"
-
 namespace tome {
-
-/// What the canonical URL of every directory begins with.
-inline constexpr std::string_view directory_scheme = quill::file_scheme;
 
 /// The directory that a URL names. Throws Error(Invalid) with a text that names the URL, without any user name and
 /// password in it, for another scheme, a host, a relative path, "..", NUL or malformed encoding.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "files/file_url.h"
 #include "tome/remote/directory_url.h"
 #include "tome/remote/url_error.h"
 
@@ -35,7 +36,7 @@ RepositoryLocation parse_repository_url(std::string_view url) {
         refuse_url(url, "invalid repository name");
     }
     std::string_view remote = url.substr(0, slash);
-    while (remote.ends_with('/') && remote != directory_scheme) {
+    while (remote.ends_with('/') && remote != quill::file_scheme) {
         remote.remove_suffix(1);
     }
     return {canonical_url(remote), std::string(name)};

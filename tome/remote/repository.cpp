@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "files/file_url.h"
 #include "tome/remote/directory_remote.h"
-#include "tome/remote/directory_url.h"
 #include "tome/remote/traced_remote.h"
 #include "tome/remote/url_error.h"
 
@@ -19,7 +19,7 @@ struct RemoteKind {
     std::string (*place_of)(const RepositoryLocation&);
 };
 
-constexpr std::array kinds{RemoteKind{directory_scheme, DirectoryRemote::open, DirectoryRemote::create_repository,
+constexpr std::array kinds{RemoteKind{quill::file_scheme, DirectoryRemote::open, DirectoryRemote::create_repository,
                                       DirectoryRemote::is_there, DirectoryRemote::place_of}};
 
 const RemoteKind& kind_of(const RepositoryLocation& location) {
