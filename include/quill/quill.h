@@ -8,7 +8,7 @@
 #include "content/local_content_store.h"
 #include "content/tome_content_store.h"
 #include "content/tome_mirror_content_store.h"
-#include "engine/branch_metadata.h"
+#include "engine/history_metadata.h"
 #include "engine/tome_binding.h"
 #include "engine/tome_call.h"
 #include "engine/tome_workspace_state.h"

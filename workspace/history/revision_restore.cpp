@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "engine/branch_metadata.h"
+#include "engine/history_metadata.h"
 #include "engine/tome_binding.h"
 #include "files/absolute_path.h"
 #include "project/file_tree_comparison.h"

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/branch_metadata.h"
+#include "engine/history_metadata.h"
 #include "engine/tome_binding.h"
 #include "project/package_state.h"
 #include "project/repository_configuration.h"

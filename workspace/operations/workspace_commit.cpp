@@ -6,8 +6,8 @@
 #include <set>
 #include <stdexcept>
 
-#include "engine/branch_metadata.h"
 #include "engine/engine_errors.h"
+#include "engine/history_metadata.h"
 #include "engine/tome_binding.h"
 #include "files/absolute_path.h"
 #include "files/folder_tree.h"

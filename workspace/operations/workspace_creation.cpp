@@ -6,8 +6,8 @@
 #include <system_error>
 #include <thread>
 
-#include "engine/branch_metadata.h"
 #include "engine/engine_errors.h"
+#include "engine/history_metadata.h"
 #include "engine/tome_binding.h"
 #include "files/absolute_path.h"
 #include "project/repository_configuration.h"

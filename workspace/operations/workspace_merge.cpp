@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "engine/branch_metadata.h"
+#include "engine/history_metadata.h"
 #include "engine/tome_binding.h"
 #include "files/absolute_path.h"
 #include "files/file_bytes.h"

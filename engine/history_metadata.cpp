@@ -1,4 +1,4 @@
-#include "engine/branch_metadata.h"
+#include "engine/history_metadata.h"
 
 namespace quill {
 

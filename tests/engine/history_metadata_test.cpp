@@ -1,4 +1,4 @@
-#include "engine/branch_metadata.h"
+#include "engine/history_metadata.h"
 
 #include <gtest/gtest.h>
 
@@ -6,16 +6,16 @@ namespace {
 
 using quill::BranchMetadata;
 
-TEST(BranchMetadata, DisplayKeyNamesRevisionAndValue) {
+TEST(HistoryMetadata, DisplayKeyNamesRevisionAndValue) {
     EXPECT_EQ(quill::revision_display_metadata_key("abc", "summary"), "keel.revision.abc.summary");
 }
 
-TEST(BranchMetadata, NewHeadIsNamedWithItsTime) {
+TEST(HistoryMetadata, NewHeadIsNamedWithItsTime) {
     EXPECT_EQ(quill::new_head_metadata("abc", "17"),
               (BranchMetadata{{"quill.workspace.headKey", "abc"}, {"quill.workspace.updatedAt", "17"}}));
 }
 
-TEST(BranchMetadata, DisplayValuesStandUnderTheirRevision) {
+TEST(HistoryMetadata, DisplayValuesStandUnderTheirRevision) {
     BranchMetadata metadata{{"quill.workspace", "1"}};
     quill::add_display_metadata(metadata, "abc", {"ana", "17", "Edit", 3});
     EXPECT_EQ(metadata, (BranchMetadata{{"keel.revision.abc.author", "ana"},
@@ -25,7 +25,7 @@ TEST(BranchMetadata, DisplayValuesStandUnderTheirRevision) {
                                         {"quill.workspace", "1"}}));
 }
 
-TEST(BranchMetadata, NobodyIsNotedAsAuthor) {
+TEST(HistoryMetadata, NobodyIsNotedAsAuthor) {
     BranchMetadata metadata;
     quill::add_display_metadata(metadata, "abc", {"", "17", "", 0});
     EXPECT_FALSE(metadata.contains("keel.revision.abc.author"));
