@@ -73,36 +73,52 @@ class ComparedTree {
     std::optional<FolderTree> tree_;
 };
 
-bool file_differs(const ComparedTree& live, const ComparedTree& old, const std::string& path,
-                  TreeComparison& comparison) {
+// How two files that were opened compare; nothing when their bytes are equal.
+std::optional<std::string> content_difference(const FileDescriptor& live, const FileDescriptor& old,
+                                              const std::string& path, TreeComparison& comparison) {
+    if (!live.is_open() || !old.is_open()) {
+        return "unreadable";
+    }
+    try {
+        return equal_file_bytes(live, old) ? std::nullopt : std::optional<std::string>("other bytes");
+    } catch (const FileError& error) {
+        comparison.unreadable.push_back({path, error.number()});
+        return "unreadable";
+    }
+}
+
+// Nothing for a file that does not differ.
+std::optional<std::string> difference(const ComparedTree& live, const ComparedTree& old, const std::string& path,
+                                      TreeComparison& comparison) {
     const std::optional<FolderEntry> live_entry = live.find(path);
     const std::optional<FolderEntry> old_entry = old.find(path);
+    if (!live_entry && !old_entry) {
+        return std::nullopt;
+    }
     if (!live_entry || !old_entry) {
-        return live_entry.has_value() != old_entry.has_value();
+        return live_entry ? "in the live tree alone" : "in the historical tree alone";
     }
     if (live_entry->stamp.size != old_entry->stamp.size) {
-        return true;
+        return "live " + std::to_string(live_entry->stamp.size) + " bytes, historical " +
+               std::to_string(old_entry->stamp.size);
     }
     const FileDescriptor live_file = live.open(path, comparison.unreadable);
     const FileDescriptor old_file = old.open(path, comparison.unreadable);
-    if (!live_file.is_open() || !old_file.is_open()) {
-        return true;
-    }
-    try {
-        if (!equal_file_bytes(live_file, old_file)) {
-            return true;
-        }
-    } catch (const FileError& error) {
-        comparison.unreadable.push_back({path, error.number()});
-        return true;
-    }
-    if (live_entry->stamp.executable != old_entry->stamp.executable) {
+    const std::optional<std::string> how = content_difference(live_file, old_file, path, comparison);
+    if (!how && live_entry->stamp.executable != old_entry->stamp.executable) {
         comparison.other_mode.push_back(path);
     }
-    return false;
+    return how;
 }
 
 }  // namespace
+
+std::vector<fs::path> TreeComparison::differing_paths() const {
+    std::vector<fs::path> paths;
+    std::transform(differing.begin(), differing.end(), std::back_inserter(paths),
+                   [](const DifferingFile& file) { return file.path; });
+    return paths;
+}
 
 TreeMismatchError::TreeMismatchError(const std::string& text, TreeComparison comparison)
     : std::runtime_error(text), comparison_(std::move(comparison)) {
@@ -110,8 +126,8 @@ TreeMismatchError::TreeMismatchError(const std::string& text, TreeComparison com
         return;
     }
     trace_line("mismatch", text);
-    for (const fs::path& path : comparison_.differing) {
-        trace_line("differs", path.native());
+    for (const DifferingFile& file : comparison_.differing) {
+        trace_line("differs", file.path.native() + " (" + file.how + ")");
     }
     for (const std::string& path : comparison_.other_mode) {
         trace_line("other-mode", path);
@@ -131,15 +147,15 @@ TreeComparison compare_project_workspace_files(const fs::path& live_root, const 
     files.erase(std::unique(files.begin(), files.end()), files.end());
     TreeComparison comparison;
     for (const std::string& file : files) {
-        if (file_differs(live, old, file, comparison)) {
-            comparison.differing.emplace_back(file);
+        if (std::optional<std::string> how = difference(live, old, file, comparison)) {
+            comparison.differing.push_back({file, std::move(*how)});
         }
     }
     return comparison;
 }
 
 std::vector<fs::path> differing_project_workspace_files(const fs::path& live_root, const fs::path& historical_root) {
-    return compare_project_workspace_files(live_root, historical_root).differing;
+    return compare_project_workspace_files(live_root, historical_root).differing_paths();
 }
 
 }  // namespace quill

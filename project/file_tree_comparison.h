@@ -17,16 +17,23 @@ struct UnreadableFile {
     int number = 0;  ///< the system's error number
 };
 
+struct DifferingFile {
+    std::filesystem::path path;
+    std::string how;  ///< for the trace: on which side it stands alone, both sizes, "other bytes" or "unreadable"
+};
+
 struct TreeComparison {
-    std::vector<std::filesystem::path> differing;  ///< unreadable ones among them
-    std::vector<std::string> other_mode;           ///< equal but for the executable bit
+    std::vector<DifferingFile> differing;  ///< unreadable ones among them
+    std::vector<std::string> other_mode;   ///< equal but for the executable bit
     std::vector<UnreadableFile> unreadable;
+
+    std::vector<std::filesystem::path> differing_paths() const;
 };
 
 /// Two trees that should be equal and are not.
 class TreeMismatchError : public std::runtime_error {
   public:
-    /// The trace then names the files.
+    /// The trace then names the files and says how they differ.
     TreeMismatchError(const std::string& text, TreeComparison comparison);
     /// Which files it is about.
     const TreeComparison& comparison() const { return comparison_; }

@@ -217,7 +217,7 @@ TEST_F(RevisionRestore, VerificationThatFailsNamesTheFiles) {
         restore();
         FAIL() << "nothing failed";
     } catch (const quill::TreeMismatchError& error) {
-        EXPECT_EQ(error.comparison().differing, std::vector<fs::path>{scene});
+        EXPECT_EQ(error.comparison().differing_paths(), std::vector<fs::path>{scene});
         EXPECT_TRUE(error.comparison().unreadable.empty());
     }
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/file_test_support.h"
+#include "tests/support/run_process.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -250,7 +251,8 @@ TEST_F(DifferingFiles, FileThatCannotBeReadIsToldFromOneThatDiffers) {
     fs::remove(live("a"));
     fs::create_symlink(unreadable, live("a"));
     const quill::TreeComparison comparison = quill::compare_project_workspace_files(folder_ / "live", folder_ / "old");
-    EXPECT_EQ(comparison.differing, (Paths{"a", "b"}));
+    EXPECT_EQ(comparison.differing_paths(), (Paths{"a", "b"}));
+    EXPECT_EQ(comparison.differing.at(0).how, "unreadable");
     ASSERT_EQ(comparison.unreadable.size(), 1U);
     EXPECT_EQ(comparison.unreadable[0].path, "a");
     EXPECT_EQ(comparison.unreadable[0].number, EIO);
@@ -276,8 +278,42 @@ TEST_F(DifferingFiles, OfTheSameBytesMayDifferInTheExecutableBit) {
     fs::permissions(live("run.sh"), fs::perms(0755));
     fs::permissions(old("run.sh"), fs::perms(0644));
     const quill::TreeComparison comparison = quill::compare_project_workspace_files(folder_ / "live", folder_ / "old");
-    EXPECT_EQ(comparison.differing, Paths{});
+    EXPECT_EQ(comparison.differing_paths(), Paths{});
     EXPECT_EQ(comparison.other_mode, std::vector<std::string>{"run.sh"});
+}
+
+TEST_F(DifferingFiles, SayOnWhichSideTheyStandOrWhatIsUnlike) {
+    write_file(live("a"), "x");
+    write_file(old("b"), "x");
+    write_both("c", "12345", "1234567");
+    write_both("d", "1", "2");
+    std::vector<std::string> said;
+    for (const quill::DifferingFile& file :
+         quill::compare_project_workspace_files(folder_ / "live", folder_ / "old").differing) {
+        said.push_back(file.path.string() + " " + file.how);
+    }
+    EXPECT_EQ(said, (std::vector<std::string>{"a in the live tree alone", "b in the historical tree alone",
+                                              "c live 5 bytes, historical 7", "d other bytes"}));
+}
+
+// The environment is read once, so what is traced happens in a process of its own: this test, which passes without a
+// trace as well.
+TEST(TracedTreeComparison, Mismatch) {
+    const quill::TreeMismatchError error("the trees differ", {{{"a b", "other bytes"}}, {"run.sh"}, {{"c", 5}}});
+    EXPECT_STREQ(error.what(), "the trees differ");
+}
+
+TEST_F(DifferingFiles, AreNamedInTheTraceWithHowTheyDiffer) {
+    const std::string file = (folder_ / "trace").string();
+    const quill_test::ProcessResult result =
+        quill_test::run_process({QUILL_TEST_PROGRAMS "/project_tests", "--gtest_filter=TracedTreeComparison.Mismatch"},
+                                {{"QUILL_TRACE", file}, {"GTEST_TOTAL_SHARDS", "1"}, {"GTEST_SHARD_INDEX", "0"}});
+    EXPECT_EQ(result.status, 0) << result.out;
+    const std::string lines = read_file(file);
+    for (const std::string line : {"mismatch the trees differ\n", "differs a b (other bytes)\n", "other-mode run.sh\n",
+                                   "unreadable c (errno 5)\n"}) {
+        EXPECT_NE(lines.find(" - " + line), std::string::npos) << lines;
+    }
 }
 
 TEST_F(DifferingFiles, ChangesNothing) {

@@ -155,7 +155,7 @@ bool can_be_replaced(const FolderTree& live, const std::string& file) {
 
 // The paths to write or remove. A file that differs in its executable bit alone is not among them, but a link is.
 std::vector<fs::path> paths_to_replace(const FolderTree& live, TreeComparison& comparison) {
-    std::vector<fs::path> paths = comparison.differing;
+    std::vector<fs::path> paths = comparison.differing_paths();
     std::erase_if(comparison.other_mode, [&](const std::string& path) {
         const std::optional<FolderEntry> entry = live.find(path);
         const bool is_link = entry && !entry->is_file();
