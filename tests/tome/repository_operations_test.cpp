@@ -127,8 +127,8 @@ TEST_F(RepositoryOperations, DirectoryWithAnotherMarkerIsNoRemote) {
 TEST_F(RepositoryOperations, RemoteWithASettingThatIsNotKnownIsRefusedWithItsName) {
     const EngineClient client = new_repository({{"a", "1"}});
     const std::string refusal =
-        "the remote was written by a newer Tome (setting inline_limit); update to use it: " + remote_.string();
-    write_file(remote_ / "tome-remote", "tome remote 1\ninline_limit = 4096\nother = a b\n");
+        "the remote was written by a newer Tome (setting setting_of_this_test); update to use it: " + remote_.string();
+    write_file(remote_ / "tome-remote", "tome remote 1\nsetting_of_this_test = 4096\nother = a b\n");
     EXPECT_EQ(client.sync().error, refusal);
     EXPECT_EQ(clone_error(), refusal);
     EXPECT_EQ(EngineClient(new_folder()).create("file://" + (remote_ / "other").string()).error, refusal);
