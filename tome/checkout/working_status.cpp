@@ -1,5 +1,7 @@
 #include "tome/checkout/working_status.h"
 
+#include <algorithm>
+
 namespace tome {
 namespace {
 
@@ -13,6 +15,10 @@ bool differs(Checkout& checkout, TreeLookup& base, const TreePath& path, const F
         return held->digest != entry->digest;
     }
     return checkout.files().hash(path).first != entry->digest;
+}
+
+bool is_skipped(const std::string& path, const std::set<std::string>& skip) {
+    return std::any_of(skip.begin(), skip.end(), [&](const std::string& folder) { return is_within(path, folder); });
 }
 
 }  // namespace
@@ -32,12 +38,14 @@ std::vector<std::string> changed_paths(Checkout& checkout, const std::set<std::s
         }
     });
     for (const auto& [path, file] : held) {
-        if (base.find_file(path)) {
+        if (!is_skipped(path, skip) && base.find_file(path)) {
             changed.insert(path);
         }
     }
     for (const auto& [path, entry] : checkout.state().staged_changes()) {
-        changed.insert(path);
+        if (!is_skipped(path, skip)) {
+            changed.insert(path);
+        }
     }
     return {changed.begin(), changed.end()};
 }

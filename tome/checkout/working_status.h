@@ -9,9 +9,10 @@
 
 namespace tome {
 
-/// The paths of files that differ from the checkout's base or are staged, in byte order. Files that the checkout does
-/// not hold count as unchanged. Everything within `skip` is left out. Throws Error(Io) for something that cannot be a
-/// file of a tree.
+/// The paths of files that differ from the checkout's base or are staged, in byte order; of links and of anything else
+/// that is neither a file nor a folder, too. Files that the checkout does not hold count as unchanged. Everything
+/// within `skip` is left out. Throws Error(Invalid) "invalid path: PATH" for a file whose name may not stand in a tree,
+/// and Error(Io) for what cannot be read.
 std::vector<std::string> changed_paths(Checkout& checkout, const std::set<std::string>& skip);
 
 }  // namespace tome
