@@ -50,7 +50,7 @@ mode_t with_executable_bit(mode_t mode, bool executable) {
     return executable ? plain | ((plain & 0444) >> 2U) : plain;
 }
 
-// A volume without permissions keeps its own.
+// A volume that keeps no permissions refuses with one of these errors. That is no failure.
 bool set_mode(const FileDescriptor& file, mode_t mode) {
     return fchmod(file.get(), mode) == 0 || errno == EPERM || errno == ENOTSUP;
 }
@@ -119,7 +119,7 @@ void replace_file_by_copy(const FileDescriptor& from, const FolderTree& tree, co
     if (holds_the_same(from, tree, path)) {
         return match_executable_bit(from, tree, path);
     }
-    // Without the file's name, which may be as long as names may be.
+    // The name does not begin with the file's own, which may be as long as a name can be.
     const std::string temporary = path.substr(0, path.rfind('/') + 1) + ".quill-" + std::to_string(getpid()) + "-" +
                                   std::to_string(counter.fetch_add(1));
     copy_file(from, tree, temporary, mode_of_copy(from, tree.find(path)), Durability::Synced);
