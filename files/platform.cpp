@@ -49,7 +49,7 @@ bool clone_file(int from, int to) {
 #elif defined(__APPLE__)
     const bool copied = fcopyfile(from, to, nullptr, COPYFILE_DATA) == 0;
     lseek(from, 0, SEEK_SET);
-    if (!copied) {  // It may have copied some.
+    if (!copied) {  // A part may have been copied.
         lseek(to, 0, SEEK_SET);
         ftruncate(to, 0);
     }
