@@ -19,8 +19,8 @@
 namespace quill {
 namespace {
 
-// A rename survives a power cut once its folder does; without support for that (EINVAL) the file is old or new all the
-// same.
+// A rename survives a power cut once its folder is synced. A file system that cannot do that (EINVAL) may lose the
+// rename; the file is then the old one, whole.
 bool sync_folder(const std::filesystem::path& folder) {
     const FileDescriptor descriptor = open_at(AT_FDCWD, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
     return descriptor.is_open() && (sync_to_disk(descriptor.get()) || errno == EINVAL);
@@ -33,8 +33,8 @@ bool is_at(const std::filesystem::path& path, const FileDescriptor& file) {
            own.st_dev == there.st_dev;
 }
 
-// Waits for the writer of the temporary, who holds a lock on it, and removes what a killed one left, or a link. False
-// when something else stands there.
+// Makes room for a new temporary. Waits for the writer of the one that is there, who holds a lock on it, and removes
+// what a killed writer left, or a link. False when something else stands there.
 bool clear_temporary(const std::filesystem::path& path) {
     const FileDescriptor file = open_at(AT_FDCWD, path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     if (!file.is_open()) {
@@ -45,7 +45,7 @@ bool clear_temporary(const std::filesystem::path& path) {
     return !is_at(path, file) || unlink(path.c_str()) == 0;
 }
 
-// A temporary of this writer alone, locked until it is closed; not open when it cannot be made.
+// Makes a temporary for this writer alone, locked until it is closed. The result is not open when none can be made.
 FileDescriptor make_temporary(const std::filesystem::path& path) {
     for (;;) {
         FileDescriptor file = open_at(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
@@ -59,7 +59,7 @@ FileDescriptor make_temporary(const std::filesystem::path& path) {
         if (!taken && is_at(path, file)) {
             return file;
         }
-        // Another writer took it for one left behind.
+        // Before the file was locked, another writer took it for one left behind.
     }
 }
 
@@ -67,7 +67,7 @@ FileDescriptor make_temporary(const std::filesystem::path& path) {
 
 std::string read_text_file(const std::filesystem::path& path) {
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(path, ignored)) {  // To open a named pipe would be to wait for its writer.
+    if (!std::filesystem::is_regular_file(path, ignored)) {  // Opening a named pipe would wait for its writer.
         throw std::runtime_error("Could not open " + path.string());
     }
     std::ifstream in(path, std::ios::binary);
