@@ -97,7 +97,7 @@ void set_trace_fallback(const char* name) {
 
 void trace_line(std::string_view kind, std::string_view text) {
     if (is_traced()) {
-        const int number = errno;  // Whoever traces an error is about to report it.
+        const int number = errno;  // The caller may trace an error that it is about to report.
         write_line("-", kind, text);
         errno = number;
     }
