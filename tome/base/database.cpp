@@ -10,7 +10,7 @@
 namespace tome {
 namespace {
 
-// Every first open reads the log.
+// Whoever opens the database first reads the whole log, so it is not to grow beyond this.
 constexpr std::uintmax_t max_log_bytes = 1U << 20U;
 
 constexpr int lock_wait_milliseconds = 60'000;
@@ -117,12 +117,12 @@ Database::Database(const std::filesystem::path& path, Mode mode) : path_(path), 
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-        // Every first open reads the log, so it is kept short.
         if (mode == Mode::Create) {
-            execute("PRAGMA journal_mode=WAL;");  // Written into the file; one of a newer format is not to be touched.
+            execute("PRAGMA journal_mode=WAL;");  // Writes to the file, so not to one that may be of a newer format.
         }
         execute(
             "PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA trusted_schema=OFF; PRAGMA cell_size_check=ON;"
+            // The log is folded in early, because whoever opens the database first reads all of it.
             "PRAGMA wal_autocheckpoint=100; PRAGMA journal_size_limit=4194304;"
             // On macOS a sync leaves the bytes in the drive's cache otherwise; elsewhere these change nothing.
             "PRAGMA fullfsync=ON; PRAGMA checkpoint_fullfsync=ON;");
@@ -150,13 +150,14 @@ Database::~Database() {
     }
     const bool folds = folds_log_ && sqlite3_total_changes(handle_) > 0;
     if (folds || has_long_log()) {
-        sqlite3_busy_timeout(handle_, 0);  // Another's turn, when somebody else is reading it.
+        sqlite3_busy_timeout(handle_, 0);  // Not waited for: while somebody reads, it is left to those who come later.
         sqlite3_wal_checkpoint_v2(handle_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
     }
     sqlite3_close(handle_);
 }
 
-// Where each opening writes but once, no writer finds the log folded in and begins it anew.
+// Whether the log has grown long. It grows where each opening writes only once: a writer begins the log anew only when
+// it finds all of it folded in, and after an opening SQLite no longer knows that.
 bool Database::has_long_log() const noexcept {
     std::error_code error;
     const std::uintmax_t bytes = std::filesystem::file_size(log_path_, error);
