@@ -65,7 +65,7 @@ std::string difference_from(Tables tables, Database& database) {
         const std::string type(query.bytes(0));
         const std::string name(query.bytes(1).substr(0, max_named_bytes));
         if (type == "index" && query.is_null(2)) {
-            continue;  // Of a key or a unique column, which the table's own statement says.
+            continue;  // SQLite's own, for a key or a unique column of a table.
         }
         const auto table = missing.find(name);
         if (type != "table" || table == missing.end() || canonical(query.bytes(2)) != table->second) {
