@@ -2,8 +2,9 @@
 
 #include <fcntl.h>
 
-// toml++ 3.3 takes what a text decides for certain: how a table's name begins, which letters stand outside strings. Its
-// assertions end the process there, and without them the compiler relies on it. Made void, its own checks refuse texts.
+// toml++ 3.3 asserts what only the text decides: how a table's name begins, which letters stand outside strings. A
+// wrong text would end the process or, where assertions are off, do anything, as the compiler relies on them.
+// So they are made void here, and the parser's checks behind them refuse the text.
 #undef NDEBUG
 #define TOML_ASSERT(expr) static_assert(true)
 #include <toml++/impl/preprocessor.h>
