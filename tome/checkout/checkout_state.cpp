@@ -148,7 +148,7 @@ std::map<std::string, HeldFile> CheckoutState::held_files(const std::string& fol
     std::map<std::string, HeldFile> files;
     while (query.step()) {
         if (!files.emplace(query.bytes(0), held_from_row(query, digest_in(query, 1))).second) {
-            refuse(database_.path());  // A key that comes twice may come for ever: pages that lead to one another.
+            refuse(database_.path());  // Damaged pages that lead to one another would give the same keys for ever.
         }
     }
     return files;
