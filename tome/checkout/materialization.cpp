@@ -47,7 +47,7 @@ class Planner {
     }
 
   private:
-    // The checkout wrote or read these files, and yet they are no part of the base.
+    // Protects files that hold changes although the checkout itself wrote or read them: they are no part of the base.
     void protect_changes() {
         for (const auto& [path, entry] : checkout_.state().staged_changes()) {
             protected_.insert(path);
@@ -63,7 +63,7 @@ class Planner {
         }
     }
 
-    // Files where a folder of what is written is to be.
+    // Plans the removal of files that stand where a written file needs a folder.
     void remove_files_in_the_way() {
         std::set<std::string> seen;
         for (const auto& [path, entry] : plan_.writes) {
@@ -80,7 +80,7 @@ class Planner {
         }
     }
 
-    // Held files that differ between the base before and after.
+    // Wants held files to become what the new base has, where the old base and the new one differ.
     void follow_base() {
         for (const FileDifference& difference : diff_trees(checkout_.sources(), request_.old_tree, request_.new_tree)) {
             if (checkout_.state().held_file(difference.path)) {
@@ -102,7 +102,7 @@ class Planner {
             found = found || path != folder;
         });
         if (found && !folder.empty()) {
-            wanted_.erase(folder);  // A folder in the target; its files are listed one by one.
+            wanted_.erase(folder);  // The target has a folder here, whose files are listed one by one.
         }
     }
 
