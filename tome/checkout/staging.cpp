@@ -11,8 +11,8 @@ namespace {
 
 constexpr int read_attempts = 3;
 
-// A store may be shared, and a transaction keeps its other writers waiting: it covers this many small files, and no
-// large one.
+// A transaction on the store covers this many small files and no large one, because others who write to the same store
+// wait for it.
 constexpr int files_in_a_transaction = 500;
 
 class Stager {
@@ -29,8 +29,8 @@ class Stager {
             ask_for_held_contents(path);
             checkout_.files().scan(path, {}, [&](const std::string& file, const WorkingEntry&) { stage_file(file); });
             stage_missing(path, true);
-        } else if (existing) {
-            if (!stage_file(path)) {  // A file in the place of a folder of the base takes its files with it.
+        } else if (existing) {  // A folder that the base has here goes, with its files.
+            if (!stage_file(path)) {
                 unchanged_.push_back(path);
             }
         } else {
@@ -43,14 +43,14 @@ class Stager {
         return std::move(staged_);
     }
 
-    // Naming an unchanged file is the way to repair its copy on the remote.
+    // Sends what the remote has lost or damaged of the unchanged files that were named: to name one repairs it there.
     void mend_unchanged() {
         if (unchanged_.empty() || !checkout_.reaches_remote()) {
             return;
         }
         ObjectSource& remote = *checkout_.remote().objects();
         if (!remote.contains(ObjectKind::Revision, checkout_.state().base())) {
-            return;  // The push of the base will look at what it brings.
+            return;  // The base is not on the remote yet. The push that brings it looks at its files.
         }
         const ObjectNames damaged =
             objects_to_mend(checkout_.sources(), remote, base_root_, unchanged_, [&](const std::string& path) {
@@ -93,10 +93,10 @@ class Stager {
             return true;
         }
         const auto [entry, stamp] = store(path);
-        checkout_.state().unstage_below(text);  // From when it was a folder.
+        checkout_.state().unstage_below(text);  // What was staged when it was a folder.
         checkout_.state().hold_file(text, entry.digest, stamp);
         if (before && before->same_state(entry)) {
-            check_size(*before, entry.size, text);  // The commit would keep it.
+            check_size(*before, entry.size, text);  // The commit would keep a wrong size.
             checkout_.state().unstage(text);
             return false;
         }
@@ -104,7 +104,7 @@ class Stager {
         return true;
     }
 
-    // So that the remote is asked once for a folder, and the index, too.
+    // Asks the index and the remote once for a whole folder instead of for each file.
     void ask_for_held_contents(const std::string& folder) {
         ObjectNames names;
         held_ = checkout_.state().held_files(folder);
