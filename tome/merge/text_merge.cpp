@@ -88,8 +88,8 @@ class Merge {
 
     std::optional<std::string> run() {
         const std::optional<std::string> merged = run_from(ReadFrom::Start);
-        // Of a side that removed one of many rows alike and added another nobody knows whether it removed the same one
-        // as the other side. One change for two must be one from whichever end the texts are read.
+        // A change that both sides made is taken once. Among rows that are alike nobody can say whether both sides
+        // removed the same one, so the merge must come out the same from whichever end the texts are read.
         return merged && took_one_for_both_ && run_from(ReadFrom::End) != merged ? std::nullopt : merged;
     }
 
