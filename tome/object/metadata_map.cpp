@@ -15,7 +15,7 @@ std::string group_of(const std::string& key) {
     return key.substr(0, key.rfind('.'));
 }
 
-// Its nibbles lead from the root to the leaf with the key.
+// Where the key belongs: the nibbles of this digest lead from the root to its leaf.
 Digest position_of(const std::string& key) {
     return digest_of(group_of(key));
 }
@@ -94,8 +94,8 @@ void get_at(ObjectSource& source, const Digest& root, const Entries& wanted, std
     }
 }
 
-// `way` holds the nibbles that lead to the node. Only keys at their own position are listed, so no node counts twice
-// and a map is no longer than its nodes.
+// Lists the entries at and below a node, to which the nibbles in `way` lead. A key that is not where it belongs is
+// refused. So a node that others made stand in many places is not listed many times.
 void list_at(ObjectSource& source, const Digest& root, std::vector<std::uint8_t>& way, Entries& found) {
     const MetadataNode node = read_metadata_node(source, root);
     if (!node.leaf && way.size() == max_depth) {
