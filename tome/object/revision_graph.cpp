@@ -15,8 +15,8 @@ namespace {
     throw Error(ErrorCode::Corrupt, "corrupt object: order of revision " + to_hex(digest));
 }
 
-// The order of a revision; 0 when it cannot be read, because the remote is away or the bytes are damaged: that shows
-// when it is needed, and holds up no work on what came after it.
+// The order of a revision; 0 when it cannot be read, because the remote is away or the bytes are damaged. That shows
+// when the revision itself is needed. Until then it must not hold up work on what came after it.
 std::uint64_t readable_order(ObjectSource& source, const Digest& digest) {
     try {
         return digest.is_zero() ? 0 : read_revision(source, digest).order;
