@@ -15,7 +15,7 @@ namespace {
 // A folder in each of two trees; zero: there is none.
 using FolderPair = std::pair<Digest, Digest>;
 
-// As many pairs are read at once, and held in memory for each level of folders.
+// So many pairs are read at once. They are held in memory for each level of folders.
 constexpr std::size_t pairs_at_once = 32;
 
 // What is below a folder, with paths that begin there.
@@ -81,14 +81,15 @@ class TreeWalk {
     }
 
   private:
-    // `reader` is at the pair.
+    // `reader` gives the trees of this pair next.
     void walk(const FolderPair& folders, FolderReader& reader, const std::string& path, std::size_t depth) {
         if (folders.first == folders.second) {
             return;
         }
         check_depth(path, depth);
         if (!met_.insert(folders).second && extents_.empty()) {
-            // Only what stands in several places can name more than the store has bytes for.
+            // Folders that stand in several places can name far more files than the store has bytes for. When the first
+            // one is met, the files are counted before the walk goes on.
             extent_of(root_, prefix_, components_of(prefix_).size());
         }
         const auto [old_tree, new_tree] = reader.next();
