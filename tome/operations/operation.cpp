@@ -174,8 +174,8 @@ int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_
     try {
         const quill::TraceStep step("operation", name);
         return run_and_report(globals, params, events, body);
-    } catch (
-        const std::bad_alloc&) {  // Perhaps over the text of another failure; this one is short enough to need none.
+    } catch (const std::bad_alloc&) {
+        // Perhaps the text of another failure took the last memory. This one is short enough to need none.
         events.error("out of memory", ErrorCode::Internal);
         return static_cast<int32_t>(ErrorCode::Internal);
     }
