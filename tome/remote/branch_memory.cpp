@@ -134,7 +134,7 @@ std::optional<RememberedBranch> BranchMemory::find(const BranchName& branch) {
 }
 
 void BranchMemory::write(const BranchRecord& record, std::uint64_t order) {
-    // Another process may have noted a later one meanwhile.
+    // Another process may have noted a later state of the branch meanwhile, which then stays.
     Statement write = database().prepare(
         "INSERT INTO remembered(repository, branch, sequence, head, revision_order, kind, author)"
         " VALUES(?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO UPDATE SET sequence = excluded.sequence, head = excluded.head,"
