@@ -10,7 +10,7 @@ namespace {
 // No branch is written that often, and the next sequence is still a valid number.
 constexpr std::int64_t max_sequence = std::int64_t{1} << 62;
 
-// The table may have been written by others.
+// Refuses numbers that this program never writes: others may have written the table.
 void check_numbers(const Statement& row) {
     const std::int64_t sequence = row.integer(8);
     if (row.integer(6) < 0 || row.integer(7) < 0 || sequence < 1 || sequence > max_sequence) {
