@@ -57,7 +57,7 @@ const std::filesystem::path& require_store(const std::filesystem::path& director
     }
     const std::filesystem::file_type type = std::filesystem::symlink_status(database_path(directory), error).type();
     if (type == std::filesystem::file_type::not_found) {
-        // A store appears whole: a folder without its database has lost it, and what it held is not to be made anew.
+        // A store appears whole, so a folder without the database has lost it. An empty store must not take its place.
         if (std::filesystem::exists(std::filesystem::symlink_status(directory, error))) {
             throw damaged(DatabaseKind::Store, directory.string() + " (store.db is missing)");
         }
@@ -83,7 +83,7 @@ class TemporaryContent {
   public:
     explicit TemporaryContent(const std::filesystem::path& folder) {
         struct stat status {};
-        do {  // Until nobody took the file for one left behind between its making and its lock.
+        do {  // Again when somebody took the file for one left behind, before it was locked.
             path_ = folder / (std::string(temporary_prefix) + random_text());
             file_ = create_file_at(AT_FDCWD, path_.string(), path_.string());
         } while (!try_lock(file_) || fstat(file_.get(), &status) != 0 || status.st_nlink == 0);
@@ -171,7 +171,7 @@ std::filesystem::path Store::content_path(const Digest& digest) const {
 
 std::filesystem::path Store::content_folder() {
     const std::filesystem::path folder = directory_ / "content";
-    open_directory(folder, true);  // Not a link, through which content would leave the store.
+    open_directory(folder, true);  // Refuses a link, through which content would leave the store.
     if (!std::exchange(swept_, true)) {
         remove_abandoned_content(folder);
     }
@@ -250,8 +250,9 @@ bool Store::has_lost(const Digest& digest) {
 }
 
 void Store::add_row(const Digest& digest, ObjectKind kind, std::uint64_t size, std::optional<std::string_view> bytes) {
-    // The bytes of a tree may be here already as the content of a file: as a tree they promise more. Bytes that differ
-    // are damaged, for these were just hashed.
+    // The bytes of a tree may be here already as the content of a file. The tree's kind replaces that of content,
+    // because it promises more. Stored bytes that differ are damaged and replaced, because the new ones were just
+    // hashed.
     Statement insert = database_.prepare(
         "INSERT INTO object(digest, kind, size, bytes) VALUES(?, ?, ?, ?) ON CONFLICT DO UPDATE SET"
         " kind = iif(excluded.kind = 1, kind, excluded.kind), size = excluded.size,"
@@ -319,7 +320,7 @@ void Store::install_content_file(int file, const std::filesystem::path& temporar
         throw system_error("could not write " + path.string(), errno);
     }
     sync_descriptor(folder.get(), path.parent_path().string());
-    // Whoever made the subfolder may have been killed, or be about to sync its name.
+    // The subfolder's name is synced each time, because whoever made it may have been killed before doing so.
     sync_directory(path.parent_path().parent_path());
 }
 
