@@ -174,6 +174,18 @@ TEST_F(TextFile, ReplacementOnAFullDiskLeavesTheOldFileAndNoTemporary) {
     EXPECT_EQ(read_file(path_), "new text");
 }
 
+TEST_F(TextFile, ReplacementWhoseFolderCannotBeSyncedIsReported) {
+    fs::permissions(folder_.path(), fs::perms(0333));  // Names can be made there, and the folder cannot be opened.
+    const auto message =
+        without_privileges([&] { return failure_of([&] { write_text_file_atomically(path_, "new"); }); });
+    fs::permissions(folder_.path(), fs::perms(0755));
+    if (!message) {
+        GTEST_SKIP() << "root cannot give up its rights here";
+    }
+    EXPECT_EQ(*message, "Could not replace " + path_.string());
+    EXPECT_EQ(names_in(folder_.path()), std::vector<std::string>{"project.json"});
+}
+
 TEST_F(TextFile, ReadersOfAReplacedFileSeeTheOldBytesOrTheNew) {
     const std::string old_text(200'000, 'o');
     const std::string new_text(100'000, 'n');

@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tests/support/failure.h"
+#include "tests/support/file_test_support.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quill_test {
@@ -47,16 +46,6 @@ class CurrentFolder {
   private:
     std::filesystem::path before_;
 };
-
-/// The names in a folder, sorted.
-inline std::vector<std::string> names_in(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 /// `times` copies of `text`, one after the other.
 inline std::string repeated(std::string_view text, std::size_t times) {
