@@ -44,6 +44,14 @@ TEST_F(TomeMirror, FindsBlobsOfTheRepositoryAndOfWorkspaces) {
     EXPECT_EQ(text_of(reader.get_range(key, 1, 2)), "bc");
 }
 
+TEST_F(TomeMirror, FindsNothingForABlobThatNoWorkspaceHolds) {
+    const std::string key = quill::put_tome_mirror_content(project_, bytes_of("abc"), "", "").key;
+    fs::remove_all(mirror());
+    fs::create_directories(project_ / ".derived/tome-workspaces/feature");
+    EXPECT_EQ(quill::find_tome_mirror_blob(project_, key), fs::path());
+    EXPECT_EQ(text_of(quill::get_tome_mirror_content(project_, key)), "nothing");
+}
+
 TEST_F(TomeMirror, OfAWorkspacesCheckoutWritesToThePackage) {
     const fs::path checkout = project_ / ".derived/tome-workspaces/feature";
     const quill::StoredContent stored = quill::put_tome_mirror_content(checkout, bytes_of("abc"), "scene", "http://x");

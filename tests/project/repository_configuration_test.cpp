@@ -233,7 +233,7 @@ TEST_F(RepositoryConfiguration, UrlForARemoteWithoutAnIdEndsInThePackagesName) {
         {"My Scene!.quillproject", "MyScene"},    {"a.b-c_d 9.quillproj", "a.b-c_d9"},
         {"..\xc3\xa4x'\"\n.quillproject", "..x"}, {"\xc3\xa4\xe6\x97\xa5.quillproject", "KeelProject"},
         {"! ?.quillproject", "KeelProject"},      {"plain", "plain"},
-        {"slash.quillproject/", "slash"},
+        {"slash.quillproject/", "slash"},         {"@AZ[`az{:09.quillproject", "AZaz09"},
     };
     for (const auto& [package, name] : cases) {
         EXPECT_EQ(quill::project_tome_repository_url_for_remote(folder_ / package, "r//"), "r/" + name);
