@@ -34,6 +34,7 @@ TEST(NameFolding, TakesNamesForOneThatDifferByNormalisation) {
         {"\u03b1\u0301\u0345", "\u1fb4"},
         {"CAF\u00c9", "cafe\u0301"},
         {"\uf900", "\u8c48"},
+        {"\u0958", "\u0915\u093c"},
     };
     for (const auto& [a, b] : pairs) {
         EXPECT_EQ(folded_name(a), folded_name(b)) << a << " " << b;
@@ -49,6 +50,16 @@ TEST(NameFolding, KeepsOtherNamesApart) {
         for (const std::string& b : names) {
             EXPECT_EQ(folded_name(a) == folded_name(b), a == b) << testing::PrintToString(a + " " + b);
         }
+    }
+}
+
+TEST(NameFolding, ReadsCodePointsOfEveryLength) {
+    const std::vector<std::pair<std::string, char32_t>> texts{
+        {"\x7f", 0x7f},     {"\u0080", 0x80},        {"\u07ff", 0x7ff},        {"\u0800", 0x800},
+        {"\uffff", 0xffff}, {"\U00010000", 0x10000}, {"\U0010ffff", 0x10ffff},
+    };
+    for (const auto& [text, value] : texts) {
+        EXPECT_EQ(tome::first_code_point(text + "x"), std::pair(value, text.size())) << text;
     }
 }
 

@@ -117,6 +117,13 @@ TEST_F(RevisionGraph, RevisionThatIsMissingIsNamed) {
     EXPECT_EQ(engine_failure_of([&] { is_ancestor(root_, top_); }), error);
 }
 
+TEST_F(RevisionGraph, KnownOrderOfARevisionThatIsNoneOrMissingIsZero) {
+    EXPECT_EQ(tome::known_order(objects_, top_), tome::order_of(objects_, top_));
+    EXPECT_EQ(tome::known_order(objects_, {}), 0U);
+    objects_.forget(top_);
+    EXPECT_EQ(tome::known_order(objects_, top_), 0U);
+}
+
 TEST_F(RevisionGraph, ParentWhoseOrderIsNotBelowItsChildsIsDamage) {
     const tome::Digest equal = objects_.revision({top_}, 4);
     const tome::Digest below = objects_.revision({root_, top_}, 2);

@@ -37,6 +37,20 @@ class RevisionMerge : public testing::Test {
         revision.message = std::to_string(++revisions_);
         return objects_->add(tome::ObjectKind::Revision, tome::encode_revision(revision));
     }
+
+    // What the merge of two sides gives that merged each other's revisions so many times, each keeping its own "a".
+    Files merged_after_crossings(std::uint64_t crossings) {
+        const tome::Digest base = revision({{"a", "1"}}, {}, 1);
+        tome::Digest ours = revision({{"a", "2"}}, {base}, 2);
+        tome::Digest theirs = revision({{"a", "1"}, {"b", "1"}}, {base}, 2);
+        for (std::uint64_t crossing = 0; crossing < crossings; ++crossing) {
+            const tome::Digest before = ours;
+            ours = revision({{"a", "2"}, {"b", "1"}}, {ours, theirs}, crossing + 3);
+            theirs = revision({{"a", "1"}, {"b", "1"}}, {theirs, before}, crossing + 3);
+        }
+        return merged(ours, theirs);
+    }
+
     // The files of the merge, or the conflicts, each with "!".
     Files merged(const tome::Digest& ours, const tome::Digest& theirs) {
         const tome::RevisionMerge merge = tome::merge_revisions(sources_, *store_, ours, theirs);
@@ -81,6 +95,11 @@ TEST_F(RevisionMerge, ReckonsFromTheNearestCommonAncestor) {
     const tome::Digest ours = revision({{"a", "2"}, {"b", "1"}}, {later}, 3);
     const tome::Digest theirs = revision({{"a", "3"}}, {later}, 3);
     EXPECT_EQ(merged(ours, theirs), (Files{{"a", "3"}, {"b", "1"}}));
+}
+
+TEST_F(RevisionMerge, DoesNotMergeCommonAncestorsBeyondTheirSixteenthAncestors) {
+    EXPECT_EQ(merged_after_crossings(16), (Files{{"a", "2"}, {"b", "1"}}));
+    EXPECT_EQ(merged_after_crossings(17), (Files{{"a", "!"}}));
 }
 
 }  // namespace
