@@ -56,6 +56,16 @@ TEST_F(RepositoryIdentityWorker, PutsTheAnswersIntoTheCacheBeforeItReturns) {
     }
 }
 
+TEST_F(RepositoryIdentityWorker, ServesARequestWhetherOrNotTheThreadOfTheLastOneHasEnded) {
+    quill::internal::repository_identity_times().first_wait = std::chrono::minutes(1);
+    const path root = make_repository("root");
+    for (int request = 0; request < 100; ++request) {
+        const path file = root / std::to_string(request);
+        quill::request_repository_identities({{root, {file}}});
+        ASSERT_TRUE(quill::find_file_identity(file)) << request;
+    }
+}
+
 TEST_F(RepositoryIdentityWorker, AsksNothingForNoFiles) {
     quill::request_repository_identities({});
     EXPECT_TRUE(fake_tome::calls().empty());
