@@ -8,6 +8,7 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/tome/engine_test_objects.h"
 #include "tome/remote/repository.h"
+#include "tome/store/store.h"
 
 namespace {
 
@@ -35,6 +36,12 @@ TEST(TracedRemote, AnswersAsTheRemoteDoes) {
     EXPECT_FALSE(remote->compare_and_set(*record));
     EXPECT_EQ(remote->branches().size(), 1);
     EXPECT_FALSE(remote->has_blob({}));
+    tome::Store::create(folder / "store");
+    tome::Store store(folder / "store");
+    const tome::BlobKey blob{{}, tome::digest_of("bytes"), {}};
+    store.add_bytes(blob.digest, "bytes");
+    remote->add_blobs(store, {blob});
+    EXPECT_TRUE(remote->has_blob(blob));
     EXPECT_EQ(remote->place(), tome::repository_place(location));
 }
 
@@ -46,8 +53,9 @@ TEST(TracedRemote, HasALineForEachQuestionAndEachThingSent) {
         {{"QUILL_TRACE", file}, {"GTEST_TOTAL_SHARDS", "1"}, {"GTEST_SHARD_INDEX", "0"}});
     ASSERT_EQ(result.status, 0) << result.out;
     const std::string lines = quill_test::read_file(file);
-    for (const std::string asked : {"add objects 1", "read object ", "read objects 2", "look for objects 2",
-                                    "read branch main", "move branch main", "list branches", "look for blob "}) {
+    for (const std::string asked :
+         {"add objects 1", "read object ", "read objects 2", "look for objects 2", "read branch main",
+          "move branch main", "list branches", "look for blob ", "add blobs 1"}) {
         EXPECT_NE(lines.find("ms remote " + asked), std::string::npos) << asked << "\n" << lines;
     }
 }
