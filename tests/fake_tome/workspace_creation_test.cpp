@@ -17,6 +17,7 @@ using fake_tome::Events;
 using quill::ProjectWorkspace;
 using quill_test::failure_of;
 using quill_test::scene;
+using quill_test::write_file;
 using Texts = std::vector<std::string>;
 
 class WorkspaceCreation : public quill_test::FakeProject {
@@ -163,6 +164,15 @@ TEST_F(WorkspaceCreation, MainIsNotArchived) {
     EXPECT_EQ(failure_of([&] { quill::archive_project_workspace(project_, "main"); }),
               "main workspace cannot be archived");
     EXPECT_TRUE(fake_tome::calls().empty());
+}
+
+TEST_F(WorkspaceCreation, NothingIsArchivedWithoutARemote) {
+    create("Feature");
+    write_file(project_ / "project.json", "{\"id\": \"abcdefghijklmnop\"}");
+    EXPECT_EQ(failure_of([&] { quill::archive_project_workspace(project_, "feature"); }),
+              "native Tome workspaces require a configured Tome remote. Set tomeRemoteURL in project.json or "
+              "QUILL_TOME_REMOTE_URL.");
+    EXPECT_FALSE(quill::read_workspaces_without_main(project_).at(0).archived);
 }
 
 TEST_F(WorkspaceCreation, ArchiveForWhichNoThreadCanBeStartedIsRecordedAndSaysSo) {

@@ -171,6 +171,17 @@ std::vector<int> renaming_calls() {
     };
 }
 
+std::vector<int> linking_calls() {
+    return {
+#if defined(SYS_link)
+        SYS_link,
+#endif
+#if defined(SYS_linkat)
+            SYS_linkat,
+#endif
+    };
+}
+
 std::vector<int> syncing_calls() {
     return {
 #if defined(SYS_fdatasync)

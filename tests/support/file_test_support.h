@@ -49,6 +49,7 @@ std::optional<std::string> with_idle_calls(const std::vector<int>& calls, int er
 
 std::vector<int> removing_calls();
 std::vector<int> renaming_calls();
+std::vector<int> linking_calls();
 std::vector<int> syncing_calls();
 /// None under the thread sanitizer, which starts no thread in a child of a process that had several.
 std::vector<int> thread_starting_calls();

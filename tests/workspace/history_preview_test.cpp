@@ -82,5 +82,14 @@ TEST(HistoryPreview, WorkspaceSceneLiesInItsCheckout) {
               "workspace not found: nobody");
 }
 
+TEST(HistoryPreview, SceneOfAKnownWorkspaceIsFoundWhileTheRemoteIsAway) {
+    const HistoryProject project;
+    create_project_workspace(project.package(), project.scene(), "main", "Feature", "ben");
+    const ProjectWorkspaceResolution before = resolve_project_workspace_scene(project.package(), {}, "feature");
+    std::filesystem::rename(project.remote(), project.remote().string() + " away");
+    const ProjectWorkspaceResolution after = resolve_project_workspace_scene(project.package(), {}, "feature");
+    EXPECT_EQ(after.absoluteScene, before.absoluteScene);
+}
+
 }  // namespace
 }  // namespace quill

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -10,7 +11,7 @@
 #include <vector>
 
 #include "project/file_tree_comparison.h"
-#include "tests/support/failure.h"
+#include "tests/support/file_test_support.h"
 #include "tests/support/temporary_folder.h"
 
 #if defined(__linux__)
@@ -70,6 +71,17 @@ TEST_F(LiveProjectRestore, WritesWhatDiffersRemovesWhatIsGoneAndCountsBoth) {
     EXPECT_FALSE(fs::exists(live() / "Assets/gone.bin"));
     EXPECT_EQ(read_file(replaced() / "head/changed.txt"), "edited");
     EXPECT_EQ(read_file(replaced() / "head/Assets/gone.bin"), "gone since");
+}
+
+TEST_F(LiveProjectRestore, KeepsACopyOfWhatItReplacesWhereAFileCannotHaveTwoNames) {
+    const auto message =
+        quill_test::with_idle_calls(quill_test::linking_calls(), EPERM, [&] { return failure_of([&] { restore(); }); });
+    if (!message) {
+        GTEST_SKIP() << "system calls cannot be refused here";
+    }
+    EXPECT_EQ(*message, "no failure");
+    EXPECT_EQ(read_file(live() / "changed.txt"), "restored");
+    EXPECT_EQ(read_file(replaced() / "head/changed.txt"), "edited");
 }
 
 TEST_F(LiveProjectRestore, OfEqualFilesWritesNothing) {

@@ -40,6 +40,18 @@ TEST_F(WorkspacesOfTheRemote, HaveTheNamesThatTheyWereGiven) {
     EXPECT_EQ(softer.parentId, "evening-light");
 }
 
+TEST_F(WorkspacesOfTheRemote, HaveTheNamesOfTheIndexFileAlsoWhereItCallsThemArchived) {
+    ProjectWorkspace renamed;
+    renamed.id = "softer";
+    renamed.name = "Much softer";
+    renamed.archived = true;
+    write_workspaces_without_main(package_, {renamed});
+    refresh_project_workspaces(package_, true);
+    const ProjectWorkspace softer = find_project_workspace(package_, "softer", false).value();
+    EXPECT_EQ(softer.name, "Much softer");
+    EXPECT_FALSE(softer.archived);
+}
+
 TEST_F(WorkspacesOfTheRemote, CanBeParents) {
     const ProjectWorkspace child = create_project_workspace(package_, project_.scene(), "softer", "Softest", "cleo");
     EXPECT_EQ(child.parentId, "softer");
