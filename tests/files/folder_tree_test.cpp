@@ -171,6 +171,22 @@ TEST_F(FolderTreeTest, LeavesOutWhatTheRulesSay) {
     EXPECT_EQ(walked(rules, "Nested"), (std::vector<std::string>{"Nested/.mark", "Nested/inner.txt"}));
 }
 
+TEST_F(FolderTreeTest, GivesStampsAndModesInAWalkWhenAsked) {
+    fs::permissions(folder_ / "tree/Assets/a.txt", fs::perms(0750));
+    FolderTree::WalkRules rules;
+    rules.stamps = true;
+    int files = 0;
+    FolderTree(folder_ / "tree").walk("", rules, [&](const std::string& path, const FolderEntry& entry) {
+        ++files;
+        EXPECT_EQ(path, "Assets/a.txt");
+        EXPECT_TRUE(entry.is_file());
+        EXPECT_EQ(entry.stamp.size, 1U);
+        EXPECT_TRUE(entry.stamp.executable);
+        EXPECT_EQ(entry.mode, 0750U);
+    });
+    EXPECT_EQ(files, 1);
+}
+
 TEST_F(FolderTreeTest, ReportsAFolderThatCannotBeOpenedInAWalk) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -237,6 +253,29 @@ TEST_F(FolderTreeTest, HasNoSecondSpellingOfANameWhereNamesAreExact) {
     const FolderTree tree(folder_ / "tree");
     EXPECT_FALSE(tree.find("assets/a.txt"));
     EXPECT_FALSE(tree.find("Assets/A.txt"));
+}
+
+TEST_F(FolderTreeTest, TakesNamesForExactThatTwoFilesHave) {
+    if (fs::exists(folder_ / "tree/assets")) {
+        GTEST_SKIP() << "names that differ by case are one here";
+    }
+    write_file(folder_ / "two/Name", "1");
+    write_file(folder_ / "two/nAME", "2");
+    EXPECT_FALSE(FolderTree(folder_ / "two").folds_names());
+}
+
+TEST_F(FolderTreeTest, TakesNamesForExactThatOneFileHas) {
+    if (fs::exists(folder_ / "tree/assets")) {
+        GTEST_SKIP() << "names that differ by case are one here";
+    }
+    write_file(folder_ / "linked/Name", "1");
+    fs::create_hard_link(folder_ / "linked/Name", folder_ / "linked/nAME");
+    EXPECT_FALSE(FolderTree(folder_ / "linked").folds_names());
+}
+
+TEST_F(FolderTreeTest, TakesNamesForExactThatHaveNoLetter) {
+    write_file(folder_ / "digits/1", "1");
+    EXPECT_FALSE(FolderTree(folder_ / "digits").folds_names());
 }
 
 }  // namespace
