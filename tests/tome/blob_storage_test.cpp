@@ -2,13 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
+#include "tests/support/concurrency.h"
 #include "tests/tome/engine_client.h"
 #include "tests/tome/engine_test_objects.h"
 
 namespace quill_test {
 namespace {
+
+namespace fs = std::filesystem;
 
 tome::BlobKey key(const std::string& bytes) {
     tome::BlobKey key;
@@ -57,6 +62,29 @@ TEST_F(BlobStorage, BringsAllButLocalBlobsToTheRemote) {
     tome::BlobStorage reader = open(other);
     EXPECT_EQ(get(reader, key("shared")), "shared");
     EXPECT_TRUE(engine_failure_of([&] { get(reader, key("local")); }).starts_with("Not found: blob "));
+}
+
+TEST_F(BlobStorage, FlushesThatMakeTheRepositoryAtOnceAllSucceed) {
+    constexpr int processes = 6;
+    const EngineClient client = new_repository({{"a", "1"}});
+    std::vector<fs::path> checkouts;
+    for (int i = 0; i < processes; ++i) {
+        checkouts.push_back(new_clone().path());
+    }
+    for (int round = 0; round < 5; ++round) {
+        fs::remove_all(remote_ / "project");
+        in_processes(processes, [&](int i) {
+            const std::string bytes = std::to_string(round) + " " + std::to_string(i);
+            tome::BlobStorage storage(checkouts.at(static_cast<std::size_t>(i)), tome::parse_repository_url(url_));
+            storage.put(key(bytes), bytes, false);
+            storage.flush();
+        });
+        tome::BlobStorage reader = open(client);
+        for (int i = 0; i < processes; ++i) {
+            const std::string bytes = std::to_string(round) + " " + std::to_string(i);
+            EXPECT_EQ(get(reader, key(bytes)), bytes);
+        }
+    }
 }
 
 TEST_F(BlobStorage, OfNoCheckoutIsRefused) {
