@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/temporary_folder.h"
@@ -49,6 +50,24 @@ class RevisionMerge : public testing::Test {
             theirs = revision({{"a", "1"}, {"b", "1"}}, {theirs, before}, crossing + 3);
         }
         return merged(ours, theirs);
+    }
+
+    // Two branches that each merged the same `count` others, of which one changed "a". Ours then changed it again.
+    std::pair<tome::Digest, tome::Digest> gathered(int count) {
+        const tome::Digest root = revision({{"a", "1"}}, {}, 1);
+        std::vector<tome::Digest> branches{revision({{"a", "2"}}, {root}, 2)};
+        while (branches.size() < static_cast<std::size_t>(count)) {
+            branches.push_back(revision({{"a", "1"}}, {root}, 2));
+        }
+        const auto gather = [&](const std::string& text) {
+            tome::Digest head = branches.front();
+            std::uint64_t order = 3;
+            for (std::size_t i = 1; i < branches.size(); ++i) {
+                head = revision({{"a", "2"}}, {head, branches[i]}, order++);
+            }
+            return revision({{"a", text}}, {head}, order);
+        };
+        return {gather("3"), gather("2")};
     }
 
     // The files of the merge, or the conflicts, each with "!".
@@ -100,6 +119,13 @@ TEST_F(RevisionMerge, ReckonsFromTheNearestCommonAncestor) {
 TEST_F(RevisionMerge, DoesNotMergeCommonAncestorsBeyondTheirSixteenthAncestors) {
     EXPECT_EQ(merged_after_crossings(16), (Files{{"a", "2"}, {"b", "1"}}));
     EXPECT_EQ(merged_after_crossings(17), (Files{{"a", "!"}}));
+}
+
+TEST_F(RevisionMerge, MergesTwoHundredAndOneCommonAncestors) {
+    const auto [ours, theirs] = gathered(201);
+    EXPECT_EQ(merged(ours, theirs), (Files{{"a", "3"}}));
+    const auto [our_next, their_next] = gathered(202);
+    EXPECT_EQ(merged(our_next, their_next), (Files{{"a", "!"}}));
 }
 
 }  // namespace
