@@ -22,10 +22,10 @@
 
 namespace quill {
 
-/// What failed, in one line with the path it failed for.
 /// The folder that a path lies in; empty for one without "/".
 std::string folder_of(const std::string& path);
 
+/// What failed, in one line with the path it failed for.
 class FileError : public std::runtime_error {
   public:
     enum class Kind {
