@@ -68,7 +68,9 @@ TEST_F(TomeCall, GlobalsCarryTheirSizeAndNeverAsk) {
     EXPECT_EQ(globals.size, sizeof(tome_globals_t));
     EXPECT_EQ(globals.non_interactive, 1u);
     EXPECT_EQ(globals.force, 0u);
-    for (const std::uint32_t reserved : globals.reserved) {
+    EXPECT_EQ(globals.reserved, 0u);
+    EXPECT_EQ(globals.working_folder.length, 0u);
+    for (const std::uint32_t reserved : globals.reserved_end) {
         EXPECT_EQ(reserved, 0u);
     }
 }

@@ -63,6 +63,10 @@ void read_all(CheckoutState& state) {
     state.held_file("folder/file-7");
     state.held_files("");
     state.held_files("folder");
+    for (int i = 0; i < 300; ++i) {
+        state.seen_file("folder/file-" + std::to_string(i));
+    }
+    state.base_tree();
     state.staged_changes();
     for (const BranchName& branch : {main_branch, other_branch}) {
         state.local_head(branch);
@@ -91,10 +95,12 @@ class CheckoutIndexFile : public testing::Test {
             for (int i = 0; i < 300; ++i) {
                 const std::string path = "folder/file-" + std::to_string(i);
                 state.hold_file(path, digest('f'), {5, 1, 2, 3, false});
+                state.remember_seen(path, digest('e'), {5, 1, 2, 3, false});
                 state.stage(path, TreeEntry{"", TreeEntry::Kind::File, false, 5, digest('s')});
                 state.note_metadata(main_branch, "key-" + std::to_string(i), std::string(60, 'v'));
             }
             state.set_local_head(main_branch, digest('h'));
+            state.set_base_tree(digest('t'));
             transaction.commit();
         }
         alter("PRAGMA wal_checkpoint(TRUNCATE)");
@@ -150,7 +156,37 @@ TEST_F(CheckoutIndexFile, StartsWithoutRows) {
 }
 
 TEST_F(CheckoutIndexFile, HasTheDocumentedVersion) {
-    EXPECT_EQ(CheckoutState(file_).database().user_version(), 1);
+    EXPECT_EQ(CheckoutState(file_).database().user_version(), 2);
+}
+
+TEST_F(CheckoutIndexFile, OfVersion1GetsWhatItLacksAndKeepsTheRest) {
+    CheckoutState(file_).hold_file("a", digest('a'), {});
+    alter("DROP TABLE base_tree; DROP TABLE seen; PRAGMA user_version = 1");
+    CheckoutState state(file_);
+    EXPECT_EQ(state.database().user_version(), 2);
+    EXPECT_EQ(names(state.held_files("")), std::vector<std::string>{"a"});
+    EXPECT_EQ(state.base_tree(), std::nullopt);
+    EXPECT_EQ(state.seen_file("a").has_value(), false);
+}
+
+TEST_F(CheckoutIndexFile, OfVersion1WithOtherTablesIsDamaged) {
+    alter("DROP TABLE seen; CREATE TABLE other (a); PRAGMA user_version = 1");
+    EXPECT_EQ(failure(ErrorCode::Corrupt, [&] { CheckoutState state(file_); }), "corrupt index: " + file_.string());
+}
+
+TEST_F(CheckoutIndexFile, ForgetsTheBaseTreeWithANewBase) {
+    CheckoutState state(file_);
+    state.set_base_tree(digest('t'));
+    EXPECT_EQ(state.base_tree(), digest('t'));
+    state.set_base(main_branch, digest('c'));
+    EXPECT_EQ(state.base_tree(), std::nullopt);
+}
+
+TEST_F(CheckoutIndexFile, RemembersWhatWasSeenApartFromWhatIsHeld) {
+    CheckoutState state(file_);
+    state.remember_seen("a", digest('e'), {5, 1, 2, 3, false});
+    EXPECT_EQ(state.held_file("a").has_value(), false);
+    EXPECT_EQ(state.seen_file("a").value().digest, digest('e'));
 }
 
 TEST_F(CheckoutIndexFile, IsNotMadeOverAnother) {
@@ -433,7 +469,7 @@ TEST_F(CheckoutIndexFile, RefusesWhatIsNoDatabase) {
 // ---- Versions
 
 TEST_F(CheckoutIndexFile, RefusesANewerVersion) {
-    for (const char* sql : {"PRAGMA user_version = 2", "PRAGMA user_version = 2147483647"}) {
+    for (const char* sql : {"PRAGMA user_version = 3", "PRAGMA user_version = 2147483647"}) {
         alter(sql);
         EXPECT_EQ(failure(ErrorCode::Invalid, [&] { CheckoutState state(file_); }),
                   "the checkout was written by a newer Tome: " + file_.string());
@@ -450,7 +486,7 @@ TEST_F(CheckoutIndexFile, RefusesAVersionThatNeverWas) {
 
 TEST_F(CheckoutIndexFile, ChangesNothingInANewerVersion) {
     for (const char* mode : {"PRAGMA journal_mode = WAL", "PRAGMA journal_mode = DELETE"}) {
-        alter("PRAGMA user_version = 2; PRAGMA wal_checkpoint(TRUNCATE)");
+        alter("PRAGMA user_version = 3; PRAGMA wal_checkpoint(TRUNCATE)");
         alter(mode);
         const std::string bytes = read_file(file_);
         EXPECT_THROW(CheckoutState state(file_), tome::Error);
@@ -519,7 +555,7 @@ TEST_F(CheckoutIndexFile, RefusesPagesThatLeadToTheSameRowsAgainAndAgain) {
         }
         ++changed;
     }
-    EXPECT_EQ(changed, 3U);
+    EXPECT_EQ(changed, 4U);
     replace(bytes);
     CheckoutState state(file_);
     for (const auto& read :
@@ -532,7 +568,8 @@ TEST_F(CheckoutIndexFile, RefusesPagesThatLeadToTheSameRowsAgainAndAgain) {
 TEST_F(CheckoutIndexFile, RefusesAnIndexWithoutOneOfItsTables) {
     const std::string sound = filled_bytes();
     for (const char* sql : {"DROP TABLE checkout", "DROP TABLE file", "DROP TABLE staged", "DROP TABLE local_head",
-                            "DROP TABLE noted_metadata", "ALTER TABLE file RENAME COLUMN digest TO other"}) {
+                            "DROP TABLE noted_metadata", "DROP TABLE base_tree", "DROP TABLE seen",
+                            "ALTER TABLE file RENAME COLUMN digest TO other"}) {
         replace(sound);
         alter(sql);
         expect_corrupt(sql);

@@ -61,6 +61,11 @@ std::string change_text(const tome_change_event_t& change) {
            text_of(change.path);
 }
 
+std::string version_text(const tome_file_version_t& version) {
+    const std::string hash = hash_text(version.hash);
+    return version.present == 0 ? "" : (hash.empty() ? "unread" : hash) + (version.executable != 0 ? " x" : "");
+}
+
 void collect(const tome_event_t* event, std::uint64_t user) {
     EngineResult& result = *reinterpret_cast<EngineResult*>(user);
     result.events.push_back(event->kind);
@@ -93,6 +98,12 @@ void collect(const tome_event_t* event, std::uint64_t user) {
             result.files.push_back({text_of(file.path), hash_text(file.hash), file.number, file.present != 0});
             break;
         }
+        case TOME_EVENT_FILE_STATE: {
+            const tome_file_state_event_t& file = event->as.file_state;
+            result.states.push_back(
+                {text_of(file.path), version_text(file.base), version_text(file.here), version_text(file.there)});
+            break;
+        }
         case TOME_EVENT_STATUS:
             result.hash = hash_text(event->as.status.local_head);
             result.order = event->as.status.local_order;
@@ -106,7 +117,12 @@ void collect(const tome_event_t* event, std::uint64_t user) {
                                         text_of(revision.message)});
             break;
         }
+        case TOME_EVENT_MERGED_PATH:
+            result.merged.push_back(text_of(event->as.path));
+            break;
         case TOME_EVENT_MERGE_CONFLICT:
+            result.conflicts.push_back(text_of(event->as.path));
+            [[fallthrough]];
         case TOME_EVENT_SYNCED_PATH:
         case TOME_EVENT_STATUS_PATH:
         case TOME_EVENT_REVISION_FILE:
@@ -134,6 +150,10 @@ void check_error_events(const EngineResult& result, std::int32_t returned) {
 
 }  // namespace
 
+void PrintTo(const EngineFileState& file, std::ostream* out) {
+    *out << file.path << " base " << file.base << " here " << file.here << " there " << file.there;
+}
+
 void PrintTo(const EngineFile& file, std::ostream* out) {
     *out << (file.present ? "+" : "-") << file.path << " " << file.size << " " << file.hash;
 }
@@ -152,6 +172,7 @@ EngineResult EngineClient::call(std::int32_t (*operation)(const tome_globals_t*,
     globals.offline = offline ? 1 : 0;
     globals.use_remote = use_remote ? 1 : 0;
     globals.non_interactive = 1;
+    globals.working_folder = view(working_folder);
     EngineResult result;
     const std::int32_t returned = operation(&globals, &params, reinterpret_cast<std::uint64_t>(&result), collect);
     check_error_events(result, returned);
@@ -268,6 +289,24 @@ EngineResult EngineClient::sync(const EngineSync& options) const {
     params.fetch_newest = options.fetch_newest ? 1 : 0;
     params.overwrite = options.overwrite ? 1 : 0;
     return call(tome_revision_sync, params);
+}
+
+EngineResult EngineClient::file_state(const std::vector<std::string>& paths,
+                                      const std::vector<std::string>& skip) const {
+    const TextArray asked(paths);
+    const TextArray skipped(skip);
+    return call(tome_file_state, tome_file_state_params_t{asked.get(), skipped.get()});
+}
+
+EngineResult EngineClient::set_base(const EngineBase& base) const {
+    const TextArray paths(base.paths);
+    return call(tome_file_base_set, tome_file_base_set_params_t{hash_from(base.revision), paths.get(),
+                                                                base.is_base ? 1U : 0U, base.versions});
+}
+
+EngineResult EngineClient::update(const EngineBase& to) const {
+    const TextArray paths(to.paths);
+    return call(tome_file_update, tome_file_update_params_t{paths.get(), hash_from(to.revision), to.is_base ? 1U : 0U});
 }
 
 EngineResult EngineClient::history(const std::string& branch, std::uint64_t limit) const {

@@ -26,6 +26,17 @@ struct EngineFile {
 };
 void PrintTo(const EngineFile& file, std::ostream* out);
 
+/// A file in three states: the hash, with " x" behind it for an executable file; empty where there is no file, "unread"
+/// where the engine did not read it.
+struct EngineFileState {
+    std::string path;
+    std::string base;
+    std::string here;
+    std::string there;
+    bool operator==(const EngineFileState&) const = default;
+};
+void PrintTo(const EngineFileState& file, std::ostream* out);
+
 struct EngineBranch {
     std::string kind;
     std::string author;
@@ -54,6 +65,9 @@ struct EngineResult {
     std::vector<std::string> paths;    ///< of all path events
     std::vector<std::string> changes;  ///< "add a", "move a -> b" and so on
     std::vector<EngineFile> files;
+    std::vector<EngineFileState> states;
+    std::vector<std::string> conflicts;  ///< also among `paths`
+    std::vector<std::string> merged;
     std::vector<EngineRevision> revisions;
     std::vector<std::string> branch_names;
     std::map<std::string, EngineBranch> branches;
@@ -70,6 +84,13 @@ struct EngineClone {
     bool metadata_only = false;
     std::string shared_store = {};
     std::string branch_memory = {};
+};
+
+struct EngineBase {
+    std::string revision = {};
+    std::vector<std::string> paths = {};
+    bool is_base = false;
+    std::uint64_t versions = 500;
 };
 
 struct EngineSync {
@@ -107,6 +128,10 @@ class EngineClient {
     EngineResult merge(const std::string& source, const std::string& message = "merge") const;
     EngineResult stage(const std::vector<std::string>& paths, bool deletions = true, bool additions = true) const;
     EngineResult file_info(const std::vector<std::string>& paths) const;
+    EngineResult file_state(const std::vector<std::string>& paths = {},
+                            const std::vector<std::string>& skip = {}) const;
+    EngineResult set_base(const EngineBase& base) const;
+    EngineResult update(const EngineBase& to = {}) const;
     EngineResult commit(const std::string& message) const;
     EngineResult sync(const EngineSync& options = {}) const;
     EngineResult history(const std::string& branch = "main", std::uint64_t limit = 0) const;
@@ -127,6 +152,7 @@ class EngineClient {
     /// What the globals say in the calls that follow.
     bool offline = false;
     bool use_remote = false;
+    std::string working_folder = {};
 
   private:
     template <typename Params>

@@ -252,7 +252,7 @@ class DamageByALaterVersion : public StoreDamage {
         for (const std::filesystem::path& store : {remote_store_, author_.own_store()}) {
             with_damage(store / "store.db", later, [&] {
                 const std::string text =
-                    "the store was written by a newer Tome (format 2); update to use it: " + store.string();
+                    "the store was written by a newer Tome (format 3); update to use it: " + store.string();
                 expect_error(author_.sync(), invalid, text);
                 expect_error(author_.push(), invalid, text);
                 expect_error(author_.stage({"a.txt"}), invalid, text);
@@ -266,11 +266,11 @@ class DamageByALaterVersion : public StoreDamage {
 };
 
 TEST_F(DamageByALaterVersion, IsRefusedAndNothingIsWritten) {
-    expect_refusal("PRAGMA user_version = 2");
+    expect_refusal("PRAGMA user_version = 3");
 }
 
 TEST_F(DamageByALaterVersion, ThatKeepsItsDatabasesInAnotherModeIsRefusedAndNothingIsWritten) {
-    expect_refusal("PRAGMA user_version = 2; PRAGMA journal_mode = DELETE");
+    expect_refusal("PRAGMA user_version = 3; PRAGMA journal_mode = DELETE");
 }
 
 TEST_F(StoreDamage, ByAVersionThatThereNeverWasIsCorrupt) {

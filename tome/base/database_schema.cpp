@@ -44,12 +44,12 @@ std::string name_in(const std::string& statement) {
 
 }  // namespace
 
-void create_tables(Database& database, Tables tables) {
+void create_tables(Database& database, Tables tables, int version) {
     Transaction transaction(database);
     for (const char* table : tables) {
         database.execute(table);
     }
-    database.execute("PRAGMA user_version = 1");
+    database.execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
     transaction.commit();
 }
 

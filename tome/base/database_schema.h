@@ -12,8 +12,8 @@ namespace tome {
 /// The statements that make a database's tables, without quotes in them.
 using Tables = std::span<const char* const>;
 
-/// Makes the tables in an empty database of format 1.
-void create_tables(Database& database, Tables tables);
+/// Makes the tables in an empty database, whose format becomes `version`.
+void create_tables(Database& database, Tables tables, int version = 1);
 
 /// What the database holds otherwise than `tables` say, white space and comments aside, for example "view branch";
 /// empty when it holds just these.

@@ -41,6 +41,17 @@ bool is_store(const std::filesystem::path& directory) {
     return std::filesystem::exists(directory / "store.db", ignored);
 }
 
+// A detached checkout's own folder holds none of its files: taken for them, they would all seem deleted.
+const std::filesystem::path& folder_of_files(const std::filesystem::path& directory, const CheckoutConfig& config,
+                                             const std::filesystem::path& working_folder) {
+    if (config.detached == working_folder.empty()) {
+        throw Error(ErrorCode::Invalid, (config.detached ? "the checkout is detached, and no working folder was given: "
+                                                         : "the checkout is not detached: ") +
+                                            directory.string());
+    }
+    return config.detached ? working_folder : directory;
+}
+
 // The file beside the configuration is the checkout's own; others are made by those who name them in a call.
 BranchMemory::Making making_of(const CheckoutConfig& config) {
     const bool own = config.branch_memory == state_folder({}) / branch_memory_name;
@@ -60,12 +71,13 @@ std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& 
     return std::make_unique<RememberingRemote>(open_repository(parse_repository_url(config.repository_url)), memory);
 }
 
-Checkout::Checkout(const std::filesystem::path& directory, Access access, bool offline)
+Checkout::Checkout(const std::filesystem::path& directory, Access access, bool offline,
+                   const std::filesystem::path& working_folder)
     : directory_(directory),
       config_(read_config(config_path(directory))),
       lock_(lock_folder(directory, access)),
       state_(index_path(directory)),
-      files_(directory),
+      files_(folder_of_files(directory, config_, working_folder)),
       offline_(offline && has_remote()),
       memory_(branch_memory(directory, config_, making_of(config_))) {
     if (access == Access::Change) {
@@ -124,8 +136,13 @@ Digest Checkout::tree_of(const Digest& revision) {
     return revision.is_zero() ? Digest{} : read_base(sources_, revision).tree;
 }
 
+Digest Checkout::base_tree() {
+    const std::optional<Digest> mixed = state_.base_tree();
+    return mixed ? *mixed : tree_of(state_.base());
+}
+
 bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,
-                     const Digest& base) {
+                     const Digest& base, const std::optional<Digest>& base_tree) {
     const std::filesystem::path aside = directory / (".tome-" + random_text());
     std::error_code error;
     if (std::filesystem::exists(config_path(directory), error)) {
@@ -136,6 +153,9 @@ bool create_checkout(const std::filesystem::path& directory, const CheckoutConfi
     }
     try {
         CheckoutState::create(aside / "index.db", branch, base);
+        if (base_tree) {
+            CheckoutState(aside / "index.db").set_base_tree(*base_tree);
+        }
         write_file_durably(aside / "config.toml", config_text(config));
     } catch (...) {
         std::filesystem::remove_all(aside, error);

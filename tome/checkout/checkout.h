@@ -21,9 +21,11 @@ class Checkout {
   public:
     enum class Access { Read, Change };
 
-    /// Opens the checkout in `directory`. `offline`: do without its remote. Throws Error(NotFound)
-    /// "not a checkout: DIRECTORY", Error(Corrupt) for damaged state.
-    Checkout(const std::filesystem::path& directory, Access access, bool offline);
+    /// Opens the checkout in `directory`. `offline`: do without its remote. `working_folder`: where the files of a
+    /// detached checkout lie; empty for every other. Throws Error(NotFound) "not a checkout: DIRECTORY", Error(Invalid)
+    /// for a detached one without a working folder and the reverse, Error(Corrupt) for damaged state.
+    Checkout(const std::filesystem::path& directory, Access access, bool offline,
+             const std::filesystem::path& working_folder = {});
 
     const std::filesystem::path& directory() const { return directory_; }
     const CheckoutConfig& config() const { return config_; }
@@ -53,6 +55,9 @@ class Checkout {
     /// The tree of a revision; zero for none. Throws what read_base does.
     Digest tree_of(const Digest& revision);
 
+    /// The tree that the files stand on: that of the base revision, unless they stand on several.
+    Digest base_tree();
+
   private:
     void add_store(const std::filesystem::path& directory);
 
@@ -80,6 +85,6 @@ std::unique_ptr<Remote> open_remote(const CheckoutConfig& config, BranchMemory& 
 /// Makes `directory` a checkout without files: builds ".tome" aside and renames it into place. False when a finished
 /// checkout stood there already or another process was faster.
 bool create_checkout(const std::filesystem::path& directory, const CheckoutConfig& config, const BranchName& branch,
-                     const Digest& base);
+                     const Digest& base, const std::optional<Digest>& base_tree = {});
 
 }  // namespace tome

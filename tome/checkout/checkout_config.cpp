@@ -84,6 +84,9 @@ std::string config_text(const CheckoutConfig& config) {
     if (!config.branch_memory.empty()) {
         text += "branch_memory = " + toml_string(config.branch_memory.string()) + "\n";
     }
+    if (config.detached) {
+        text += "detached = true\n";
+    }
     text += "\n[shared_store_to_use]\n";
     text += std::string("use_shared_store = ") + (config.use_shared_store ? "true" : "false") + "\n";
     if (config.use_shared_store) {
@@ -111,6 +114,7 @@ CheckoutConfig read_config(const std::filesystem::path& path) {
         config.repository_url = table["repository_url"].value<std::string>().value();
         config.description = table["description"].value_or(std::string());
         config.branch_memory = read_branch_memory(table, path);
+        config.detached = table["detached"].value_or(false);
         read_shared_store(table, path, config);
         return config;
     } catch (const toml::parse_error& error) {

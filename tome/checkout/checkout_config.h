@@ -13,6 +13,7 @@ struct CheckoutConfig {
     bool use_shared_store = false;
     std::filesystem::path shared_store;
     std::filesystem::path branch_memory{};  ///< relative to the checkout's directory; empty: none
+    bool detached = false;                  ///< the working files lie in a folder that each call names
 };
 
 /// The file's text. The key remote_url comes first and its line has no comment and no escape.

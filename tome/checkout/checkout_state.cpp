@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <span>
 
 #include "tome/base/damage.h"
 #include "tome/base/database_schema.h"
@@ -11,8 +12,8 @@
 namespace tome {
 namespace {
 
-constexpr int index_version = 1;
-constexpr std::array<const char*, 5> tables{
+constexpr int index_version = 2;
+constexpr std::array<const char*, 7> tables{
     "CREATE TABLE checkout (branch TEXT NOT NULL, base BLOB NOT NULL)",
     R"sql(CREATE TABLE file (
   path TEXT PRIMARY KEY,
@@ -33,7 +34,20 @@ constexpr std::array<const char*, 5> tables{
     "CREATE TABLE local_head (branch TEXT PRIMARY KEY, head BLOB NOT NULL) WITHOUT ROWID",
     R"sql(CREATE TABLE noted_metadata (
   branch TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY(branch, key)
+) WITHOUT ROWID)sql",
+    // Since version 2:
+    "CREATE TABLE base_tree (tree BLOB NOT NULL)",  // no row: that of the base revision
+    R"sql(CREATE TABLE seen (
+  path TEXT PRIMARY KEY,
+  digest BLOB NOT NULL,
+  size INTEGER NOT NULL,
+  modified INTEGER NOT NULL,
+  changed INTEGER NOT NULL,
+  inode INTEGER NOT NULL,
+  executable INTEGER NOT NULL,
+  recorded_at INTEGER NOT NULL
 ) WITHOUT ROWID)sql"};
+constexpr std::size_t tables_of_version_1 = 5;
 
 std::int64_t now_nanoseconds() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -52,6 +66,18 @@ bool is_tree_path(std::string_view text) {
     }
 }
 
+// What version 2 added is empty at first.
+void upgrade(Database& database) {
+    Transaction transaction(database);
+    if (database.user_version() == 1) {  // No other process was faster.
+        for (const char* table : std::span(tables).subspan(tables_of_version_1)) {
+            database.execute(table);
+        }
+        database.execute("PRAGMA user_version = 2");
+    }
+    transaction.commit();
+}
+
 HeldFile held_from_row(const Statement& row, const Digest& digest) {
     HeldFile file;
     file.digest = digest;
@@ -62,6 +88,12 @@ HeldFile held_from_row(const Statement& row, const Digest& digest) {
     file.stamp.executable = row.integer(6) != 0;
     file.recorded_at = row.integer(7);
     return file;
+}
+
+void record(Statement write, const std::string& path, const Digest& digest, const FileStamp& stamp) {
+    write.bind_text(1, path).bind_blob(2, digest.view()).bind(3, static_cast<std::int64_t>(stamp.size));
+    write.bind(4, stamp.modified).bind(5, stamp.changed).bind(6, static_cast<std::int64_t>(stamp.inode));
+    write.bind(7, stamp.executable ? 1 : 0).bind(8, now_nanoseconds()).run();
 }
 
 }  // namespace
@@ -75,12 +107,16 @@ bool HeldFile::is_unchanged(const FileStamp& now) const {
 
 void CheckoutState::create(const std::filesystem::path& path, const BranchName& branch, const Digest& base) {
     Database database(path, Database::Mode::Create);
-    create_tables(database, tables);
+    create_tables(database, tables, index_version);
     Statement insert = database.prepare("INSERT INTO checkout(branch, base) VALUES(?, ?)");
     insert.bind_text(1, branch.text()).bind_blob(2, base.view()).run();
 }
 
 CheckoutState::CheckoutState(const std::filesystem::path& path) : database_(path, Database::Mode::Open) {
+    if (database_.user_version() == 1 &&
+        difference_from(std::span(tables).first(tables_of_version_1), database_).empty()) {
+        upgrade(database_);
+    }
     if (const std::int64_t version = database_.user_version(); version != index_version) {
         if (version < index_version) {
             refuse(path);
@@ -126,11 +162,34 @@ void CheckoutState::set_base(const BranchName& branch, const Digest& base) {
         .bind_text(1, branch.text())
         .bind_blob(2, base.view())
         .run();
+    database_.execute("DELETE FROM base_tree");
+}
+
+std::optional<Digest> CheckoutState::base_tree() {
+    Statement query = database_.prepare("SELECT tree FROM base_tree");
+    return query.step() ? std::optional(digest_in(query, 0)) : std::nullopt;
+}
+
+void CheckoutState::set_base_tree(const Digest& tree) {
+    database_.execute("DELETE FROM base_tree");
+    database_.prepare("INSERT INTO base_tree(tree) VALUES(?)").bind_blob(1, tree.view()).run();
 }
 
 std::optional<HeldFile> CheckoutState::held_file(const std::string& path) {
-    Statement query = database_.prepare(
-        "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file WHERE path = ?");
+    return file_in(
+        database_.prepare(
+            "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM file WHERE path = ?"),
+        path);
+}
+
+std::optional<HeldFile> CheckoutState::seen_file(const std::string& path) {
+    return file_in(
+        database_.prepare(
+            "SELECT path, digest, size, modified, changed, inode, executable, recorded_at FROM seen WHERE path = ?"),
+        path);
+}
+
+std::optional<HeldFile> CheckoutState::file_in(Statement query, const std::string& path) const {
     return query.bind_text(1, path).step() ? std::optional(held_from_row(query, digest_in(query, 1))) : std::nullopt;
 }
 
@@ -155,12 +214,17 @@ std::map<std::string, HeldFile> CheckoutState::held_files(const std::string& fol
 }
 
 void CheckoutState::hold_file(const std::string& path, const Digest& digest, const FileStamp& stamp) {
-    Statement write = database_.prepare(
-        "INSERT OR REPLACE INTO file(path, digest, size, modified, changed, inode, executable, recorded_at)"
-        " VALUES(?, ?, ?, ?, ?, ?, ?, ?)");
-    write.bind_text(1, path).bind_blob(2, digest.view()).bind(3, static_cast<std::int64_t>(stamp.size));
-    write.bind(4, stamp.modified).bind(5, stamp.changed).bind(6, static_cast<std::int64_t>(stamp.inode));
-    write.bind(7, stamp.executable ? 1 : 0).bind(8, now_nanoseconds()).run();
+    record(database_.prepare(
+               "INSERT OR REPLACE INTO file(path, digest, size, modified, changed, inode, executable, recorded_at)"
+               " VALUES(?, ?, ?, ?, ?, ?, ?, ?)"),
+           path, digest, stamp);
+}
+
+void CheckoutState::remember_seen(const std::string& path, const Digest& digest, const FileStamp& stamp) {
+    record(database_.prepare(
+               "INSERT OR REPLACE INTO seen(path, digest, size, modified, changed, inode, executable, recorded_at)"
+               " VALUES(?, ?, ?, ?, ?, ?, ?, ?)"),
+           path, digest, stamp);
 }
 
 void CheckoutState::drop_file(const std::string& path) {

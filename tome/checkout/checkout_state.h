@@ -1,5 +1,5 @@
-// What a checkout knows of itself, in the database .tome/index.db: its branch and base revision, the files that it
-// holds, the staged changes, the heads of branches that were not published yet and the metadata noted for them.
+// What a checkout knows of itself, in the database .tome/index.db: its branch and base, the files that it holds, the
+// staged changes, the heads of branches that were not published yet and the metadata noted for them.
 #pragma once
 
 #include <filesystem>
@@ -39,14 +39,25 @@ class CheckoutState {
     Database& database() { return database_; }
 
     BranchName branch();
+    /// The base revision: the files stand on its tree, unless base_tree() tells of another.
     Digest base();
     void set_base(const BranchName& branch, const Digest& base);
+
+    /// The tree that the files stand on where they do not all stand on one revision; nothing where they do. set_base()
+    /// ends that.
+    std::optional<Digest> base_tree();
+    void set_base_tree(const Digest& tree);
 
     std::optional<HeldFile> held_file(const std::string& path);
     /// All held files at or below `folder` ("": all), by path.
     std::map<std::string, HeldFile> held_files(const std::string& folder);
     void hold_file(const std::string& path, const Digest& digest, const FileStamp& stamp);
     void drop_file(const std::string& path);
+
+    /// The content of a working file that was read and is not held, so that it need not be read again. It says nothing
+    /// about where else the content is.
+    std::optional<HeldFile> seen_file(const std::string& path);
+    void remember_seen(const std::string& path, const Digest& digest, const FileStamp& stamp);
 
     TreeChanges staged_changes();
     void stage(const std::string& path, const std::optional<TreeEntry>& entry);
@@ -65,6 +76,7 @@ class CheckoutState {
 
   private:
     Digest digest_in(const Statement& row, int column) const;
+    std::optional<HeldFile> file_in(Statement query, const std::string& path) const;
 
     Database database_;
 };

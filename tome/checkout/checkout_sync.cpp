@@ -13,7 +13,7 @@ SyncedFiles sync_checkout(Checkout& checkout, const SyncRequest& wanted) {
     const Digest revision = wanted.revision.is_zero() ? newest.head : wanted.revision;
 
     MaterializationRequest request = request_to_follow(checkout, newest);
-    request.target = checkout.tree_of(revision);
+    request.target = revision == base && wanted.revision.is_zero() ? checkout.base_tree() : checkout.tree_of(revision);
     request.paths = wanted.paths;
     request.whole_tree = wanted.paths.empty();
     request.overwrite = wanted.overwrite;

@@ -44,6 +44,7 @@ CheckoutConfig config_of(const CloneRequest& request, const std::filesystem::pat
     config.remote_url = request.location.remote_url;
     config.repository_url = repository_url(request.location);
     config.branch_memory = memory_in_config(request.branch_memory, directory);
+    config.detached = !request.working_folder.empty();
     config.use_shared_store = request.use_shared_store;
     if (config.use_shared_store) {
         config.shared_store = request.shared_store;
@@ -73,7 +74,7 @@ std::vector<std::string> write_files(Checkout& checkout, const CloneRequest& req
 }
 
 ClonedCheckout finish_clone(const std::filesystem::path& directory, const CloneRequest& request) {
-    Checkout checkout(directory, Checkout::Access::Change, false);
+    Checkout checkout(directory, Checkout::Access::Change, false, request.working_folder);
     if (checkout.state().branch() != request.branch) {
         throw Error(ErrorCode::AlreadyExists, "is a checkout of another branch: " + directory.string());
     }
@@ -107,7 +108,8 @@ ClonedCheckout clone_repository(const std::filesystem::path& directory, const Cl
     const CheckoutConfig config = config_of(request, directory);
     const Digest head = head_on_remote(directory, config, request.branch);
     make_folder(directory);
-    const bool is_new = create_checkout(directory, config, request.branch, head);
+    const std::optional<Digest> tree = config.detached ? std::optional(Digest{}) : std::nullopt;
+    const bool is_new = create_checkout(directory, config, request.branch, head, tree);
     if (!is_new && read_config(config_path(directory)).repository_url != config.repository_url) {
         throw Error(ErrorCode::AlreadyExists, "is a checkout of another repository: " + directory.string());
     }

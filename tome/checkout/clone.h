@@ -27,8 +27,9 @@ struct CloneRequest {
     std::filesystem::path branch_memory{};  ///< absolute; empty: none
     bool use_shared_store = false;
     std::filesystem::path shared_store{};
-    std::vector<std::string> paths{};  ///< files or folders to write, checked
-    bool whole_tree = false;           ///< write all files
+    std::vector<std::string> paths{};        ///< files or folders to write, checked
+    bool whole_tree = false;                 ///< write all files
+    std::filesystem::path working_folder{};  ///< of a detached checkout, which stands on no file at first; else empty
 };
 
 struct ClonedCheckout {

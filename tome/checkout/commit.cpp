@@ -7,6 +7,9 @@ namespace tome {
 
 NamedRevision commit_staged(Checkout& checkout, const std::string& message) {
     const TreeChanges staged = checkout.state().staged_changes();
+    if (checkout.state().base_tree()) {  // Files stand on newer states than the base, which must not be taken back.
+        throw Error(ErrorCode::Moved, "branch has moved on the remote: " + checkout.state().branch().text());
+    }
     const Digest before = checkout.tree_of(checkout.state().base());
     ObjectList trees;
     const Digest tree =

@@ -33,8 +33,14 @@ class Planner {
         if (request_.whole_tree) {
             want_folder("");
         }
+        for (const auto& [path, entry] : request_.versions) {
+            wanted_[path] = entry;
+        }
         for (const auto& [path, entry] : wanted_) {
             plan_file(path, entry);
+        }
+        for (const auto& [path, merged] : request_.merged) {
+            plan_.uncommitted.emplace(path, merged.second);
         }
         remove_files_in_the_way();
         const std::set<std::string> removed(plan_.removals.begin(), plan_.removals.end());
@@ -57,7 +63,7 @@ class Planner {
                  diff_trees(checkout_.sources(), request_.old_tree, request_.overtaken_tree)) {
                 protected_.insert(difference.path);
                 if (!difference.after && !checkout_.files().find(TreePath::parse(difference.path))) {
-                    plan_.deletions.emplace(difference.path, difference.before->digest);
+                    plan_.uncommitted.emplace(difference.path, difference.before->digest);
                 }
             }
         }
@@ -136,7 +142,7 @@ class Planner {
             plan_.already_there.emplace(text, std::pair(digest, existing->stamp));
             return;
         }
-        if (!known && !same_content && !request_.overwrite && !is_in_a_base(text, digest)) {
+        if (!known && !same_content && !request_.overwrite && !is_in_a_base(text, digest) && !is_merged(text, digest)) {
             blocked_.insert(text);
             return;
         }
@@ -161,9 +167,15 @@ class Planner {
         return (before && before->digest == digest) || (after && after->digest == digest);
     }
 
+    // Whether these bytes are part of what is to be written.
+    bool is_merged(const std::string& path, const Digest& digest) const {
+        const auto merged = request_.merged.find(path);
+        return merged != request_.merged.end() && merged->second.first == digest;
+    }
+
     // A folder may give way to a file when every file in it, another checkout's among them, goes, too.
     void check_folder(const std::string& folder, const std::set<std::string>& removed) {
-        const std::filesystem::path& root = checkout_.directory();
+        const std::filesystem::path& root = checkout_.files().root();
         std::error_code error;
         std::filesystem::recursive_directory_iterator entry(root / folder, error);
         for (; !error && entry != std::filesystem::recursive_directory_iterator(); entry.increment(error)) {
@@ -246,7 +258,7 @@ PreparedFiles prepare_files(Checkout& checkout, const MaterializationPlan& plan)
 }  // namespace
 
 MaterializationRequest request_to_follow(Checkout& checkout, const NewestHead& newest) {
-    const Digest base = checkout.tree_of(checkout.state().base());
+    const Digest base = checkout.base_tree();
     MaterializationRequest request;
     request.old_tree = newest.overtaken ? checkout.tree_of(newest.common_base) : base;
     request.overtaken_tree = newest.overtaken ? base : Digest{};
@@ -281,14 +293,14 @@ std::vector<std::string> materialize(Checkout& checkout, const MaterializationPl
         checkout.files().sync_folders(changed);
     }
     Transaction transaction(checkout.state().database());
-    for (const auto& [path, digest] : plan.deletions) {
-        checkout.state().hold_file(path, digest, {});
-    }
     for (const auto& [path, stamp] : installed) {
         checkout.state().hold_file(path, plan.writes.at(path).digest, stamp);
     }
     for (const auto& [path, content] : plan.already_there) {
         checkout.state().hold_file(path, content.first, content.second);
+    }
+    for (const auto& [path, digest] : plan.uncommitted) {
+        checkout.state().hold_file(path, digest, {});
     }
     for (const std::vector<std::string>* gone : {&plan.removals, &plan.dropped}) {
         for (const std::string& path : *gone) {

@@ -26,6 +26,12 @@ struct MaterializationRequest {
                                      ///< `old_tree` counts as uncommitted; zero: there are none
     bool overwrite = false;          ///< replace uncommitted changes, too
     bool scratch = false;            ///< the files need not survive a power cut
+
+    /// Files to be brought to these versions, whatever the trees say: for an update, which finds out itself what each
+    /// file is to become.
+    TreeChanges versions{};
+    /// Among them those that a merge made of uncommitted bytes: the digest of these, and what the file is to stand on.
+    std::map<std::string, std::pair<Digest, Digest>> merged{};
 };
 
 struct MaterializationPlan {
@@ -33,8 +39,9 @@ struct MaterializationPlan {
     std::vector<std::string> removals;
     std::map<std::string, std::pair<Digest, FileStamp>> already_there;
     bool scratch = false;
-    std::vector<std::string> dropped;         ///< held files that are gone and stay so
-    std::map<std::string, Digest> deletions;  ///< by overtaken commits: uncommitted again, and so to be known as held
+    std::vector<std::string> dropped;           ///< held files that are gone and stay so
+    std::map<std::string, Digest> uncommitted;  ///< what files stand on that count as changed afterwards: deletions by
+                                                ///< overtaken commits, and merges
 };
 
 /// The request that updates held files when the checkout moves from its base to `newest`, a head of the branch that it

@@ -20,7 +20,7 @@ class Stager {
     Stager(Checkout& checkout, const StagingRequest& request)
         : checkout_(checkout),
           request_(request),
-          base_root_(checkout.tree_of(checkout.state().base())),
+          base_root_(checkout.base_tree()),
           base_(checkout.sources(), base_root_) {}
 
     void stage(const std::string& path) {

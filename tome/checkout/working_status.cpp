@@ -24,7 +24,7 @@ bool is_skipped(const std::string& path, const std::set<std::string>& skip) {
 }  // namespace
 
 std::vector<std::string> changed_paths(Checkout& checkout, const std::set<std::string>& skip) {
-    TreeLookup base(checkout.sources(), checkout.tree_of(checkout.state().base()));
+    TreeLookup base(checkout.sources(), checkout.base_tree());
     std::map<std::string, HeldFile> held = checkout.state().held_files("");
     std::set<std::string> changed;
     checkout.files().scan("", skip, [&](const std::string& path, const WorkingEntry& entry) {

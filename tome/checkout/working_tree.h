@@ -23,6 +23,8 @@ class WorkingTree {
   public:
     explicit WorkingTree(const std::filesystem::path& root);
 
+    const std::filesystem::path& root() const { return tree_.root(); }
+
     /// What stands at `path`; nothing when it, or a folder on the way, does not exist or is no folder. Throws
     /// Error(Io) "a symbolic link stands in the way: PATH" when one is on the way.
     std::optional<WorkingEntry> find(const TreePath& path) const;

@@ -4,7 +4,7 @@
 #include <set>
 #include <vector>
 
-#include "tome/merge/text_merge.h"
+#include "tome/merge/file_merge.h"
 #include "tome/merge/tree_merge.h"
 #include "tome/object/object_sink.h"
 #include "tome/object/revision_graph.h"
@@ -135,40 +135,10 @@ class Merger {
         return merge;
     }
 
-    // A text that both sides changed, in different places.
+    // A file that both sides changed, in different places.
     std::optional<TreeEntry> merge_file(Sides& sides, const std::string& path) {
-        const auto base = sides.base.find(path);
-        const auto ours = sides.ours.find(path);
-        const auto theirs = sides.theirs.find(path);
-        const auto old_text = text_of(base, path);
-        const auto our_text = text_of(ours, path);
-        const auto their_text = text_of(theirs, path);
-        if (!old_text || !our_text || !their_text) {
-            return std::nullopt;
-        }
-        const std::optional<std::string> merged = merge_texts(*old_text, *our_text, *their_text);
-        if (!merged) {
-            return std::nullopt;
-        }
-        const StoredFile stored{digest_of(*merged), merged->size()};
-        store_.add_bytes(stored.digest, *merged);
-        TreeEntry entry = *ours;
-        entry.size = stored.size;
-        entry.digest = stored.digest;
-        entry.executable = ours->executable == base->executable ? theirs->executable : ours->executable;
-        return entry;
-    }
-
-    std::optional<std::string> text_of(const std::optional<TreeEntry>& entry, const std::string& path) {
-        if (!entry || entry->is_folder() || entry->size > max_merged_text_bytes) {
-            return std::nullopt;
-        }
-        std::optional<std::string> bytes = source_.read_content(entry->digest);
-        if (!bytes) {
-            throw missing_object(entry->digest);
-        }
-        check_size(*entry, bytes->size(), path);
-        return is_mergeable_text(*bytes) ? std::move(bytes) : std::nullopt;
+        return merge_files(source_, store_, {sides.base.find(path), sides.ours.find(path), sides.theirs.find(path)},
+                           path);
     }
 
     ObjectSource& source_;

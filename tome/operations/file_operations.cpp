@@ -1,4 +1,7 @@
-// tome_file_stage, tome_file_info.
+// tome_file_stage, tome_file_info, tome_file_state, tome_file_base_set, tome_file_update.
+#include "tome/checkout/file_base.h"
+#include "tome/checkout/file_state.h"
+#include "tome/checkout/file_update.h"
 #include "tome/checkout/staging.h"
 #include "tome/object/revision_graph.h"
 #include "tome/operations/operation.h"
@@ -47,6 +50,46 @@ void report_info(const tome_globals_t& globals, const tome_file_info_params_t& p
     }
 }
 
+tome_file_version_t version_of(const std::optional<TreeEntry>& entry) {
+    return entry ? tome_file_version_t{to_hash(entry->digest), entry->size, 1U, entry->executable ? 1U : 0U}
+                 : tome_file_version_t{};
+}
+
+void report_state(const tome_globals_t& globals, const tome_file_state_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Read);
+    const std::vector<std::string> skip = to_paths(params.skip_paths);
+    const FileStates states = file_states(checkout, {to_paths(params.paths), {skip.begin(), skip.end()}});
+    for (const FileState& file : states.files) {
+        tome_event_t event{};
+        event.kind = TOME_EVENT_FILE_STATE;
+        event.as.file_state = {view_of(file.path), version_of(file.base), version_of(file.here), version_of(file.there),
+                               file.is_other_kind ? 1U : 0U};
+        events.send(event);
+    }
+    events.identity(TOME_EVENT_SYNCED, states.head, order_of(checkout.sources(), states.head));
+}
+
+void set_base(const tome_globals_t& globals, const tome_file_base_set_params_t& params) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const Digest revision = to_digest(params.revision);
+    if (revision.is_zero()) {
+        return find_file_bases(checkout, to_paths(params.paths), params.versions);
+    }
+    set_file_bases(checkout, {revision, to_paths(params.paths), params.is_base != 0});
+}
+
+void update(const tome_globals_t& globals, const tome_file_update_params_t& params, const Events& events) {
+    Checkout checkout = open_checkout(globals, Checkout::Access::Change);
+    const UpdatedFiles updated =
+        update_files(checkout, {to_digest(params.revision), to_paths(params.paths), params.is_base != 0});
+    events.paths(TOME_EVENT_MERGE_CONFLICT, updated.conflicts);
+    events.paths(TOME_EVENT_SYNCED_PATH, updated.changed);
+    events.paths(TOME_EVENT_MERGED_PATH, updated.merged);
+    if (updated.conflicts.empty()) {
+        events.identity(TOME_EVENT_SYNCED, updated.revision, order_of(checkout.sources(), updated.revision));
+    }
+}
+
 }  // namespace
 }  // namespace tome
 
@@ -62,6 +105,24 @@ int32_t tome_file_info(const tome_globals_t* globals, const tome_file_info_param
                        tome_callback_t callback) {
     return tome::run_operation(globals, params, user, callback,
                                [&](const tome::Events& events) { tome::report_info(*globals, *params, events); });
+}
+
+int32_t tome_file_state(const tome_globals_t* globals, const tome_file_state_params_t* params, uint64_t user,
+                        tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::report_state(*globals, *params, events); });
+}
+
+int32_t tome_file_base_set(const tome_globals_t* globals, const tome_file_base_set_params_t* params, uint64_t user,
+                           tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events&) { tome::set_base(*globals, *params); });
+}
+
+int32_t tome_file_update(const tome_globals_t* globals, const tome_file_update_params_t* params, uint64_t user,
+                         tome_callback_t callback) {
+    return tome::run_operation(globals, params, user, callback,
+                               [&](const tome::Events& events) { tome::update(*globals, *params, events); });
 }
 
 }  // extern "C"

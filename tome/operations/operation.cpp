@@ -159,12 +159,20 @@ std::filesystem::path checkout_directory(const tome_globals_t& globals) {
     return std::filesystem::path(text).lexically_normal();
 }
 
+std::filesystem::path working_folder(const tome_globals_t& globals) {
+    const std::string text = to_text(globals.working_folder);
+    if (!text.empty() && (!text.starts_with('/') || text.find('\0') != std::string::npos)) {
+        throw Error(ErrorCode::Invalid, "the working folder is no absolute path: " + text);
+    }
+    return std::filesystem::path(text).lexically_normal();
+}
+
 bool is_offline(const tome_globals_t& globals) {
     return globals.offline != 0 && globals.use_remote == 0;
 }
 
 Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access) {
-    return {checkout_directory(globals), access, is_offline(globals)};
+    return {checkout_directory(globals), access, is_offline(globals), working_folder(globals)};
 }
 
 int32_t run_operation(const tome_globals_t* globals, const void* params, uint64_t user, tome_callback_t callback,

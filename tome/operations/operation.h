@@ -48,6 +48,9 @@ std::filesystem::path checkout_directory(const tome_globals_t& globals);
 /// Whether the operation is to do without the remote.
 bool is_offline(const tome_globals_t& globals);
 
+/// globals.working_folder: absolute, or empty.
+std::filesystem::path working_folder(const tome_globals_t& globals);
+
 /// Opens the checkout that the globals name.
 Checkout open_checkout(const tome_globals_t& globals, Checkout::Access access);
 

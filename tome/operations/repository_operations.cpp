@@ -49,6 +49,7 @@ void clone(const tome_globals_t& globals, const tome_repository_clone_params_t& 
     request.use_shared_store = params.use_shared_store != 0;
     request.shared_store = to_text(params.shared_store);
     request.paths = to_paths(params.paths);
+    request.working_folder = working_folder(globals);
     request.whole_tree = params.sparse == 0 && params.metadata_only == 0 && request.paths.empty();
     const ClonedCheckout clone = clone_repository(directory, request);
     events.paths(TOME_EVENT_SYNCED_PATH, clone.changed);

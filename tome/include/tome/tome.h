@@ -73,7 +73,12 @@ typedef struct tome_globals {
     uint32_t non_interactive; /* never ask the person at the terminal; this library never does */
     uint32_t force;           /* tome_branch_push: move the branch even where that drops revisions; this library
                                  takes the flag, but never drops a published revision */
-    uint32_t reserved[7];     /* zero */
+    uint32_t reserved;        /* zero */
+    /* The folder whose files a detached checkout is about, absolute. A checkout is detached when it was cloned with
+     * this set: it keeps its state alone in `checkout`, and every call on it names the folder. Empty for every other.
+     */
+    tome_string_t working_folder;
+    uint32_t reserved_end[2]; /* zero */
 } tome_globals_t;
 
 /* ---- Events ---------------------------------------------------------------------------------------------------- */
@@ -89,8 +94,11 @@ typedef enum tome_event_kind {
     TOME_EVENT_MERGE_CONFLICT = 29, /* path: changed differently on both sides */
     TOME_EVENT_REVISION_DIFF = 34,  /* change: one path that differs between two revisions */
     TOME_EVENT_FILE_INFO = 80,      /* file: its identity now; number = size in bytes */
+    TOME_EVENT_FILE_STATE = 81,     /* file_state: one path at which working file, base and newest head are not all the
+                                       same */
     TOME_EVENT_SYNCED = 106,        /* identity: the revision that was synced to; number = order */
     TOME_EVENT_SYNCED_PATH = 107,   /* path: written, replaced or removed in the working tree */
+    TOME_EVENT_MERGED_PATH = 108,   /* path: a working file that got the changes of both sides */
     TOME_EVENT_FILE_STAGED = 150, /* file: staged content; a staged deletion has present = 0; number = size in bytes */
     TOME_EVENT_STATUS = 151,      /* status */
     TOME_EVENT_STATUS_PATH = 152, /* path: differs from the base revision, or is staged */
@@ -154,6 +162,23 @@ typedef struct tome_file_event {
     uint32_t present;
 } tome_file_event_t;
 
+/* A version of a file. A hash of zero with `present` is that of a working file that was not read, because its size
+ * alone tells that it is none of the other two versions. */
+typedef struct tome_file_version {
+    tome_hash_t hash;
+    uint64_t size;
+    uint32_t present;
+    uint32_t executable;
+} tome_file_version_t;
+
+typedef struct tome_file_state_event {
+    tome_string_t path;
+    tome_file_version_t base;  /* what the working file stands on */
+    tome_file_version_t here;  /* the working file */
+    tome_file_version_t there; /* the newest head of the branch */
+    uint32_t is_other_kind;    /* a link, pipe or the like stands in the file's place; `here` is absent then */
+} tome_file_state_event_t;
+
 typedef struct tome_status_event {
     tome_hash_t local_head;  /* base revision of the checkout */
     tome_hash_t remote_head; /* head of the same branch on the remote */
@@ -193,6 +218,7 @@ typedef struct tome_event {
         tome_branch_event_t branch;
         tome_change_event_t change;
         tome_file_event_t file;
+        tome_file_state_event_t file_state;
         tome_status_event_t status;
         tome_revision_event_t revision;
         uint64_t handle;
@@ -375,6 +401,44 @@ typedef struct tome_file_info_params {
 } tome_file_info_params_t;
 TOME_API int32_t tome_file_info(const tome_globals_t* globals, const tome_file_info_params_t* params, uint64_t user,
                                 tome_callback_t callback);
+
+/* Reports how the working files, what they stand on and the newest head of the checkout's branch differ: one
+ * TOME_EVENT_FILE_STATE for each path at which the three are not all the same, in byte order; then TOME_EVENT_SYNCED
+ * with that head. A file that was read for it is remembered: asking again costs a walk with stat. */
+typedef struct tome_file_state_params {
+    tome_string_array_t paths; /* files; empty: all */
+    tome_string_array_t
+        skip_paths; /* directories to pass over, relative to the working folder, when all are asked for */
+} tome_file_state_params_t;
+TOME_API int32_t tome_file_state(const tome_globals_t* globals, const tome_file_state_params_t* params, uint64_t user,
+                                 tome_callback_t callback);
+
+/* Makes the working files at `paths` stand on `revision` and changes none of them: a file with other bytes then counts
+ * as changed here, one that the revision lacks as added. Without `revision`, each file stands on the newest of the last
+ * `versions` versions of its path on the branch that has its bytes, or, when none has, on what it stood on. No events.
+ */
+typedef struct tome_file_base_set_params {
+    tome_hash_t revision;
+    tome_string_array_t paths; /* files; empty, with a revision: all */
+    uint32_t is_base;          /* no file stands on another revision then; `revision` becomes the checkout's base */
+    uint64_t versions;
+} tome_file_base_set_params_t;
+TOME_API int32_t tome_file_base_set(const tome_globals_t* globals, const tome_file_base_set_params_t* params,
+                                    uint64_t user, tome_callback_t callback);
+
+/* Brings the working files at `paths` up to date with `revision`, or with the newest head of the checkout's branch: an
+ * untouched file follows, one that only changed here stays, a text that changed on both sides gets both changes by
+ * lines and counts as changed here. All of them stand on that revision then. Where both sides changed a file otherwise,
+ * nothing is done and the call succeeds: one TOME_EVENT_MERGE_CONFLICT for each such path. Otherwise
+ * TOME_EVENT_SYNCED_PATH for each file written or removed, TOME_EVENT_MERGED_PATH for each with both changes, then
+ * TOME_EVENT_SYNCED. */
+typedef struct tome_file_update_params {
+    tome_string_array_t paths; /* files; empty: all, those included that the checkout does not hold */
+    tome_hash_t revision;
+    uint32_t is_base; /* no other file is behind: the revision becomes the checkout's base */
+} tome_file_update_params_t;
+TOME_API int32_t tome_file_update(const tome_globals_t* globals, const tome_file_update_params_t* params, uint64_t user,
+                                  tome_callback_t callback);
 
 /* ---- Revisions ------------------------------------------------------------------------------------------------- */
 
