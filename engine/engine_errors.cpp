@@ -37,6 +37,10 @@ bool says_that_repository_exists(const std::exception& error) {
     return holds_any(error, {"Already exists", "already exists", "exists with id", "exist with id"});
 }
 
+bool says_that_checkout_is_damaged(const std::exception& error) {
+    return holds_any(error, {"corrupt ", "missing object", "damaged checkout configuration", "not a checkout"});
+}
+
 bool says_that_history_was_started(const std::exception& error) {
     return holds_any(error, {"Already exists", "already exists"});
 }

@@ -22,6 +22,9 @@ bool says_that_branch_exists(const std::exception& error);
 /// A repository was not made, because the remote has one. Engines word it in four ways.
 bool says_that_repository_exists(const std::exception& error);
 
+/// What a checkout knows of itself cannot be read, or refers to something that no store has.
+bool says_that_checkout_is_damaged(const std::exception& error);
+
 /// Starting a history failed at something that another process made meanwhile.
 bool says_that_history_was_started(const std::exception& error);
 

@@ -19,6 +19,7 @@ tome_globals_t globals_for_call(const CheckoutLocation& checkout) {
         globals.no_remote = 0;
         globals.use_remote = 1;
     }
+    globals.working_folder = tome_string_of(checkout.working_folder.native());
     return globals;
 }
 
@@ -201,6 +202,47 @@ TomeWorkspaceState call_tome_file_info(const CheckoutLocation& checkout, const s
     tome_file_info_params_t params = {};
     params.paths = path_array.array();
     return call(tome_file_info, "tome_file_info", checkout, params);
+}
+
+TomeWorkspaceState call_tome_file_state(const CheckoutLocation& checkout, const std::vector<std::string>& paths,
+                                        const std::vector<std::string>& skip) {
+    const TextArray path_array(paths);
+    const TextArray skip_array(skip);
+    tome_file_state_params_t params = {};
+    params.paths = path_array.array();
+    params.skip_paths = skip_array.array();
+    return call(tome_file_state, "tome_file_state", checkout, params);
+}
+
+TomeWorkspaceState call_tome_file_base_set(const CheckoutLocation& checkout, const std::string& revision,
+                                           const std::vector<std::string>& paths, bool is_base) {
+    const TextArray path_array(paths);
+    tome_file_base_set_params_t params = {};
+    params.revision = revision_hash(revision);
+    params.paths = path_array.array();
+    params.is_base = is_base;
+    return call(tome_file_base_set, "tome_file_base_set", checkout, params);
+}
+
+TomeWorkspaceState call_tome_file_base_find(const CheckoutLocation& checkout, const std::vector<std::string>& paths,
+                                            std::uint64_t versions) {
+    const TextArray path_array(paths);
+    tome_file_base_set_params_t params = {};
+    params.paths = path_array.array();
+    params.versions = versions;
+    return call(tome_file_base_set, "tome_file_base_set", checkout, params);
+}
+
+TomeWorkspaceState call_tome_file_update(const CheckoutLocation& checkout, const TomeUpdate& update) {
+    const TextArray path_array(update.paths);
+    tome_file_update_params_t params = {};
+    params.paths = path_array.array();
+    if (!update.revision.empty()) {
+        params.revision = revision_hash(update.revision);
+    }
+    params.is_base = update.is_base;
+    params.check_only = update.check_only;
+    return call(tome_file_update, "tome_file_update", checkout, params);
 }
 
 TomeWorkspaceState call_tome_revision_commit(const CheckoutLocation& checkout, const std::string& message) {

@@ -20,7 +20,8 @@ namespace quill {
 /// The checkout that a call works on.
 struct CheckoutLocation {
     std::filesystem::path root;
-    std::string remote_url;  ///< may be empty; then the checkout's own configuration tells
+    std::string remote_url;                  ///< may be empty; then the checkout's own configuration tells
+    std::filesystem::path working_folder{};  ///< absolute; where the files of a detached checkout lie, else empty
 };
 
 // Each operation throws std::runtime_error when the engine reports a failure: the operation's name in the C interface,
@@ -91,6 +92,30 @@ TomeWorkspaceState call_tome_file_stage(const CheckoutLocation& checkout, const 
 
 /// `file_identities`: those of the files at `paths`, relative to the checkout. A path that names no file is left out.
 TomeWorkspaceState call_tome_file_info(const CheckoutLocation& checkout, const std::vector<std::string>& paths);
+
+/// `file_states`: the files at `paths`, or all without `skip`, whose three states are not all the same, in byte order;
+/// `identity`: the newest head of the checkout's branch.
+TomeWorkspaceState call_tome_file_state(const CheckoutLocation& checkout, const std::vector<std::string>& paths,
+                                        const std::vector<std::string>& skip);
+
+/// Makes the files at `paths` (none: all) stand on the revision. `is_base`: no other file stands on another one.
+TomeWorkspaceState call_tome_file_base_set(const CheckoutLocation& checkout, const std::string& revision,
+                                           const std::vector<std::string>& paths, bool is_base);
+
+/// Makes each file at `paths` stand on the newest of the last `versions` versions of its path that has its bytes.
+TomeWorkspaceState call_tome_file_base_find(const CheckoutLocation& checkout, const std::vector<std::string>& paths,
+                                            std::uint64_t versions);
+
+/// What to bring up to date.
+struct TomeUpdate {
+    std::vector<std::string> paths;  ///< none: all files
+    std::string revision;            ///< 64 hex digits; empty: the branch's newest head
+    bool is_base = false;            ///< no other file is behind
+    bool check_only = false;         ///< find the conflicts, do nothing
+};
+/// Brings files up to date. `changed_paths`: conflicts, and if there are any, nothing was done; `reported_paths`: files
+/// written or removed; `merged_paths`: those among them with both changes.
+TomeWorkspaceState call_tome_file_update(const CheckoutLocation& checkout, const TomeUpdate& update);
 
 /// `identity`, `identity_number`: the new revision.
 TomeWorkspaceState call_tome_revision_commit(const CheckoutLocation& checkout, const std::string& message);

@@ -66,6 +66,17 @@ void record_file(TomeWorkspaceState& state, const tome_file_event_t& event) {
     }
 }
 
+std::optional<ProjectFileVersion> version_of(const tome_file_version_t& version) {
+    return version.present == 0
+               ? std::nullopt
+               : std::optional(ProjectFileVersion{tome_hash_hex(version.hash), version.size, version.executable != 0});
+}
+
+void record_file_state(TomeWorkspaceState& state, const tome_file_state_event_t& event) {
+    state.file_states.push_back({tome_string_to_std(event.path), version_of(event.base), version_of(event.here),
+                                 version_of(event.there), event.is_other_kind != 0});
+}
+
 void record_status(TomeWorkspaceState& state, const tome_status_event_t& event) {
     state.identity = tome_hash_hex(event.local_head);
     state.second_identity = tome_hash_hex(event.remote_head);
@@ -110,6 +121,12 @@ void record_event(TomeWorkspaceState& state, const tome_event_t& event) {
         case TOME_EVENT_FILE_INFO:
         case TOME_EVENT_FILE_STAGED:
             record_file(state, event.as.file);
+            break;
+        case TOME_EVENT_FILE_STATE:
+            record_file_state(state, event.as.file_state);
+            break;
+        case TOME_EVENT_MERGED_PATH:
+            append_path(state.merged_paths, event.as.path);
             break;
         case TOME_EVENT_SYNCED_PATH:
         case TOME_EVENT_STATUS_PATH:

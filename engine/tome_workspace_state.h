@@ -37,6 +37,8 @@ struct TomeWorkspaceState {
     std::vector<std::string> restored_paths;              ///< restore: paths that it wrote
     std::uint64_t event_count = 0;                        ///< revision info: number of changed files
     std::vector<FileIdentity> file_identities;            ///< of the files that were asked for or staged
+    std::vector<ProjectFileState> file_states;            ///< files whose three states are not all the same
+    std::vector<std::string> merged_paths;                ///< update: files that got the changes of both sides
 };
 
 }  // namespace quill

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,29 @@ struct ProjectWorkspaceDiffEntry {
     std::string change;  ///< "add", "delete", "move", "copy" or "modify"
 };
 
+/// A version of one file.
+struct ProjectFileVersion {
+    std::string hash;        ///< SHA-256, 64 lower-case hex digits; empty for a working file that was not read, because
+                             ///< its size alone tells that it is another version than those it was compared with
+    std::uint64_t size = 0;  ///< bytes
+    bool executable = false;  ///< the bit for its owner
+
+    bool operator==(const ProjectFileVersion&) const = default;
+};
+
+/// One file in three states; nothing where there is no file.
+struct ProjectFileState {
+    std::string path;                         ///< relative to the project
+    std::optional<ProjectFileVersion> base;   ///< what the file was last exchanged with: committed as, brought from
+    std::optional<ProjectFileVersion> here;   ///< the file in the package, or in the workspace's checkout
+    std::optional<ProjectFileVersion> there;  ///< the newest revision of the branch
+    bool is_other_kind = false;               ///< a link, pipe or the like stands in the file's place
+
+    bool changed_here() const { return is_other_kind || here != base; }
+    bool changed_there() const { return there != base; }
+    bool is_same() const { return !is_other_kind && here == there; }
+};
+
 /// A scene found in a workspace's checkout or in a preview of an earlier revision.
 struct ProjectWorkspaceResolution {
     std::filesystem::path projectPath;    ///< the package, absolute
@@ -52,7 +76,8 @@ struct ProjectWorkspaceResolution {
 /// One file that a commit or a sync changed.
 struct ProjectWorkspaceFileMutation {
     std::string path;    ///< relative to the project
-    std::string change;  ///< commit: "update" or "delete"; sync: "copy" or "delete"
+    std::string change;  ///< commit: "update", "delete" or, with the changes of both sides, "merge"; sync: "copy" or
+                         ///< "delete"
 };
 
 /// What a commit or a sync did.

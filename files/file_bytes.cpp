@@ -67,17 +67,6 @@ void copy_bytes(const FileDescriptor& from, const FileDescriptor& to, const std:
     }
 }
 
-bool holds_the_same(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
-    const std::optional<FolderEntry> existing = tree.find(path);
-    const bool same = existing && existing->is_file() &&
-                      existing->stamp.size == static_cast<std::uint64_t>(status_of(from).st_size) &&
-                      equal_file_bytes(from, tree.open_file(path));
-    if (lseek(from.get(), 0, SEEK_SET) != 0) {
-        fail("could not read the file");
-    }
-    return same;
-}
-
 }  // namespace
 
 bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b) {
@@ -92,6 +81,17 @@ bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b) {
             return true;
         }
     }
+}
+
+bool holds_bytes_of(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
+    const std::optional<FolderEntry> existing = tree.find(path);
+    const bool same = existing && existing->is_file() &&
+                      existing->stamp.size == static_cast<std::uint64_t>(status_of(from).st_size) &&
+                      equal_file_bytes(from, tree.open_file(path));
+    if (lseek(from.get(), 0, SEEK_SET) != 0) {
+        fail("could not read the file");
+    }
+    return same;
 }
 
 mode_t mode_of_copy(const FileDescriptor& from, const std::optional<FolderEntry>& existing) {
@@ -116,7 +116,7 @@ void copy_file(const FileDescriptor& from, const FolderTree& tree, const std::st
 
 void replace_file_by_copy(const FileDescriptor& from, const FolderTree& tree, const std::string& path) {
     static std::atomic<unsigned> counter{0};
-    if (holds_the_same(from, tree, path)) {
+    if (holds_bytes_of(from, tree, path)) {
         return match_executable_bit(from, tree, path);
     }
     // The name does not begin with the file's own, which may be as long as a name can be.

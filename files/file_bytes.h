@@ -14,6 +14,9 @@ namespace quill {
 /// Whether both files, read from where they stand, hold the same bytes.
 bool equal_file_bytes(const FileDescriptor& a, const FileDescriptor& b);
 
+/// Whether a regular file with the bytes of `from` stands at `path`. `from` is read from its beginning.
+bool holds_bytes_of(const FileDescriptor& from, const FolderTree& tree, const std::string& path);
+
 /// Whether a copy waits until its bytes are on the disk. Scratch copies, which a power cut may take, need not.
 enum class Durability { Synced, Scratch };
 

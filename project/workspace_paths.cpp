@@ -92,12 +92,16 @@ HistoryPreviewPaths workspace_history_preview(const std::filesystem::path& proje
     return {of_revision / name, of_revision / history_preview_marker_name(name)};
 }
 
+std::filesystem::path workspace_package_base(const std::filesystem::path& project) {
+    return checkout_path(project, ".package-base");
+}
+
 std::filesystem::path workspace_branch_memory(const std::filesystem::path& project) {
     return workspace_checkout_base(project) / ".branch-memory";
 }
 
-std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id) {
-    return checkout_path(project, ".replaced-by-restore-" + id);
+std::filesystem::path workspace_kept_files(const std::filesystem::path& project) {
+    return checkout_path(project, ".kept-files");
 }
 
 std::filesystem::path workspace_shared_store_path(const std::filesystem::path& project) {

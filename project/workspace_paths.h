@@ -54,12 +54,14 @@ struct HistoryPreviewPaths {
 HistoryPreviewPaths workspace_history_preview(const std::filesystem::path& project, const std::string& id,
                                               const std::string& revision);
 
+/// The detached checkout that knows what the package's files stand on, `.package-base` beside the checkouts.
+std::filesystem::path workspace_package_base(const std::filesystem::path& project);
+
 /// The file that remembers the branches last seen on the project's remote, `.branch-memory` beside the checkouts.
 std::filesystem::path workspace_branch_memory(const std::filesystem::path& project);
 
-/// The folder that keeps what the last restore of a workspace replaced or removed, `.replaced-by-restore-<id>` beside
-/// the checkouts.
-std::filesystem::path workspace_replaced_files(const std::filesystem::path& project, const std::string& id);
+/// The folder of what calls replaced or removed, a folder for each call, `.kept-files` beside the checkouts.
+std::filesystem::path workspace_kept_files(const std::filesystem::path& project);
 
 /// The object store that the checkouts of a project share, .derived/tome-shared-store.
 std::filesystem::path workspace_shared_store_path(const std::filesystem::path& project);

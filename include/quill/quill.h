@@ -29,6 +29,7 @@
 #include "review/comments.h"
 #include "review/review_record.h"
 #include "review/reviews.h"
+#include "workspace/checkout/kept_files.h"
 #include "workspace/checkout/remote_state.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_scene.h"

@@ -68,6 +68,24 @@ TEST_F(EngineErrors, BranchMadeTwiceTellsThatItExists) {
     EXPECT_TRUE(fails(quill::says_that_branch_exists, make));
 }
 
+TEST_F(EngineErrors, DamagedIndexTellsThatTheCheckoutIsDamaged) {
+    quill::initialize_project_tome_repository(project_);
+    const CheckoutLocation checkout = clone();
+    std::filesystem::remove(checkout.root / ".tome/index.db-wal");
+    quill_test::write_file(checkout.root / ".tome/index.db", "no database");
+    const auto status = [&] { quill::call_tome_repository_status(checkout, false); };
+    EXPECT_TRUE(fails(quill::says_that_checkout_is_damaged, status));
+    quill_test::write_file(checkout.root / ".tome/config.toml", "no configuration");
+    EXPECT_TRUE(fails(quill::says_that_checkout_is_damaged, status));
+    std::filesystem::remove(checkout.root / ".tome/config.toml");
+    EXPECT_TRUE(fails(quill::says_that_checkout_is_damaged, status));
+}
+
+TEST_F(EngineErrors, OtherFailuresDoNotTellThatTheCheckoutIsDamaged) {
+    EXPECT_FALSE(
+        quill::says_that_checkout_is_damaged(std::runtime_error("tome_file_state: disk full while writing x")));
+}
+
 TEST_F(EngineErrors, RepositoryMadeTwiceTellsThatItExists) {
     quill::initialize_project_tome_repository(project_);
     const CheckoutLocation checkout{folder_ / "second", remote_};

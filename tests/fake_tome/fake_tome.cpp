@@ -75,6 +75,34 @@ void report_files(const Call& call, const Events& events) {
     }
 }
 
+// As of a package that was never exchanged with anybody: each file is new. A given path without a file was deleted.
+void report_everything_as_new(const Call& call, const Events& events) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> paths = call.list("paths");
+    const fs::path root = call.working_folder.empty() ? call.checkout : call.working_folder;
+    if (paths.empty() && fs::is_directory(root)) {
+        for (auto entry = fs::recursive_directory_iterator(root); entry != fs::recursive_directory_iterator();
+             ++entry) {
+            if (entry->path().filename().string().starts_with('.')) {
+                entry.disable_recursion_pending();
+            } else if (entry->is_regular_file()) {
+                paths.push_back(entry->path().lexically_relative(root).string());
+            }
+        }
+    }
+    for (const std::string& path : paths) {
+        const tome_file_version_t version{make_hash(1), 1, 1, 0};
+        tome_event_t event = event_of(TOME_EVENT_FILE_STATE);
+        event.as.file_state.path = {path.data(), path.size()};
+        if (fs::is_regular_file(root / path)) {
+            event.as.file_state.here = version;
+        } else {
+            event.as.file_state.base = event.as.file_state.there = version;
+        }
+        events.send(event);
+    }
+}
+
 Handler next_handler(Call& call, Failure& failure) {
     Script& state = script();
     const std::lock_guard lock(state.mutex);
@@ -195,6 +223,8 @@ std::int32_t do_default(const Call& call, const Events& events) {
         events.status({}, 0, {}, 0);
     } else if (call.operation == "tome_file_info") {
         report_files(call, events);
+    } else if (call.operation == "tome_file_state") {
+        report_everything_as_new(call, events);
     } else if (call.operation == "tome_storage_open") {
         events.storage_opened(7);
     } else if (call.operation == "tome_revision_commit") {
@@ -282,6 +312,7 @@ Call call_of(const char* operation, const tome_globals_t& globals) {
     call.checkout = text_of(globals.checkout);
     call.checkout_given = globals.checkout.data != nullptr;
     call.remote_url = text_of(globals.remote_url);
+    call.working_folder = text_of(globals.working_folder);
     call.globals_size = globals.size;
     call.offline = globals.offline != 0;
     call.no_remote = globals.no_remote != 0;
@@ -331,6 +362,9 @@ FAKE_OPERATION(tome_branch_diff, TEXT(from); TEXT(to))
 FAKE_OPERATION(tome_branch_merge_into, TEXT(source); TEXT(message))
 FAKE_OPERATION(tome_file_stage, LIST(paths); FLAG(stage_deletions); FLAG(stage_additions))
 FAKE_OPERATION(tome_file_info, LIST(paths))
+FAKE_OPERATION(tome_file_state, LIST(paths); LIST(skip_paths))
+FAKE_OPERATION(tome_file_base_set, HASH(revision); LIST(paths); FLAG(is_base); NUMBER(versions))
+FAKE_OPERATION(tome_file_update, HASH(revision); LIST(paths); FLAG(is_base); FLAG(check_only))
 FAKE_OPERATION(tome_revision_commit, TEXT(message))
 FAKE_OPERATION(tome_revision_sync, LIST(paths); HASH(revision); FLAG(fetch_newest); FLAG(overwrite); FLAG(scratch))
 FAKE_OPERATION(tome_revision_history, TEXT(branch); call.values["limit"] = std::to_string(params->limit))

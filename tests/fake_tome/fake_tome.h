@@ -21,6 +21,7 @@ struct Call {
     std::string operation;   ///< name of the C function
     std::string checkout;
     std::string remote_url;
+    std::string working_folder;
     std::uint64_t globals_size = 0;
     bool checkout_given = false;  ///< the checkout's pointer is not null
     bool offline = false;

@@ -47,8 +47,8 @@ class RepositoryBootstrap : public quill_test::FakeProject {
 
 TEST_F(RepositoryBootstrap, MakesTheRemoteWithOneRevision) {
     quill::initialize_project_tome_repository(project_);
-    EXPECT_EQ(fake_tome::operations(),
-              (Texts{"tome_repository_create", "tome_file_stage", "tome_revision_commit", "tome_branch_push"}));
+    EXPECT_EQ(fake_tome::operations(), (Texts{"tome_repository_create", "tome_file_stage", "tome_revision_commit",
+                                              "tome_branch_push", "tome_repository_clone", "tome_file_base_set"}));
     const Call create = fake_tome::calls().at(0);
     EXPECT_EQ(create.checkout, bootstrap_checkout().string());
     EXPECT_EQ(create.value("name"), quill_test::fake_repository_url);
@@ -68,11 +68,14 @@ TEST_F(RepositoryBootstrap, RepositoryThatExistsIsClonedCommittedAndPushed) {
                         [text](const Call&, const Events& events) { return events.fail(6, text); });
         const std::size_t before = fake_tome::calls().size();
         quill::bootstrap_missing_project_tome_remote(project_);
-        Texts operations = fake_tome::operations();
-        operations.erase(operations.begin(), operations.begin() + static_cast<std::ptrdiff_t>(before));
-        std::erase(operations, "tome_revision_sync");
-        EXPECT_EQ(operations, (Texts{"tome_repository_create", "tome_repository_clone", "tome_file_stage",
-                                     "tome_revision_commit", "tome_branch_push"}))
+        Texts operations;
+        for (const Call& call : fake_tome::calls()) {
+            if (call.number > before && call.checkout == bootstrap_checkout()) {
+                operations.push_back(call.operation);
+            }
+        }
+        EXPECT_EQ(operations, (Texts{"tome_repository_create", "tome_repository_clone", "tome_repository_status",
+                                     "tome_file_stage", "tome_revision_commit", "tome_branch_push"}))
             << text;
         EXPECT_FALSE(fs::exists(bootstrap_checkout())) << text;
     }
@@ -90,12 +93,26 @@ TEST_F(RepositoryBootstrap, RepositoryThatExistsWithTheSameFilesIsPushedAsItIs) 
     EXPECT_EQ(count_calls("tome_branch_push"), 1u);
 }
 
-TEST_F(RepositoryBootstrap, FileThatOnlyTheRemoteHasIsStagedAsDeletion) {
+TEST_F(RepositoryBootstrap, FileThatOnlyTheRemoteHasIsNoDeletionUnlessThePackageOnceHadIt) {
     answer_create("Already exists: URL");
     remote_files_["Assets/gone.bin"] = "old";
     quill::bootstrap_missing_project_tome_remote(project_);
-    const Texts staged = fake_tome::calls("tome_file_stage").at(0).list("paths");
-    EXPECT_NE(std::find(staged.begin(), staged.end(), "Assets/gone.bin"), staged.end());
+    const auto staged = [](std::size_t call) {
+        const Texts paths = fake_tome::calls("tome_file_stage").at(call).list("paths");
+        return std::find(paths.begin(), paths.end(), "Assets/gone.bin") != paths.end();
+    };
+    EXPECT_FALSE(staged(0));
+    fake_tome::on("tome_file_state", [](const Call&, const Events& events) {
+        const std::string path = "Assets/gone.bin";
+        tome_event_t event{};
+        event.kind = TOME_EVENT_FILE_STATE;
+        event.as.file_state.path = {path.data(), path.size()};
+        event.as.file_state.base = event.as.file_state.there = {fake_tome::make_hash(1), 3, 1, 0};
+        events.send(event);
+        return 0;
+    });
+    quill::bootstrap_missing_project_tome_remote(project_);
+    EXPECT_TRUE(staged(1));
 }
 
 TEST_F(RepositoryBootstrap, OtherFailuresOfCreatePropagate) {
@@ -141,8 +158,9 @@ TEST_F(RepositoryBootstrap, RemoteIsRequired) {
 
 TEST_F(RepositoryBootstrap, NewProjectBecomesTheCheckout) {
     quill::initialize_new_project_tome_repository(project_);
-    EXPECT_EQ(fake_tome::operations(), (Texts{"tome_repository_create", "tome_repository_status", "tome_file_stage",
-                                              "tome_revision_commit", "tome_branch_push"}));
+    EXPECT_EQ(fake_tome::operations(),
+              (Texts{"tome_repository_create", "tome_repository_status", "tome_file_stage", "tome_revision_commit",
+                     "tome_branch_push", "tome_repository_clone", "tome_file_base_set"}));
     const Call create = fake_tome::calls().at(0);
     EXPECT_EQ(create.checkout, project_.string());
     EXPECT_EQ(create.value("name"), quill_test::fake_repository_url);

@@ -16,6 +16,7 @@ namespace {
 
 using fake_tome::Call;
 using fake_tome::Events;
+using fake_tome::make_hash;
 using fake_tome::make_hash_hex;
 using quill::CheckoutLocation;
 using quill::TomeWorkspaceState;
@@ -115,6 +116,9 @@ TEST_F(TomeBinding, EveryOperationReportsFailureUnderItsName) {
         {"tome_branch_merge_into", [&] { quill::call_tome_branch_merge_into(checkout_, "b", "m"); }},
         {"tome_file_stage", [&] { quill::call_tome_file_stage(checkout_, {"p"}); }},
         {"tome_file_info", [&] { quill::call_tome_file_info(checkout_, {"p"}); }},
+        {"tome_file_state", [&] { quill::call_tome_file_state(checkout_, {"p"}, {}); }},
+        {"tome_file_base_set", [&] { quill::call_tome_file_base_set(checkout_, revision, {"p"}, false); }},
+        {"tome_file_update", [&] { quill::call_tome_file_update(checkout_, {}); }},
         {"tome_revision_commit", [&] { quill::call_tome_revision_commit(checkout_, "m"); }},
         {"tome_revision_sync", [&] { quill::call_tome_revision_sync(checkout_, {}); }},
         {"tome_revision_history", [&] { quill::call_tome_revision_history(checkout_, "b", 1); }},
@@ -249,6 +253,74 @@ TEST_F(TomeBinding, StageTakesDeletionsAndAdditions) {
 TEST_F(TomeBinding, FileInfoPassesPaths) {
     quill::call_tome_file_info(checkout_, {"a", "b"});
     EXPECT_EQ(only_call().list("paths"), (Texts{"a", "b"}));
+}
+
+TEST_F(TomeBinding, CallsOnADetachedCheckoutNameItsFolder) {
+    checkout_.working_folder = "/package";
+    quill::call_tome_file_state(checkout_, {}, {});
+    EXPECT_EQ(only_call().working_folder, "/package");
+}
+
+TEST_F(TomeBinding, FileStatePassesPathsAndReturnsTheThreeStates) {
+    fake_tome::once("tome_file_state", [](const Call&, const Events& events) {
+        tome_event_t event{};
+        event.kind = TOME_EVENT_FILE_STATE;
+        event.as.file_state.path = {"a", 1};
+        event.as.file_state.base = {make_hash(1), 3, 1, 1};
+        event.as.file_state.here = {{}, 7, 1, 0};
+        events.send(event);
+        event.as.file_state = {};
+        event.as.file_state.path = {"b", 1};
+        event.as.file_state.there = {make_hash(2), 4, 1, 0};
+        event.as.file_state.is_other_kind = 1;
+        events.send(event);
+        events.identity(TOME_EVENT_SYNCED, make_hash(3));
+        return 0;
+    });
+    const TomeWorkspaceState state = quill::call_tome_file_state(checkout_, {"a", "b"}, {"skipped"});
+    EXPECT_EQ(only_call().list("paths"), (Texts{"a", "b"}));
+    EXPECT_EQ(only_call().list("skip_paths"), (Texts{"skipped"}));
+    EXPECT_EQ(state.identity, make_hash_hex(3));
+    ASSERT_EQ(state.file_states.size(), 2u);
+    EXPECT_EQ(state.file_states[0].path, "a");
+    EXPECT_EQ(state.file_states[0].base, (quill::ProjectFileVersion{make_hash_hex(1), 3, true}));
+    EXPECT_EQ(state.file_states[0].here, (quill::ProjectFileVersion{"", 7, false}));
+    EXPECT_EQ(state.file_states[0].there, std::nullopt);
+    EXPECT_FALSE(state.file_states[0].is_other_kind);
+    EXPECT_EQ(state.file_states[1].there, (quill::ProjectFileVersion{make_hash_hex(2), 4, false}));
+    EXPECT_TRUE(state.file_states[1].is_other_kind);
+}
+
+TEST_F(TomeBinding, BaseSetPassesTheRevisionAndPaths) {
+    quill::call_tome_file_base_set(checkout_, make_hash_hex(5), {"a"}, true);
+    EXPECT_EQ(only_call().list("paths"), (Texts{"a"}));
+    EXPECT_EQ(only_call().values, (std::map<std::string, std::string>{
+                                      {"revision", make_hash_hex(5)}, {"is_base", "1"}, {"versions", "0"}}));
+}
+
+TEST_F(TomeBinding, BaseFindPassesPathsAndVersionsWithoutARevision) {
+    quill::call_tome_file_base_find(checkout_, {"a"}, 500);
+    EXPECT_EQ(only_call().operation, "tome_file_base_set");
+    EXPECT_EQ(only_call().list("paths"), (Texts{"a"}));
+    EXPECT_EQ(only_call().values,
+              (std::map<std::string, std::string>{{"revision", ""}, {"is_base", "0"}, {"versions", "500"}}));
+}
+
+TEST_F(TomeBinding, UpdatePassesTheRevisionAndReturnsWhatBecameOfTheFiles) {
+    fake_tome::once("tome_file_update", [](const Call&, const Events& events) {
+        events.path(TOME_EVENT_MERGE_CONFLICT, "c");
+        events.path(TOME_EVENT_SYNCED_PATH, "a");
+        events.path(TOME_EVENT_MERGED_PATH, "b");
+        return 0;
+    });
+    const TomeWorkspaceState state =
+        quill::call_tome_file_update(checkout_, {{"a", "b", "c"}, make_hash_hex(5), true, false});
+    EXPECT_EQ(only_call().list("paths"), (Texts{"a", "b", "c"}));
+    EXPECT_EQ(only_call().values, (std::map<std::string, std::string>{
+                                      {"revision", make_hash_hex(5)}, {"is_base", "1"}, {"check_only", "0"}}));
+    EXPECT_EQ(state.changed_paths, Texts{"c"});
+    EXPECT_EQ(state.reported_paths, Texts{"a"});
+    EXPECT_EQ(state.merged_paths, Texts{"b"});
 }
 
 TEST_F(TomeBinding, CommitPassesTheMessageAndReturnsTheRevision) {

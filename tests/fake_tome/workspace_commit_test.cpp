@@ -229,7 +229,7 @@ TEST_F(WorkspaceCommit, FirstCommitToMainMakesTheRemoteRepository) {
     const auto create = std::find(operations.begin(), operations.end(), "tome_repository_create");
     ASSERT_NE(create, operations.end());
     EXPECT_EQ(std::count(operations.begin(), create, "tome_repository_clone"), 1);
-    EXPECT_EQ(std::count(create, operations.end(), "tome_repository_clone"), 1);
+    EXPECT_EQ(std::count(create, operations.end(), "tome_repository_clone"), 2);  // One knows the package's files.
     EXPECT_TRUE(fake_tome::calls("tome_branch_push").at(0).force);
     EXPECT_FALSE(fake_tome::calls("tome_branch_push").at(1).force);
 }
@@ -242,7 +242,7 @@ TEST_F(WorkspaceCommit, AnotherProcessThatMadeTheRepositoryMeanwhileIsNoFailure)
     fake_tome::once("tome_repository_clone",
                     [](const Call&, const Events& events) { return events.fail(6, "checkout already exists"); });
     EXPECT_EQ(commit("main").headKey, make_hash_hex(1));
-    EXPECT_EQ(count_calls("tome_repository_clone"), 3u);
+    EXPECT_EQ(count_calls("tome_repository_clone"), 4u);  // The last knows the package's files.
 }
 
 TEST_F(WorkspaceCommit, RepositoryThatIsStillNotFoundIsAFailure) {

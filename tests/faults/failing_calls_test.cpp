@@ -87,6 +87,15 @@ class FailingCalls : public testing::TestWithParam<unsigned long> {
         });
     }
 
+    bool is_kept(const std::string& path, const std::string& bytes) const {
+        for (const auto& set : fs::directory_iterator(project.path(checkouts + ".kept-files"))) {
+            if (fs::exists(set.path() / path) && read_file(set.path() / path) == bytes) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     void edit() const {
         project.write(package + "/" + scene_path, "#usda 1.0\n# new\n");
         project.write(package + "/" + asset_path, asset_bytes(4));
@@ -124,6 +133,7 @@ TEST_P(FailingCalls, MakeNoSyncIncomplete) {
     fail_at_many_calls(sync, {EIO}, [&](const ProcessResult& result) {
         result.status == 0 ? std::string() : project.must(sync);
         EXPECT_TRUE(project.text(package + "/" + asset_path) == asset_bytes(4));
+        EXPECT_TRUE(is_kept(asset_path, "to be replaced"));
     });
 }
 

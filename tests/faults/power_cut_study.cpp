@@ -89,14 +89,14 @@ void add_files(std::string& promises, const fs::path& folder, const std::string&
     }
 }
 
-// What was replaced in the live file's place, and in the folders that keep it.
+// What was replaced in the live file's place, and in the sets of kept files.
 std::string copies_of(const fs::path& project, const std::string& file) {
     std::set<std::string> copies{content_key(project / file)};
-    const fs::path kept = project / ".derived/tome-workspaces/.replaced-by-restore-main";
+    const fs::path kept = project / ".derived/tome-workspaces/.kept-files";
     if (fs::exists(kept)) {
-        for (const auto& restore : fs::directory_iterator(kept)) {
-            if (fs::exists(restore.path() / file)) {
-                copies.insert(content_key(restore.path() / file));
+        for (const auto& set : fs::directory_iterator(kept)) {
+            if (fs::exists(set.path() / file)) {
+                copies.insert(content_key(set.path() / file));
             }
         }
     }

@@ -24,7 +24,7 @@ struct StudiedCommand {
     std::string workspace = "main";
     /// Promises (their beginnings) that the command first makes, and that may be anything until then.
     std::vector<std::string> made = {};
-    /// Files of the package that the command replaces: each is to be there, or in the folder of what was replaced.
+    /// Files of the package that the command replaces: each is to be there, or among the kept files.
     std::vector<std::string> replaced = {};
     /// Keys of blobs that the project's content store is to have.
     std::vector<std::string> blobs = {};

@@ -22,6 +22,8 @@ const std::vector<NeedlessSync> needless{
      "a checkout that no one works in: it learns anew what the branches are"},
     {R"(P\.quillproject/\.derived/tome-workspaces/[a-z]+/\.tome/index\.db-wal)", false,
      "the checkout sees from the bytes which files it holds, and asks the remote for the head"},
+    {R"(P\.quillproject/\.derived/tome-workspaces/\.package-base(/.*)?)", false,
+     "what the package stands on is found out again from the history, or shows as the same change on both sides"},
     {R"(P\.quillproject/\.derived/tome-workspaces(/\.branch-memory(-journal|-wal)?)?)", false,
      "what was last seen of the remote is a hint, and without it nothing is lost"},
     {R"(remote/[^/]*\.making-[^/]*/store\.db-journal)", false,
@@ -153,14 +155,16 @@ class PowerCutInWorkspaceSync : public PowerCut {
     PowerCutInWorkspaceSync() {
         edit(checkouts + "feature/");
         project.must(commit_to_feature);
+        project.write(package + "/" + scene_path, "#usda 1.0\n# edited\n");
+        project.write(package + "/" + asset_path, asset_bytes(5));
     }
     PowerCutStudy study() const {
         const Arguments sync{"sync-workspace", package, "feature", scene_path, asset_path};
-        return {project, {sync, sync, "feature"}, needless};
+        return {project, {sync, sync, "feature", {}, {scene_path, asset_path}}, needless};
     }
 };
 
-TEST_F(PowerCutInWorkspaceSync, LosesNothing) {
+TEST_F(PowerCutInWorkspaceSync, LosesNothingNotEvenWhatItReplaces) {
     expect_nothing_lost(study());
 }
 
@@ -192,6 +196,33 @@ TEST_F(PowerCutInRestore, LosesNothingNotEvenWhatItReplaces) {
 
 TEST_F(PowerCutInRestore, WouldLoseSomethingWithoutAnyOfTheSyncs) {
     expect_each_sync_needed(study(), 5);
+}
+
+class PowerCutInRestoreOfKeptFiles : public PowerCut {
+  protected:
+    PowerCutInRestoreOfKeptFiles() {
+        edit(package + "/");
+        project.must({"sync-workspace", package, "main", scene_path, asset_path});
+        project.write(package + "/" + scene_path, "#usda 1.0\n# edited\n");
+        project.write(package + "/" + asset_path, asset_bytes(5));
+    }
+    PowerCutStudy study() const {
+        return {project,
+                {{"library", "restore-kept", package},
+                 {"commit-workspace", package, "main", "Assets/a.txt"},
+                 "main",
+                 {},
+                 {scene_path, asset_path}},
+                needless};
+    }
+};
+
+TEST_F(PowerCutInRestoreOfKeptFiles, LosesNothingNotEvenWhatItReplaces) {
+    expect_nothing_lost(study());
+}
+
+TEST_F(PowerCutInRestoreOfKeptFiles, WouldLoseSomethingWithoutAnyOfTheSyncs) {
+    expect_each_sync_needed(study(), 4);
 }
 
 class PowerCutInMerge : public PowerCut {

@@ -129,6 +129,23 @@ TEST(EqualFileBytes, IsTrueForAFileAndItselfOrALinkToIt) {
     EXPECT_TRUE(equal_file_bytes(folder / odd_name, folder / "link"));
 }
 
+TEST(EqualFileBytes, StandAtAPathWhereAFileWithThemAndNoLinkToOneIs) {
+    const TemporaryFolder folder;
+    write_file(folder / "a", "bytes");
+    write_file(folder / "same", "bytes");
+    write_file(folder / "other", "bytEs");
+    write_file(folder / "longer", "bytes.");
+    fs::create_symlink("same", folder / "link");
+    fs::create_directory(folder / "folder");
+    const FolderTree tree(folder.path());
+    const quill::FileDescriptor a = tree.open_file("a");
+    EXPECT_TRUE(quill::holds_bytes_of(a, tree, "same"));
+    EXPECT_TRUE(quill::holds_bytes_of(a, tree, "same")) << "read from where it stood";
+    for (const char* path : {"other", "longer", "link", "folder", "none"}) {
+        EXPECT_FALSE(quill::holds_bytes_of(a, tree, path)) << path;
+    }
+}
+
 TEST(EqualFileBytes, FailsForFilesWhoseReadingFails) {
     const fs::path unreadable = "/proc/self/mem";  // opens, but its first byte cannot be read
     if (!fs::exists(unreadable)) {

@@ -22,8 +22,8 @@ CheckoutConfig read_text(std::string_view text) {
 
 bool equal(const CheckoutConfig& a, const CheckoutConfig& b) {
     const auto fields = [](const CheckoutConfig& of) {  // Names all members: with another one it does not compile.
-        const auto& [remote, repository, description, use_shared_store, shared_store, branch_memory] = of;
-        return std::tie(remote, repository, description, use_shared_store, shared_store, branch_memory);
+        const auto& [remote, repository, description, use_shared_store, shared_store, branch_memory, detached] = of;
+        return std::tie(remote, repository, description, use_shared_store, shared_store, branch_memory, detached);
     };
     return fields(a) == fields(b);
 }

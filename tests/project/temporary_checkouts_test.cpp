@@ -36,9 +36,9 @@ TEST(TemporaryCheckouts, EveryNameTellsItsProcess) {
 }
 
 TEST(TemporaryCheckouts, OtherFoldersBelongToNoProcess) {
-    for (const std::string name :
-         {"feature", "feature-12-34", "main-commit-12-34", ".branch-index", ".branch-ops", ".branch-memory",
-          ".replaced-by-restore-a-12-34", ".main-commit-12", ".main-commit-x-34", ".workspace-restore-a-x-34-5", ""}) {
+    for (const std::string name : {"feature", "feature-12-34", "main-commit-12-34", ".branch-index", ".branch-ops",
+                                   ".branch-memory", ".kept-files", "1700000000000.sync.main.12-34", ".main-commit-12",
+                                   ".main-commit-x-34", ".workspace-restore-a-x-34-5", ""}) {
         EXPECT_EQ(process_of_temporary_checkout(name), std::nullopt) << name;
     }
     EXPECT_EQ(quill::process_of_history_preview(".12-34.ready"), std::nullopt);

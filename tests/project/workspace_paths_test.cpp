@@ -25,6 +25,7 @@ TEST_F(WorkspacePaths, CheckoutsLieBelowTheDerivedFolder) {
     EXPECT_EQ(quill::workspace_checkout_base(project_), project_ / ".derived/tome-workspaces");
     EXPECT_EQ(quill::checkout_root_for_workspace_id(project_, "feature"),
               project_ / ".derived/tome-workspaces/feature");
+    EXPECT_EQ(quill::workspace_kept_files(project_), project_ / ".derived/tome-workspaces/.kept-files");
     EXPECT_EQ(quill::workspace_shared_store_path(project_), project_ / ".derived/tome-shared-store");
     EXPECT_EQ(quill::workspace_shared_store_path_string(project_), (project_ / ".derived/tome-shared-store").string());
 }

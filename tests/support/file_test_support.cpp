@@ -184,8 +184,8 @@ std::vector<int> linking_calls() {
 
 std::vector<int> syncing_calls() {
     return {
-#if defined(SYS_fdatasync)
-        SYS_fsync, SYS_fdatasync,
+#if defined(SYS_syncfs)
+        SYS_fsync, SYS_fdatasync, SYS_syncfs,
 #endif
     };
 }

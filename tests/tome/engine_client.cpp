@@ -306,7 +306,8 @@ EngineResult EngineClient::set_base(const EngineBase& base) const {
 
 EngineResult EngineClient::update(const EngineBase& to) const {
     const TextArray paths(to.paths);
-    return call(tome_file_update, tome_file_update_params_t{paths.get(), hash_from(to.revision), to.is_base ? 1U : 0U});
+    return call(tome_file_update, tome_file_update_params_t{paths.get(), hash_from(to.revision), to.is_base ? 1U : 0U,
+                                                            to.check_only ? 1U : 0U});
 }
 
 EngineResult EngineClient::history(const std::string& branch, std::uint64_t limit) const {

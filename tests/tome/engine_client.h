@@ -91,6 +91,7 @@ struct EngineBase {
     std::vector<std::string> paths = {};
     bool is_base = false;
     std::uint64_t versions = 500;
+    bool check_only = false;
 };
 
 struct EngineSync {

@@ -69,6 +69,19 @@ TEST_F(FileUpdate, WithAConflictChangesNothingAndNamesEach) {
     EXPECT_EQ(must(package_.status()).hash, first_);
 }
 
+TEST_F(FileUpdate, ThatOnlyChecksNamesTheConflictsAndDoesNothing) {
+    start({{"a.txt", "1\n2\n3\n"}, {"b.txt", "old"}, {"c.txt", "old"}});
+    write("a.txt", "one\n2\n3\n");
+    write("b.txt", "own");
+    publish("a.txt", "1\n2\nthree\n");
+    publish("b.txt", "new");
+    publish("c.txt", "new");
+    EXPECT_EQ(must(package_.update({.check_only = true})).conflicts, (std::vector<std::string>{"b.txt"}));
+    EXPECT_TRUE(must(package_.update({.paths = {"a.txt", "c.txt"}, .check_only = true})).events.empty());
+    EXPECT_EQ(read("a.txt") + read("c.txt"), "one\n2\n3\nold");
+    EXPECT_EQ(states().size(), 3U);
+}
+
 TEST_F(FileUpdate, OfAFileThatBothSidesAddedIsAConflictUnlessTheyAreTheSame) {
     start({{"a.txt", "old"}});
     write("same.txt", "new");

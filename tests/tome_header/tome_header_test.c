@@ -61,6 +61,9 @@ int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callb
     const tome_branch_merge_into_params_t merge = {0};
     const tome_file_stage_params_t stage = {0};
     const tome_file_info_params_t info = {0};
+    const tome_file_state_params_t file_state = {0};
+    const tome_file_base_set_params_t base_set = {0};
+    const tome_file_update_params_t update = {0};
     const tome_revision_commit_params_t commit = {0};
     const tome_revision_sync_params_t sync = {0};
     const tome_revision_history_params_t history = {0};
@@ -84,8 +87,9 @@ int32_t use_every_operation(const tome_globals_t* globals, tome_callback_t callb
            tome_branch_push(globals, &push, 0, callback) | tome_branch_archive(globals, &archive, 0, callback) |
            tome_branch_diff(globals, &branch_diff, 0, callback) | tome_branch_merge_into(globals, &merge, 0, callback) |
            tome_file_stage(globals, &stage, 0, callback) | tome_file_info(globals, &info, 0, callback) |
-           tome_revision_commit(globals, &commit, 0, callback) | tome_revision_sync(globals, &sync, 0, callback) |
-           tome_revision_history(globals, &history, 0, callback) |
+           tome_file_state(globals, &file_state, 0, callback) | tome_file_base_set(globals, &base_set, 0, callback) |
+           tome_file_update(globals, &update, 0, callback) | tome_revision_commit(globals, &commit, 0, callback) |
+           tome_revision_sync(globals, &sync, 0, callback) | tome_revision_history(globals, &history, 0, callback) |
            tome_revision_info(globals, &revision_info, 0, callback) |
            tome_revision_diff(globals, &revision_diff, 0, callback) |
            tome_revision_restore(globals, &restore, 0, callback) |

@@ -52,6 +52,12 @@ class Home {
     std::map<std::string, std::string> before_;
 };
 
+void bring_all_kept_files_back(const fs::path& package) {
+    for (const KeptFileSet& set : list_kept_files(package)) {
+        restore_kept_files(package, set.id, {});
+    }
+}
+
 // Every kind of operation; those that are refused are refused by a text.
 void work_on(const HistoryProject& project, const std::string& old_head) {
     const fs::path package = project.package();
@@ -67,6 +73,7 @@ void work_on(const HistoryProject& project, const std::string& old_head) {
     });
     attempt([&] { restore_project_workspace_revision(package, "main", old_head, "", "", "", project.id(), {}); });
     attempt([&] { restore_project_workspace_revision(package, "feature", old_head, "", "", "", project.id(), {}); });
+    attempt([&] { bring_all_kept_files_back(package); });
     attempt([&] { resolve_project_workspace_revision_scene(package, {}, "main", old_head); });
     attempt([&] { refresh_project_workspaces(package, true); });
     attempt([&] { merge_project_workspace_into(package, "feature", "main", ""); });
@@ -77,20 +84,19 @@ void work_on(const HistoryProject& project, const std::string& old_head) {
 
 class LinkInThePackagesState : public testing::TestWithParam<const char*> {};
 
-INSTANTIATE_TEST_SUITE_P(, LinkInThePackagesState,
-                         testing::Values(".derived", ".derived/tome-workspaces", ".derived/tome-shared-store",
-                                         ".derived/tome-workspaces/.branch-ops",
-                                         ".derived/tome-workspaces/.branch-index",
-                                         ".derived/tome-workspaces/.history-preview",
-                                         ".derived/tome-workspaces/.replaced-by-restore-main",
-                                         ".derived/tome-workspaces/.replaced-by-restore-feature",
-                                         ".derived/tome-workspaces/feature", ".derived/tome-workspaces/feature/.tome",
-                                         ".derived/tome-workspaces/feature/.derived", ".tome", "Workspaces"),
-                         [](const auto& test) {
-                             std::string name = test.param;
-                             std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    , LinkInThePackagesState,
+    testing::Values(".derived", ".derived/tome-workspaces", ".derived/tome-shared-store",
+                    ".derived/tome-workspaces/.branch-ops", ".derived/tome-workspaces/.branch-index",
+                    ".derived/tome-workspaces/.history-preview", ".derived/tome-workspaces/.kept-files",
+                    ".derived/tome-workspaces/.package-base", ".derived/tome-workspaces/.package-base/.tome",
+                    ".derived/tome-workspaces/feature", ".derived/tome-workspaces/feature/.tome",
+                    ".derived/tome-workspaces/feature/.derived", ".tome", "Workspaces"),
+    [](const auto& test) {
+        std::string name = test.param;
+        std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
+        return name;
+    });
 
 TEST_P(LinkInThePackagesState, IsNeverFollowed) {
     const Home home;
@@ -111,7 +117,7 @@ TEST(HostilePackage, IsToldWhichLinkStandsInTheWayBeforeAnythingIsPublished) {
     const HistoryProject project;
     const std::string first = project.commit("first");
     const std::string second = project.commit("second");
-    const fs::path link = project.package() / ".derived/tome-workspaces/.replaced-by-restore-main";
+    const fs::path link = project.package() / ".derived/tome-workspaces/.kept-files";
     fs::remove_all(link);
     fs::create_directory_symlink(home.path(), link);
     EXPECT_EQ(failure_of([&] {
@@ -176,6 +182,7 @@ TEST(HostilePackage, LeadsNowhereWhileALinkIsSwappedIn) {
                 restore_project_workspace_revision(project.package(), "main", turn % 2 == 0 ? first : second, "", "",
                                                    "", project.id(), {});
             });
+            failure_of([&] { bring_all_kept_files_back(project.package()); });
         }
     }
     EXPECT_EQ(contents_of(home.path()), before);

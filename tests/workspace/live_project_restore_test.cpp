@@ -57,8 +57,18 @@ class LiveProjectRestore : public testing::Test {
 
     fs::path live() const { return folder_ / "P.quillproject"; }
     fs::path restored() const { return folder_ / "restored"; }
-    fs::path replaced() const { return live() / ".derived/replaced"; }
-    std::uint64_t restore() const { return restore_live_project({live(), live(), replaced()}, restored(), "head"); }
+    std::uint64_t restore() {
+        FileKeeper kept(live(), "restore", "main");
+        return restore_live_project(live(), restored(), kept);
+    }
+    /// The one set that is kept.
+    fs::path replaced(const std::string& end = "") const {
+        const fs::path sets = live() / ".derived/tome-workspaces/.kept-files";
+        const std::vector<std::string> names = quill_test::names_in(sets);
+        EXPECT_EQ(names.size(), 1U);
+        EXPECT_TRUE(names.at(0).ends_with(end)) << names.at(0);
+        return sets / names.at(0);
+    }
 
   private:
     quill_test::TemporaryFolder folder_;
@@ -69,8 +79,8 @@ TEST_F(LiveProjectRestore, WritesWhatDiffersRemovesWhatIsGoneAndCountsBoth) {
     EXPECT_EQ(restore(), 2u);
     EXPECT_EQ(read_file(live() / "changed.txt"), "restored");
     EXPECT_FALSE(fs::exists(live() / "Assets/gone.bin"));
-    EXPECT_EQ(read_file(replaced() / "head/changed.txt"), "edited");
-    EXPECT_EQ(read_file(replaced() / "head/Assets/gone.bin"), "gone since");
+    EXPECT_EQ(read_file(replaced() / "changed.txt"), "edited");
+    EXPECT_EQ(read_file(replaced() / "Assets/gone.bin"), "gone since");
 }
 
 TEST_F(LiveProjectRestore, KeepsACopyOfWhatItReplacesWhereAFileCannotHaveTwoNames) {
@@ -81,7 +91,7 @@ TEST_F(LiveProjectRestore, KeepsACopyOfWhatItReplacesWhereAFileCannotHaveTwoName
     }
     EXPECT_EQ(*message, "no failure");
     EXPECT_EQ(read_file(live() / "changed.txt"), "restored");
-    EXPECT_EQ(read_file(replaced() / "head/changed.txt"), "edited");
+    EXPECT_EQ(read_file(replaced() / "changed.txt"), "edited");
 }
 
 TEST_F(LiveProjectRestore, OfEqualFilesWritesNothing) {
@@ -98,7 +108,7 @@ TEST_F(LiveProjectRestore, FailsWhereAnotherProgramSavedAFileMeanwhileAndKeepsWh
     after_rename = nullptr;
     EXPECT_EQ(failure, "restore verification failed: the live project does not match the selected historical state");
     EXPECT_EQ(read_file(live() / "same.txt"), "saved meanwhile");
-    EXPECT_EQ(read_file(replaced() / "head.unfinished/changed.txt"), "edited");
+    EXPECT_EQ(read_file(replaced(".unfinished") / "changed.txt"), "edited");
 }
 
 TEST_F(LiveProjectRestore, FailsWhereAnotherProgramMadeAFileExecutableMeanwhile) {

@@ -57,6 +57,15 @@ TEST_F(RestoredFiles, HaveTheExecutableBitOfTheRevision) {
     EXPECT_EQ(commit_everything(), list_project_workspace_revisions(project_.package(), "main", 1).at(0).id);
 }
 
+TEST_F(RestoredFiles, HaveTheExecutableBitOfTheRevisionAfterASyncThatWritesNoBytes) {
+    write_file(path("run.sh"), "#!/bin/sh\n");
+    fs::permissions(path("run.sh"), fs::perms(0755));
+    commit_everything();
+    fs::permissions(path("run.sh"), fs::perms(0644));
+    sync_project_workspace_files(project_.package(), "main", {"run.sh"}, false);
+    EXPECT_EQ(mode("run.sh"), fs::perms(0755));
+}
+
 TEST_F(RestoredFiles, KeepThePermissionsThatTheyHave) {
     write_file(path("private.txt"), "one");
     fs::permissions(path("private.txt"), fs::perms(0600));

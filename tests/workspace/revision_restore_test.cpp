@@ -143,25 +143,16 @@ TEST(RevisionRestore, KeepsWhatItReplacedThatWasNeverCommitted) {
     project.commit("second");
     write_file(project.scene(), "an edit");
     write_file(project.package() / "Assets/new.txt", "a new file");
-    const auto result =
-        restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
+    restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
     EXPECT_EQ(read_file(project.scene()), "first");
     EXPECT_FALSE(std::filesystem::exists(project.package() / "Assets/new.txt"));
-    const auto replaced = workspace_replaced_files(project.package(), "main") / result.restoredHead;
-    EXPECT_EQ(read_file(replaced / "Scenes/Main.usda"), "an edit");
-    EXPECT_EQ(read_file(replaced / "Assets/new.txt"), "a new file");
-}
-
-TEST(RevisionRestore, ForgetsWhatEarlierOnesReplacedButNotWhatOneThatWasCutOffDid) {
-    const HistoryProject project;
-    const std::string first = project.commit("first");
-    project.commit("second");
-    const auto replaced = workspace_replaced_files(project.package(), "main");
-    write_file(replaced / "earlier/Assets/a.txt", "replaced earlier");
-    write_file(replaced / "cut off.unfinished/Assets/a.txt", "kept nowhere else");
-    restore_project_workspace_revision(project.package(), "main", first, "", "", "", project.id(), {});
-    EXPECT_FALSE(std::filesystem::exists(replaced / "earlier"));
-    EXPECT_EQ(read_file(replaced / "cut off.unfinished/Assets/a.txt"), "kept nowhere else");
+    const KeptFileSet kept = list_kept_files(project.package()).at(0);
+    EXPECT_EQ(kept.operation, "restore");
+    EXPECT_EQ(kept.workspace, "main");
+    EXPECT_TRUE(kept.complete);
+    restore_kept_files(project.package(), kept.id, {});
+    EXPECT_EQ(read_file(project.scene()), "an edit");
+    EXPECT_EQ(read_file(project.package() / "Assets/new.txt"), "a new file");
 }
 
 TEST(RevisionRestore, RefusesAFolderInTheWayThatHoldsOtherThanTheProjectsFiles) {

@@ -256,10 +256,14 @@ TEST_P(WorkspaceMerge, IntoAWorkspaceMergesLinesOfAFileThatItCommitted) {
 TEST_P(WorkspaceMerge, ThatIsPublishedAlreadyIsCompletedInThePackage) {
     change_feature();
     const auto before = folder_ / "before";
+    const fs::path base = project_ / ".derived/tome-workspaces/.package-base";
     fs::copy(project_ / "Assets", before, fs::copy_options::recursive);
+    fs::copy(base, folder_ / "base", fs::copy_options::recursive);
     merge_project_workspace_into(project_, "feature", "main", "");
-    fs::remove_all(project_ / "Assets");
-    fs::copy(before, project_ / "Assets", fs::copy_options::recursive);
+    for (const auto& [folder, copy] : {std::pair(project_ / "Assets", before), std::pair(base, folder_ / "base")}) {
+        fs::remove_all(folder);  // As if the process had ended between the push and the package.
+        fs::copy(copy, folder, fs::copy_options::recursive);
+    }
     write_file(project_ / "Assets/edited", "edited since\n");
     merge_project_workspace_into(project_, "feature", "main", "");
     EXPECT_EQ(read_file(project_ / "Assets/added"), "added\n");

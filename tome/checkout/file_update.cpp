@@ -47,11 +47,11 @@ class Update {
         }
     }
 
+    std::vector<std::string> conflicts() const { return {conflicts_.begin(), conflicts_.end()}; }
+
     UpdatedFiles carry_out(const Digest& revision, bool is_base) {
-        UpdatedFiles result;
-        result.revision = revision;
+        UpdatedFiles result{revision, {}, {}, conflicts()};
         if (!conflicts_.empty()) {
-            result.conflicts.assign(conflicts_.begin(), conflicts_.end());
             return result;
         }
         const Digest tree = tree_with_bases(checkout_, bases_);
@@ -120,7 +120,8 @@ UpdatedFiles update_files(Checkout& checkout, const UpdateRequest& wanted) {
     for (const std::string& path : paths) {
         update.add(path, wanted.paths.empty());
     }
-    return update.carry_out(revision, wanted.is_base);
+    return wanted.check_only ? UpdatedFiles{revision, {}, {}, update.conflicts()}
+                             : update.carry_out(revision, wanted.is_base);
 }
 
 }  // namespace tome

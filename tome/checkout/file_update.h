@@ -13,6 +13,7 @@ struct UpdateRequest {
     Digest revision;                 ///< zero: the newest head of the branch
     std::vector<std::string> paths;  ///< files, checked; none: all, those included that the checkout does not hold
     bool is_base = false;            ///< no other file is behind: the revision becomes the base
+    bool check_only = false;         ///< find the conflicts and do nothing
 };
 
 struct UpdatedFiles {

@@ -57,7 +57,7 @@ tome_file_version_t version_of(const std::optional<TreeEntry>& entry) {
 
 void report_state(const tome_globals_t& globals, const tome_file_state_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
-    const std::vector<std::string> skip = to_paths(params.skip_paths);
+    const std::vector<std::string> skip = to_texts(params.skip_paths);  // Also what no tree could have.
     const FileStates states = file_states(checkout, {to_paths(params.paths), {skip.begin(), skip.end()}});
     for (const FileState& file : states.files) {
         tome_event_t event{};
@@ -80,12 +80,12 @@ void set_base(const tome_globals_t& globals, const tome_file_base_set_params_t& 
 
 void update(const tome_globals_t& globals, const tome_file_update_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Change);
-    const UpdatedFiles updated =
-        update_files(checkout, {to_digest(params.revision), to_paths(params.paths), params.is_base != 0});
+    const UpdatedFiles updated = update_files(
+        checkout, {to_digest(params.revision), to_paths(params.paths), params.is_base != 0, params.check_only != 0});
     events.paths(TOME_EVENT_MERGE_CONFLICT, updated.conflicts);
     events.paths(TOME_EVENT_SYNCED_PATH, updated.changed);
     events.paths(TOME_EVENT_MERGED_PATH, updated.merged);
-    if (updated.conflicts.empty()) {
+    if (updated.conflicts.empty() && params.check_only == 0) {
         events.identity(TOME_EVENT_SYNCED, updated.revision, order_of(checkout.sources(), updated.revision));
     }
 }

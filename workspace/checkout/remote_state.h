@@ -7,8 +7,8 @@
 namespace quill {
 
 /// Accepts the history that the project's remote has now: commits that fail with "the remote went back: …" then build
-/// on it. Files, edits and records stay as they are. Throws std::runtime_error without a remote, or when what is
-/// remembered cannot be changed.
+/// on it. Files, edits and records stay as they are; what the package has beyond that history counts as edits from then
+/// on. Throws std::runtime_error without a remote, or when what is remembered cannot be changed.
 void accept_project_remote_state(const std::filesystem::path& project);
 
 }  // namespace quill

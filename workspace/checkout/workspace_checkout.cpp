@@ -87,14 +87,26 @@ void remove_unfinished_checkout(const fs::path& project, const fs::path& checkou
     }
 }
 
-void clone_once(const fs::path& project, const fs::path& checkout, const TomeClone& clone) {
+void clone_once(const fs::path& project, const fs::path& checkout, const TomeClone& clone,
+                const fs::path& working_folder = {}) {
     try {
         make_state_folder(project, checkout);
     } catch (const FileError& error) {
         throw std::runtime_error("could not create Tome workspace checkout: " + error.reason());
     }
     hold_checkout(checkout);
-    call_tome_repository_clone({checkout, project_tome_remote_url(project)}, clone);
+    call_tome_repository_clone({checkout, project_tome_remote_url(project), working_folder}, clone);
+}
+
+TomeClone clone_of(const fs::path& project, const std::string& branch) {
+    TomeClone clone;
+    clone.repository_url = project_tome_repository_url(project);
+    if (clone.repository_url.empty()) {
+        throw std::runtime_error("native Tome workspaces require a project-scoped tomeRepositoryURL in project.json");
+    }
+    clone.branch = branch;
+    clone.branch_memory = workspace_branch_memory(project).string();
+    return clone;
 }
 
 void bring_to_branch(const fs::path& project, const fs::path& checkout, const std::string& branch,
@@ -145,15 +157,9 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
     if (fs::exists(fs::symlink_status(tome_state_folder(checkout), ignored))) {
         remove_unfinished_checkout(project, checkout, use_shared_store);
     }
-    TomeClone clone;
-    clone.repository_url = project_tome_repository_url(project);
-    if (clone.repository_url.empty()) {
-        throw std::runtime_error("native Tome workspaces require a project-scoped tomeRepositoryURL in project.json");
-    }
-    clone.branch = branch;
+    TomeClone clone = clone_of(project, branch);
     clone.metadata_only = metadata_only;
     clone.paths = paths;
-    clone.branch_memory = workspace_branch_memory(project).string();
     if (use_shared_store) {
         ensure_workspace_shared_store(project);
         clone.use_shared_store = true;
@@ -173,6 +179,17 @@ void clone_tome_checkout_if_needed(const fs::path& project, const fs::path& chec
         remove_unfinished_checkout(project, checkout, use_shared_store);
         const std::string text = error.what();
         throw std::runtime_error(text.empty() ? "tome_repository_clone failed" : text);
+    }
+}
+
+void clone_detached_checkout_if_needed(const fs::path& project, const fs::path& checkout) {
+    unlinked_state_path(project, checkout);
+    if (is_of_another_repository(project, checkout)) {
+        discard_state(project, checkout);
+    }
+    if (!is_tome_checkout(checkout)) {
+        remove_unfinished_checkout(project, checkout, false);
+        clone_once(project, checkout, clone_of(project, "main"), absolute_normalized(project));
     }
 }
 

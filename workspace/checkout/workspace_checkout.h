@@ -22,6 +22,9 @@ void clone_tome_checkout_if_needed(const std::filesystem::path& project, const s
                                    const std::string& branch, const std::vector<std::string>& paths,
                                    bool use_shared_store, bool metadata_only);
 
+/// Makes `checkout` a detached checkout of main that knows nothing of the package's files yet, unless it is one.
+void clone_detached_checkout_if_needed(const std::filesystem::path& project, const std::filesystem::path& checkout);
+
 /// The checkout of a workspace, ready to read: cloned, on the workspace's branch, with the scene (may be empty). For
 /// "main" (or "") the project's repository, as it is. Throws "workspace scene did not materialize after Tome sync: ".
 std::filesystem::path ensure_tome_checkout_for_workspace(const std::filesystem::path& project, const std::string& id,

@@ -46,22 +46,35 @@ bool may_hide_a_change(const FileStamp& stamp) {
     return std::chrono::nanoseconds(stamp.modified) + coarsest > now;
 }
 
+// What is said of a file that could not be mirrored; the path follows.
+struct MirrorTexts {
+    const char* no_folder;
+    const char* no_copy;
+    const char* no_removal;
+};
+
+constexpr MirrorTexts texts_for_everything{
+    "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ",
+    "could not remove stale main workspace file: "};
+constexpr MirrorTexts texts_for_given_paths{
+    "could not create changed workspace folder: ", "could not snapshot changed workspace file: ",
+    "could not remove changed workspace file: "};
+
 // Copies files into a checkout. A link that points to a file becomes a file, and nothing outside the checkout is
 // written.
 class Snapshot {
   public:
-    Snapshot(const FolderTree& source, const FolderTree& checkout, SourceWriters writers, const char* no_folder,
-             const char* no_copy)
-        : source_(source), checkout_(checkout), writers_(writers), no_folder_(no_folder), no_copy_(no_copy) {}
+    Snapshot(const FolderTree& source, const FolderTree& checkout, SourceWriters writers, const MirrorTexts& texts)
+        : source_(source), checkout_(checkout), writers_(writers), texts_(texts) {}
 
     void copy(const std::string& relative) {
         prepare_folder(relative);
         try {
             if (!copy_unchanging(relative)) {
-                throw std::runtime_error(no_copy_ + relative);
+                throw std::runtime_error(texts_.no_copy + relative);
             }
         } catch (const FileError&) {
-            throw std::runtime_error(no_copy_ + relative);
+            throw std::runtime_error(texts_.no_copy + relative);
         }
     }
 
@@ -115,7 +128,7 @@ class Snapshot {
             }
             checkout_.make_folder(folder);
         } catch (const FileError&) {
-            throw std::runtime_error(no_folder_ + relative);
+            throw std::runtime_error(texts_.no_folder + relative);
         }
         prepared_ = folder;
     }
@@ -123,8 +136,7 @@ class Snapshot {
     const FolderTree& source_;
     const FolderTree& checkout_;
     SourceWriters writers_;
-    const char* no_folder_;
-    const char* no_copy_;
+    const MirrorTexts& texts_;
     std::optional<std::string> prepared_;
 };
 
@@ -139,27 +151,28 @@ auto inspected(const std::string& relative, Call call) {
 
 // What the source has at the path; nothing when it was deleted. A link that leads nowhere is refused, as it is no
 // deletion.
-std::optional<FolderEntry> find_selected(const FolderTree& source, const std::string& relative) {
+std::optional<FolderEntry> find_selected(const FolderTree& source, const std::string& relative,
+                                         const MirrorTexts& texts) {
     const std::optional<FolderEntry> entry = find_in_source(source, relative);
     if (!entry && inspected(relative, [&] { return source.find(relative); })) {
-        throw std::runtime_error("could not snapshot changed workspace file: " + relative);
+        throw std::runtime_error(texts.no_copy + relative);
     }
     return entry;
 }
 
 // Removes from the checkout what is no file in the source. A path that never named a file is refused.
 void remove_selected(const FolderTree& checkout, const std::string& relative,
-                     const std::optional<FolderEntry>& in_source) {
+                     const std::optional<FolderEntry>& in_source, const MirrorTexts& texts) {
     try {
         const std::optional<FolderEntry> existing = checkout.find(relative);
         const bool took_its_place = in_source && existing && existing->is_file();
         if (in_source && !took_its_place) {
-            throw std::runtime_error("could not snapshot changed workspace file: " + relative);
+            throw std::runtime_error(texts.no_copy + relative);
         }
         checkout.remove_all(relative);
         checkout.remove_empty_parents(relative);  // The source may spell them otherwise now.
     } catch (const FileError&) {
-        throw std::runtime_error("could not remove changed workspace file: " + relative);
+        throw std::runtime_error(texts.no_removal + relative);
     }
 }
 
@@ -195,7 +208,7 @@ std::vector<std::string> files_to_mirror(const FolderTree& source, const std::ve
             return source_files;
         }
         if (walk == max_walks) {
-            throw std::runtime_error("could not snapshot main workspace file: " + *missed);
+            throw std::runtime_error(texts_for_everything.no_copy + *missed);
         }
     }
 }
@@ -225,11 +238,10 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
             checkout.remove_file(file);
             checkout.remove_empty_parents(file);  // The source may spell them otherwise now.
         } catch (const FileError&) {
-            throw std::runtime_error("could not remove stale main workspace file: " + file);
+            throw std::runtime_error(texts_for_everything.no_removal + file);
         }
     }
-    Snapshot snapshot(source, checkout, writers,
-                      "could not create main workspace snapshot folder: ", "could not snapshot main workspace file: ");
+    Snapshot snapshot(source, checkout, writers, texts_for_everything);
     for (const std::string& file : source_files) {
         snapshot.copy(file);
     }
@@ -260,21 +272,21 @@ void mirror_selected_project_files(const fs::path& source_root, const fs::path& 
 }
 
 void mirror_selected_project_files(const FolderTree& source, const fs::path& checkout_root,
-                                   const std::vector<fs::path>& changed_paths) {
+                                   const std::vector<fs::path>& changed_paths, CommitScope scope) {
+    const MirrorTexts& texts = scope == CommitScope::Everything ? texts_for_everything : texts_for_given_paths;
     const FolderTree checkout(checkout_root);
     std::vector<std::string> copies;
     for (const fs::path& path : visible_changed_paths(changed_paths)) {
         const std::string relative = path.string();
-        const std::optional<FolderEntry> entry = find_selected(source, relative);
+        const std::optional<FolderEntry> entry = find_selected(source, relative, texts);
         if (entry && entry->is_file()) {
             copies.push_back(relative);
         } else {
-            remove_selected(checkout, relative, entry);
+            remove_selected(checkout, relative, entry, texts);
         }
     }
     // Copies follow all removals, which make room where a file became a folder or a folder a file.
-    Snapshot snapshot(source, checkout, SourceWriters::Any,
-                      "could not create changed workspace folder: ", "could not snapshot changed workspace file: ");
+    Snapshot snapshot(source, checkout, SourceWriters::Any, texts);
     for (const std::string& relative : copies) {
         snapshot.copy(relative);
     }

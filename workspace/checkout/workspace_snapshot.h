@@ -34,14 +34,19 @@ std::vector<std::string> mirror_visible_project_files(const std::filesystem::pat
                                                       const std::filesystem::path& checkout,
                                                       SourceWriters writers = SourceWriters::Any);
 
+/// Whether a commit takes the whole project or given paths: what went wrong with a file is said differently.
+enum class CommitScope { Everything, GivenPaths };
+
 /// Makes the given paths in the checkout what they are in `source`, which may have a folder where the checkout has a
 /// file and the other way round; hidden paths are skipped; a path must name a file or nothing. Throws "invalid changed
 /// project path while persisting workspace: ", "could not inspect changed workspace file: ", "could not create changed
-/// workspace folder: ", "could not snapshot changed workspace file: ", "could not remove changed workspace file: ".
+/// workspace folder: ", "could not snapshot changed workspace file: ", "could not remove changed workspace file: ";
+/// with CommitScope::Everything, for the last three, the texts of mirror_visible_project_files.
 void mirror_selected_project_files(const std::filesystem::path& source, const std::filesystem::path& checkout,
                                    const std::vector<std::filesystem::path>& changed_paths);
 void mirror_selected_project_files(const FolderTree& source, const std::filesystem::path& checkout,
-                                   const std::vector<std::filesystem::path>& changed_paths);
+                                   const std::vector<std::filesystem::path>& changed_paths,
+                                   CommitScope scope = CommitScope::GivenPaths);
 
 /// The paths that are not hidden, normalised. Throws "invalid changed project path while persisting workspace: " + path
 /// for one that is empty, has a root or begins with "..".

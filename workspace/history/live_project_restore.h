@@ -3,7 +3,8 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <string>
+
+#include "workspace/checkout/file_keeper.h"
 
 namespace quill {
 
@@ -13,23 +14,14 @@ namespace quill {
 /// project's own files stands.
 void check_live_project(const std::filesystem::path& live, const std::filesystem::path& restored);
 
-/// Where a restore works; all three lie in the package or are it.
-struct LiveProject {
-    std::filesystem::path package;
-    std::filesystem::path files;     ///< what the user works on
-    std::filesystem::path replaced;  ///< the folder for what restores replaced
-};
-
 /// Makes the visible files of `live` equal to those of `restored`, executable bits included, and verifies them. Returns
-/// how many paths were written or removed. What the files held before, uncommitted edits included, is kept in the
-/// folder `name` in `live.replaced`, and is safe from a power cut before anything is replaced. The folder's name ends
-/// in
-/// ".unfinished" until this restore is complete. Then what earlier complete restores had kept is removed; what restores
-/// that were cut off had kept stays. A link to a file that the restore changes becomes a file of its own.
-/// Throws std::runtime_error with the texts of file_tree_comparison.h, "could not keep replaced workspace file: " +
-/// path, or TreeMismatchError "restore verification failed: the live project does not match the selected historical
-/// state". Commits and restores of the workspace must be locked out.
-std::uint64_t restore_live_project(const LiveProject& live, const std::filesystem::path& restored,
-                                   const std::string& name);
+/// how many paths were written or removed. What the files held before, uncommitted edits included, `kept` keeps, safe
+/// from a power cut before anything is replaced; its set is complete when this is. A link to a file that the restore
+/// changes becomes a file of its own.
+/// Throws std::runtime_error with the texts of file_tree_comparison.h and of file_keeper.h, or TreeMismatchError
+/// "restore verification failed: the live project does not match the selected historical state". Commits and restores
+/// of the workspace must be locked out.
+std::uint64_t restore_live_project(const std::filesystem::path& live, const std::filesystem::path& restored,
+                                   FileKeeper& kept);
 
 }  // namespace quill

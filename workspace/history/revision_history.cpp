@@ -11,6 +11,7 @@
 #include "engine/tome_binding.h"
 #include "files/absolute_path.h"
 #include "project/workspace_id.h"
+#include "workspace/checkout/package_base.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/index/workspace_lookup.h"
 
@@ -84,6 +85,7 @@ std::vector<ProjectWorkspaceRevision> list_project_workspace_revisions(const std
                                                                        std::uint64_t limit) {
     const std::filesystem::path project = absolute_normalized(project_path);
     const std::string id = workspace_id_or_main(workspace_id);
+    PackageBase::note_announced(project);
     const ProjectWorkspace workspace = require_workspace_branch(project, id);
     const std::string remote = require_project_tome_remote(project);
     const std::optional<std::filesystem::path> root = history_checkout(project, id);

@@ -16,6 +16,8 @@
 #include "records/wall_clock.h"
 #include "workspace/checkout/abandoned_checkouts.h"
 #include "workspace/checkout/commit_lock.h"
+#include "workspace/checkout/file_keeper.h"
+#include "workspace/checkout/package_base.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_scene.h"
 #include "workspace/checkout/workspace_snapshot.h"
@@ -169,19 +171,23 @@ void publish(const RestoreRequest& request, const CheckoutLocation& scratch, con
 
 // The files that the user works on. A workspace's checkout is made ready before anything is published: one made later
 // would come with the restored files, and nothing would be left to restore in it.
-LiveProject ensure_live_project(const RestoreRequest& request) {
-    fs::path files = request.workspace_id == "main"
-                         ? request.project
-                         : ensure_tome_checkout_for_workspace(request.project, request.workspace_id, {});
-    return {request.project, std::move(files), workspace_replaced_files(request.project, request.workspace_id)};
+fs::path ensure_live_project(const RestoreRequest& request) {
+    return request.workspace_id == "main"
+               ? request.project
+               : ensure_tome_checkout_for_workspace(request.project, request.workspace_id, {});
 }
 
-std::uint64_t restore_live_files(const RestoreRequest& request, const LiveProject& live, const fs::path& published,
-                                 const std::string& head) {
-    const std::uint64_t count = restore_live_project(live, published, head);
-    if (request.workspace_id != "main") {
+std::uint64_t restore_live_files(const RestoreRequest& request, const fs::path& live, const fs::path& published,
+                                 const std::string& head, FileKeeper& kept) {
+    if (request.workspace_id == "main") {
+        PackageBase::announce_replacement(request.project);
+    }
+    const std::uint64_t count = restore_live_project(live, published, kept);
+    if (request.workspace_id == "main") {
+        PackageBase::start(request.project, head);
+    } else {
         try {  // A sync tells the checkout that its files are those of the new head.
-            call_tome_revision_sync({live.files, request.remote_url}, {});
+            call_tome_revision_sync({live, request.remote_url}, {});
         } catch (const std::runtime_error&) {
             // The restore is done, and the next sync reports what is wrong.
         }
@@ -223,8 +229,9 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
         on_selected_state(scratch.path());
     }
     preserve_selected_state(request, scratch.path(), selected.path());
-    const LiveProject live = ensure_live_project(request);
-    check_live_project(live.files, selected.path());
+    const fs::path live = ensure_live_project(request);
+    check_live_project(live, selected.path());
+    FileKeeper kept(request.project, "restore", request.workspace_id);
 
     const std::string head = add_restored_revision(request, checkout);
     const std::string now = wall_clock_milliseconds();
@@ -234,7 +241,7 @@ ProjectWorkspaceRestoreResult restore_project_workspace_revision(
                   "Tome restore verification failed: the published revision bytes do not match the selected state");
     record_workspace_head(request.project, request.workspace_id, head, now);
     ProjectWorkspaceRestoreResult result;
-    result.verifiedLiveFileCount = restore_live_files(request, live, published.path(), head);
+    result.verifiedLiveFileCount = restore_live_files(request, live, published.path(), head, kept);
     invalidate_tome_branch_index_cache(request.project);
     result.workspaceId = request.workspace_id;
     result.targetRevision = request.target;

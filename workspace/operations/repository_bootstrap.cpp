@@ -14,6 +14,7 @@
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
 #include "workspace/checkout/abandoned_checkouts.h"
+#include "workspace/checkout/commit_edits.h"
 #include "workspace/checkout/contended_branch.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_snapshot.h"
@@ -46,22 +47,55 @@ void make_empty_folder(const fs::path& project, const fs::path& checkout) {
     hold_checkout(checkout);
 }
 
-// Makes the repository. If the remote has it already, clones it with all its files, so that files which the package no
-// longer has become deletions.
-void create_or_clone(const fs::path& project, const CheckoutLocation& checkout, const std::string& repository_url) {
+// False when the remote has the repository already: the checkout is then a clone of it, without files.
+bool create_or_clone(const fs::path& project, const CheckoutLocation& checkout, const std::string& repository_url) {
     try {
         call_tome_repository_create(checkout, repository_url, "Keel hosted project repository",
                                     workspace_branch_memory(project).string());
+        return true;
     } catch (const std::runtime_error& error) {
         if (!says_that_repository_exists(error)) {
             throw;
         }
-        make_empty_folder(project, checkout.root);
-        clone_tome_checkout_if_needed(project, checkout.root, "main", {}, false, false);
-        TomeSync everything;
-        everything.scratch = true;
-        call_tome_revision_sync(checkout, everything);
     }
+    make_empty_folder(project, checkout.root);
+    clone_tome_checkout_if_needed(project, checkout.root, "main", {}, false, false);
+    return false;
+}
+
+std::string commit_imported(const CheckoutLocation& checkout, const std::vector<std::string>& paths) {
+    return tome_stage_and_commit(checkout.root, paths, checkout.remote_url,
+                                 "Initialize imported Keel project workspace state");
+}
+
+void publish_package(const fs::path& project, const CheckoutLocation& checkout) {
+    mirror_visible_project_files(project, checkout.root);
+    const std::string revision = commit_imported(checkout, all_visible_project_files(FolderTree(checkout.root)));
+    push_tome_branch(checkout.root, "main", checkout.remote_url, true);
+    if (!revision.empty()) {
+        PackageBase::start(project, revision);
+    }
+}
+
+// The history has other people's work by now: only what was changed here goes there.
+void publish_edits(const fs::path& project, const CheckoutLocation& checkout) {
+    std::optional<PackageBase> base = PackageBase::open(project);
+    if (!base) {
+        throw std::runtime_error("the project's history is gone from its remote: " + checkout.remote_url);
+    }
+    const CommitEdits edits = find_package_edits(*base);
+    require_edits_of_base(edits, call_tome_repository_status(checkout, false).identity);
+    mirror_edits(project, checkout, edits);
+    std::vector<std::string> paths;
+    for (const fs::path& path : edits.taken) {
+        paths.push_back(path.string());
+    }
+    const std::string revision = commit_imported(checkout, paths);
+    if (!revision.empty()) {
+        base->announce(revision, edits.exchanged);
+    }
+    push_tome_branch(checkout.root, "main", checkout.remote_url, true);
+    record_published_edits(*base, edits, revision.empty() ? edits.head : revision);
 }
 
 // Whether the package's state says that it keeps its branches itself or belongs to another repository.
@@ -124,11 +158,15 @@ void commit_and_push_unless_on_remote(const fs::path& project, const CheckoutLoc
     if (!status.second_identity.empty() || status.identity_extra != 0) {
         return;
     }
+    std::string revision = status.identity;
     if (status.identity.empty() && status.identity_number == 0) {
-        tome_stage_and_commit(checkout.root, all_visible_project_files(FolderTree(project)), checkout.remote_url,
-                              "Initialize Keel project workspace state");
+        revision = tome_stage_and_commit(checkout.root, all_visible_project_files(FolderTree(project)),
+                                         checkout.remote_url, "Initialize Keel project workspace state");
     }
     push_tome_branch(checkout.root, "main", checkout.remote_url, true);
+    if (!revision.empty()) {
+        PackageBase::start(project, revision);
+    }
 }
 
 }  // namespace
@@ -144,12 +182,8 @@ void bootstrap_missing_project_tome_remote(const fs::path& project_path) {
     remove_abandoned_checkouts(project);
     const BootstrapCheckoutCleanup cleanup(project, checkout.root);
     make_empty_folder(project, checkout.root);
-    create_or_clone(project, checkout, repository_url);
-    const std::vector<std::string> removed = mirror_visible_project_files(project, checkout.root);
-    std::vector<std::string> paths = all_visible_project_files(FolderTree(checkout.root));
-    paths.insert(paths.end(), removed.begin(), removed.end());
-    tome_stage_and_commit(checkout.root, paths, remote, "Initialize imported Keel project workspace state");
-    push_tome_branch(checkout.root, "main", remote, true);
+    create_or_clone(project, checkout, repository_url) ? publish_package(project, checkout)
+                                                       : publish_edits(project, checkout);
 }
 
 void initialize_project_tome_repository(const fs::path& project_path) {

@@ -1,6 +1,7 @@
 #include "workspace/operations/workspace_commit.h"
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -19,6 +20,7 @@
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
+#include "workspace/checkout/commit_edits.h"
 #include "workspace/checkout/commit_lock.h"
 #include "workspace/checkout/contended_branch.h"
 #include "workspace/checkout/workspace_checkout.h"
@@ -48,6 +50,7 @@ struct CommitRequest {
     fs::path scene;
     bool whole = false;          // everything that changed
     bool sparse_source = false;  // the source is a checkout, which may lack files without having deleted them
+    bool from_package = false;   // to main: only edits are taken, not what others changed since
 };
 
 struct CommitTarget {
@@ -91,84 +94,18 @@ CommitTarget choose_target(const CommitRequest& request) {
                      : CommitTarget{workspace_branch_commit_checkout(request.project, request.workspace), false};
 }
 
-// What changed in a sparse source since its base. Only the engine can tell a file that was deleted there from one that
-// it never held.
-std::vector<fs::path> changed_in_source(const CommitRequest& request) {
-    std::vector<fs::path> changed;
-    for (const std::string& path :
-         call_tome_repository_status({request.source, request.remote_url}, true).reported_paths) {
-        if (!project_relative_path_is_hidden(path) && !is_restore_staging_file(path)) {
-            changed.emplace_back(path);
-        }
-    }
-    return changed;
-}
-
-bool is_file(const FolderTree& source, const fs::path& path) {
-    const std::optional<FolderEntry> entry = find_in_source(source, path.string());
-    return entry && entry->is_file();
-}
-
-// The paths to copy or remove. A path that a sparse source lacks without having deleted it is not among them.
-std::vector<fs::path> paths_to_mirror(const CommitRequest& request, const FolderTree& source) {
-    if (!request.sparse_source) {
-        return request.changed_paths;
-    }
-    const std::vector<fs::path> changed = changed_in_source(request);
-    if (request.whole) {
-        return changed;
-    }
-    const std::set<fs::path> gone_or_changed(changed.begin(), changed.end());
-    std::vector<fs::path> paths;
-    for (const fs::path& path : request.changed_paths) {
-        if (find_in_source(source, path.string()) || gone_or_changed.contains(path)) {
-            paths.push_back(path);
-        }
-    }
-    return paths;
-}
-
-// A folder without any file is no package that its user emptied, but the wrong folder.
-void require_files_in_source(const CommitRequest& request, const FolderTree& source) {
-    const std::vector<std::string> names = source.names_in("");
-    const bool holds_files = std::any_of(
-        names.begin(), names.end(), [](const std::string& name) { return !project_relative_path_is_hidden(name); });
-    if (!holds_files && !request.sparse_source) {
-        throw no_file_in_source(request.source);
-    }
-}
-
-// Copies the files into the private checkout. Files that are gone from the source are fetched first: the engine reports
-// a deletion only for a file that the checkout has.
+// Copies the files of a folder that nothing is known of into the private checkout.
 void mirror_files(const CommitRequest& request, const fs::path& checkout) {
     const CheckoutLocation opened{checkout, request.remote_url};
-    if (request.whole && !request.sparse_source) {
-        TomeSync everything;
-        everything.scratch = true;
-        call_tome_revision_sync(opened, everything);
-        mirror_visible_project_files(request.source, checkout);
-        return;
+    if (!request.whole) {
+        CommitEdits edits;
+        edits.taken = request.changed_paths;
+        return mirror_edits(request.source, opened, edits);
     }
-    const FolderTree source = open_source_folder(request.source);
-    std::vector<fs::path> paths = paths_to_mirror(request, source);
-    TomeSync gone;
-    gone.scratch = true;
-    for (const fs::path& path : paths) {
-        if (!is_file(source, path)) {
-            gone.paths.push_back(path.string());
-        }
-    }
-    if (!gone.paths.empty()) {
-        require_files_in_source(request, source);
-        call_tome_revision_sync(opened, gone);
-    }
-    if (request.whole) {  // As in the package, links to folders, pipes and the like are no files of the project.
-        std::erase_if(paths, [&](const fs::path& path) {
-            std::error_code ignored;
-            return source.find(path.string()) && !is_file(source, path) && !fs::exists(checkout / path, ignored);
-        });
-    }
-    mirror_selected_project_files(source, checkout, paths);
+    TomeSync everything;
+    everything.scratch = true;
+    call_tome_revision_sync(opened, everything);
+    mirror_visible_project_files(request.source, checkout);
 }
 
 // Whether the path names a file or a file that was deleted. Links to folders, pipes and the like are no project files.
@@ -276,12 +213,17 @@ void mend_unchanged(const CommitRequest& request, const CheckoutLocation& checko
     }
 }
 
-ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitTarget& target) {
+using CommitAnnouncement = std::function<void(const std::string& revision)>;
+
+ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, const CommitTarget& target,
+                                                  const CommitEdits& edits = {},
+                                                  const CommitAnnouncement& announce = {}) {
     const CheckoutLocation checkout{target.checkout, request.remote_url};
     if (tome_checkout_uses_project_shared_store(request.project, target.checkout)) {
         ensure_workspace_shared_store(request.project);
     }
     const TomeWorkspaceState status = call_tome_repository_status(checkout, true);
+    require_edits_of_base(edits, status.identity);
     const std::vector<std::string> changed = reported_changes(status, request, target);
     mend_unchanged(request, checkout, changed);
     if (changed.empty()) {
@@ -304,6 +246,9 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
     if (!committed) {
         return result;
     }
+    if (announce) {
+        announce(revision);
+    }
     publish(request, checkout, revision, message, changed.size());
     remember_identities(request, checkout, changed);
     for (const std::string& path : changed) {
@@ -316,7 +261,7 @@ ProjectWorkspaceMutationResult commit_and_publish(const CommitRequest& request, 
 // The workspace's files were committed in a private checkout. A sync tells the workspace's own checkout that those
 // which it holds are of the new head.
 void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMutationResult& result) {
-    if (!request.sparse_source || result.files.empty()) {
+    if (result.files.empty()) {
         return;
     }
     TomeSync sync;
@@ -330,6 +275,75 @@ void bring_source_along(const CommitRequest& request, const ProjectWorkspaceMuta
     }
 }
 
+using EditsSearch = std::function<CommitEdits()>;
+
+// Where the branch seems to have changed otherwise, the remote may have gone back to an older state. A push then gives
+// it back what it lost, or says what is wrong with it.
+CommitEdits find_edits(const CommitRequest& request, const CommitTarget& target, const EditsSearch& find) {
+    try {
+        return find();
+    } catch (const ConflictingEditsError&) {
+        push_tome_branch(target.checkout, request.workspace, request.remote_url, false);
+        return find();
+    }
+}
+
+// Of given paths, texts that both sides changed get both changes first. `merged`: those.
+CommitEdits find_edits_and_merge(const CommitRequest& request, const CommitTarget& target,
+                                 const CheckoutLocation& source, const EditsSearch& find,
+                                 std::set<std::string>& merged) {
+    try {
+        return find_edits(request, target, find);
+    } catch (const ConflictingEditsError& conflict) {
+        if (request.whole) {
+            throw;
+        }
+        merge_conflicting_edits(request.project, source, request.workspace, conflict.paths());
+        merged.insert(conflict.paths().begin(), conflict.paths().end());
+        return find();
+    }
+}
+
+void name_merges(ProjectWorkspaceMutationResult& result, const std::set<std::string>& merged) {
+    for (ProjectWorkspaceFileMutation& file : result.files) {
+        file.change = merged.contains(file.path) ? "merge" : file.change;
+    }
+}
+
+ProjectWorkspaceMutationResult commit_from_package(const CommitRequest& request, const CommitTarget& target) {
+    std::optional<PackageBase> base = PackageBase::open(request.project);
+    if (!base) {
+        throw std::runtime_error("the project's history is gone from its remote: " + request.remote_url);
+    }
+    std::set<std::string> merged;
+    const CommitEdits edits = find_edits_and_merge(
+        request, target, base->checkout(),
+        [&] { return request.whole ? find_package_edits(*base) : find_package_edits(*base, request.changed_paths); },
+        merged);
+    mirror_edits(request.source, {target.checkout, request.remote_url}, edits);
+    ProjectWorkspaceMutationResult result = commit_and_publish(
+        request, target, edits, [&](const std::string& revision) { base->announce(revision, edits.exchanged); });
+    record_published_edits(*base, edits, result.headKey);
+    name_merges(result, merged);
+    return result;
+}
+
+ProjectWorkspaceMutationResult commit_from_checkout(const CommitRequest& request, const CommitTarget& target) {
+    if (!request.whole && request.changed_paths.empty()) {
+        return commit_and_publish(request, target);  // Hidden paths alone were given.
+    }
+    const CheckoutLocation source{request.source, request.remote_url};
+    std::set<std::string> merged;
+    const CommitEdits edits = find_edits_and_merge(
+        request, target, source, [&] { return find_workspace_edits(source, request.workspace, request.changed_paths); },
+        merged);
+    mirror_edits(request.source, {target.checkout, request.remote_url}, edits);
+    ProjectWorkspaceMutationResult result = commit_and_publish(request, target, edits);
+    name_merges(result, merged);
+    bring_source_along(request, result);
+    return result;
+}
+
 ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const CommitTarget& target) {
     if (target.is_source) {
         return commit_and_publish(request, target);
@@ -340,10 +354,14 @@ ProjectWorkspaceMutationResult commit_once(const CommitRequest& request, const C
         } else {
             ensure_tome_branch_checkout(request.project, target.checkout, request.scene, request.workspace);
         }
+        if (request.from_package) {
+            return commit_from_package(request, target);
+        }
+        if (request.sparse_source) {
+            return commit_from_checkout(request, target);
+        }
         mirror_files(request, target.checkout);
-        ProjectWorkspaceMutationResult result = commit_and_publish(request, target);
-        bring_source_along(request, result);
-        return result;
+        return commit_and_publish(request, target);
     } catch (...) {
         // The private checkout may hold what nobody wants, such as a commit that was not published.
         discard_state(request.project, target.checkout);
@@ -368,6 +386,7 @@ CommitRequest make_request(const fs::path& project_path, const std::string& work
         ensure_tome_checkout_for_workspace(request.project, request.workspace, request.scene);
     }
     request.sparse_source = own_checkout;
+    request.from_package = request.workspace == "main" && same_folder(source, request.project);
     return request;
 }
 
@@ -387,10 +406,11 @@ ProjectWorkspaceMutationResult update_project_workspace_head(const fs::path& pro
     if (!target.is_source) {
         lock = lock_workspace_commits(request.workspace);
     }
-    if (target.is_source || request.whole) {
+    if (target.is_source || (request.whole && !request.from_package && !request.sparse_source)) {
         return commit_once(request, target);
     }
-    // Given paths mean the same on the new head; a whole project would undo what the other process added.
+    // Edits and given paths mean the same on the new head; all of a folder that nothing is known of would undo what the
+    // other process added.
     ProjectWorkspaceMutationResult result;
     repeat_while_branch_moves(request.project, [&] { result = commit_once(request, target); });
     return result;

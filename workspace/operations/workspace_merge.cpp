@@ -1,5 +1,7 @@
 #include "workspace/operations/workspace_merge.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -15,6 +17,7 @@
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
 #include "workspace/checkout/commit_lock.h"
+#include "workspace/checkout/package_base.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_scene.h"
 #include "workspace/index/branch_index_cache.h"
@@ -150,54 +153,79 @@ void add_links_to_removed(const MergeRequest& request, const CheckoutLocation& m
     }
 }
 
-// The paths, of those that the merge changed, that the package is to take over. What the package has there must be
-// committed: bytes that are not in the history refuse the merge. When the merge was published before and is only
-// completed now, such a path is left out instead.
-std::vector<std::string> paths_to_bring(const MergeRequest& request, const CheckoutLocation& merged,
-                                        const std::string& before, const std::string& after, bool published) {
-    std::vector<std::string> paths = call_tome_revision_diff(merged, before, after).revision_paths;
-    std::erase_if(paths, project_relative_path_is_hidden);
-    if (paths.empty()) {
-        return {};
-    }
-    const fs::path old_files = workspace_main_materialize_checkout(request.project);
-    ensure_tome_branch_checkout(request.project, old_files, request.scene, "main");
-    bring_files(request, old_files, paths, before);
-    bring_files(request, merged.root, paths, after);
-    std::vector<std::string> brought;
-    std::vector<std::string> uncommitted;
-    const FolderTree package(request.project);
-    const FolderTree old_tree(old_files);
-    const FolderTree new_tree(merged.root);
-    for (const std::string& path : paths) {
-        if (!is_up_to_date(package, new_tree, path)) {
-            check_kind(package, path);
-            (same_file(package, old_tree, path) ? brought : uncommitted).push_back(path);
+// What a merge into main does to the package: it brings all files to the merged state, those that others changed
+// before, too.
+struct PackagePlan {
+    std::vector<std::string> brought;      // to be written or removed
+    std::vector<std::string> up_to_date;   // the same already
+    std::vector<std::string> uncommitted;  // edited here, and otherwise by the merge or by others
+};
+
+PackagePlan plan_package(const MergeRequest& request, const CheckoutLocation& merged,
+                         const std::vector<std::string>& merge_changes, const std::string& after) {
+    std::optional<PackageBase> base = PackageBase::open(request.project);
+    const BranchComparison comparison = base ? base->compare_and_settle() : BranchComparison{};
+    std::set<std::string> candidates(merge_changes.begin(), merge_changes.end());
+    std::set<std::string> edited;
+    for (const ProjectFileState& file : comparison.files) {
+        if (file.changed_there()) {
+            candidates.insert(file.path);
+        }
+        if (file.changed_here()) {
+            edited.insert(file.path);
         }
     }
-    if (!uncommitted.empty() && !published) {
-        throw std::runtime_error(
-            "uncommitted changes would be overwritten: " + uncommitted.front() +
-            (uncommitted.size() == 1 ? std::string() : " and " + std::to_string(uncommitted.size() - 1) + " more"));
+    PackagePlan plan;
+    if (candidates.empty()) {
+        return plan;
     }
-    add_links_to_removed(request, merged, after, brought);
-    check_project_can_take_files(request.project, merged.root, {brought.begin(), brought.end()});
-    return brought;
+    const std::vector<std::string> paths(candidates.begin(), candidates.end());
+    bring_files(request, merged.root, paths, after);
+    const FolderTree package(request.project);
+    const FolderTree files(merged.root);
+    for (const std::string& path : paths) {
+        if (is_up_to_date(package, files, path)) {
+            plan.up_to_date.push_back(path);
+        } else {
+            check_kind(package, path);
+            (edited.contains(path) ? plan.uncommitted : plan.brought).push_back(path);
+        }
+    }
+    if (base && !plan.uncommitted.empty()) {  // Unless they have the bytes of an earlier version.
+        const std::vector<std::string> edits = base->settle(plan.uncommitted);
+        std::set_difference(plan.uncommitted.begin(), plan.uncommitted.end(), edits.begin(), edits.end(),
+                            std::back_inserter(plan.brought));
+        plan.uncommitted = edits;
+    }
+    return plan;
+}
+
+// Bytes that are not in the history refuse the merge. When it was published before and is only completed now, they
+// are left as they are.
+PackagePlan checked_plan(const MergeRequest& request, const CheckoutLocation& merged, const std::string& before,
+                         const std::string& after) {
+    const bool published = before == after;
+    std::vector<std::string> changes;
+    if (!published) {
+        changes = call_tome_revision_diff(merged, before, after).revision_paths;
+        std::erase_if(changes, project_relative_path_is_hidden);
+    }
+    PackagePlan plan = plan_package(request, merged, changes, after);
+    if (!plan.uncommitted.empty() && !published) {
+        throw std::runtime_error("uncommitted changes would be overwritten: " + plan.uncommitted.front() +
+                                 (plan.uncommitted.size() == 1
+                                      ? std::string()
+                                      : " and " + std::to_string(plan.uncommitted.size() - 1) + " more"));
+    }
+    add_links_to_removed(request, merged, after, plan.brought);
+    check_project_can_take_files(request.project, merged.root, {plan.brought.begin(), plan.brought.end()});
+    return plan;
 }
 
 struct Merged {
-    std::string head;                // empty: the engine reported none
-    std::vector<std::string> paths;  // those that the package is to take over, for a merge into main
+    std::string head;     // empty: the engine reported none
+    PackagePlan package;  // for a merge into main
 };
-
-// The first parent of main's newest revision if that is a merge, empty otherwise. The files of such a merge may not
-// have reached the package, because a failure came in between.
-std::string merged_into(const CheckoutLocation& checkout) {
-    const TomeWorkspaceState history = call_tome_revision_history(checkout, "main", 1);
-    return history.revisions.empty() || history.revisions.front().linkedHash2.empty()
-               ? std::string()
-               : history.revisions.front().linkedHash1;
-}
 
 Merged merge_locally(const MergeRequest& request, const CheckoutLocation& checkout) {
     const std::string before = call_tome_repository_status(checkout, false).identity;
@@ -206,13 +234,8 @@ Merged merge_locally(const MergeRequest& request, const CheckoutLocation& checko
         refuse_conflicts(state.changed_paths);
     }
     Merged merged{state.identity, {}};
-    if (!request.into_main() || merged.head.empty()) {
-        return merged;
-    }
-    const bool published = merged.head == before;
-    const std::string old_head = published ? merged_into(checkout) : before;
-    if (!old_head.empty()) {
-        merged.paths = paths_to_bring(request, checkout, old_head, merged.head, published);
+    if (request.into_main() && !merged.head.empty()) {
+        merged.package = checked_plan(request, checkout, before, merged.head);
     }
     return merged;
 }
@@ -233,12 +256,24 @@ void publish(const MergeRequest& request, const CheckoutLocation& checkout, std:
     record_workspace_head(request.project, request.target.id, head, now);
 }
 
+void bring_package(const MergeRequest& request, const Merged& merged) {
+    if (!request.into_main()) {
+        return;
+    }
+    const PackagePlan& plan = merged.package;
+    sync_project_workspace_files(request.project, "main", {plan.brought.begin(), plan.brought.end()}, false);
+    std::optional<PackageBase> base = PackageBase::open(request.project);
+    if (base && !plan.up_to_date.empty()) {
+        base->record(merged.head, plan.up_to_date, false);
+    }
+}
+
 void merge_and_publish(const MergeRequest& request) {
     const CheckoutLocation checkout = checkout_to_merge_in(request);
     try {
         const Merged merged = merge_locally(request, checkout);
         publish(request, checkout, merged.head);
-        sync_project_workspace_files(request.project, "main", {merged.paths.begin(), merged.paths.end()}, false);
+        bring_package(request, merged);
     } catch (...) {
         if (request.into_main()) {  // The private checkout may hold a merge that was not published.
             discard_state(request.project, checkout.root);

@@ -1,5 +1,7 @@
 #include "workspace/operations/workspace_sync.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -11,6 +13,8 @@
 #include "project/visible_files.h"
 #include "project/workspace_id.h"
 #include "project/workspace_paths.h"
+#include "workspace/checkout/file_keeper.h"
+#include "workspace/checkout/package_base.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_scene.h"
 #include "workspace/index/workspace_lookup.h"
@@ -152,7 +156,47 @@ void copy_into_project(const FolderTree& checkout, const FolderTree& project, co
     }
 }
 
-void carry_out(const SyncPlan& plan, const FolderTree& checkout, const FolderTree& project) {
+void match_in_project(const FolderTree& checkout, const FolderTree& project, const std::string& relative) {
+    try {
+        match_executable_bit(checkout.open_file(relative), project, relative);
+    } catch (const FileError&) {
+        refuse_file(relative);
+    }
+}
+
+// The copied files that hold the same bytes already. They are not written.
+std::set<std::string> equal_files(const SyncPlan& plan, const FolderTree& checkout, const FolderTree& project) {
+    std::set<std::string> equal;
+    for (const std::string& path : plan.copied) {
+        try {
+            if (holds_bytes_of(checkout.open_file(path), project, path)) {
+                equal.insert(path);
+            }
+        } catch (const FileError&) {
+            refuse_file(path);
+        }
+    }
+    return equal;
+}
+
+// Keeps what the plan replaces by other bytes or removes, but for `committed`: files whose bytes are in a revision.
+void keep(const SyncPlan& plan, const std::set<std::string>& equal, const std::set<std::string>& committed,
+          const FolderTree& project, FileKeeper& kept) {
+    std::set<std::string> dropped = plan.removed;
+    std::copy_if(plan.copied.begin(), plan.copied.end(), std::inserter(dropped, dropped.end()),
+                 [&](const std::string& path) { return !equal.contains(path) && !is_folder(project, path); });
+    for (const std::string& path : dropped) {
+        if (!committed.contains(path)) {
+            kept.keep(path);
+        }
+    }
+    kept.make_durable();
+}
+
+void carry_out(const SyncPlan& plan, const FolderTree& checkout, const FolderTree& project, FileKeeper& kept,
+               const std::set<std::string>& committed) {
+    const std::set<std::string> equal = equal_files(plan, checkout, project);
+    keep(plan, equal, committed, project, kept);
     // Backwards: what a folder holds goes before the folder.
     for (auto path = plan.removed.rbegin(); path != plan.removed.rend(); ++path) {
         try {
@@ -162,14 +206,35 @@ void carry_out(const SyncPlan& plan, const FolderTree& checkout, const FolderTre
         }
     }
     for (const std::string& path : plan.copied) {
-        copy_into_project(checkout, project, path);
+        equal.contains(path) ? match_in_project(checkout, project, path) : copy_into_project(checkout, project, path);
     }
+    // The equal files, too: a call that was cut off may have written them.
     std::vector<std::string> changed = plan.copied;
     changed.insert(changed.end(), plan.removed.begin(), plan.removed.end());
     try {
         sync_folders(project, changed);
     } catch (const FileError&) {
         refuse_file(changed.front());
+    }
+    kept.complete();
+}
+
+// Those of the package's files that are as they were last exchanged with main.
+std::set<std::string> committed_files(const PackageBase& base, const std::vector<std::string>& paths) {
+    std::set<std::string> committed(paths.begin(), paths.end());
+    for (const ProjectFileState& file : base.compare(paths).files) {
+        if (file.changed_here()) {
+            committed.erase(file.path);
+        }
+    }
+    return committed;
+}
+
+// What could not be noted shows as the same change on both sides the next time.
+void record_exchange(PackageBase& base, const std::string& revision, const std::vector<std::string>& paths) {
+    try {
+        base.record(revision, paths, false);
+    } catch (const std::runtime_error&) {
     }
 }
 
@@ -197,6 +262,8 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
     if (usable.empty()) {
         return result;
     }
+    FileKeeper kept(project, "sync", "main");
+    std::optional<PackageBase> base = PackageBase::open(project);
     const fs::path checkout = checkout_to_sync_from(project, workspace, scene);
     TomeSync sync;
     sync.overwrite = overwrite;
@@ -206,7 +273,10 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
     result.headKey = call_tome_revision_sync({checkout, remote}, sync).identity;
     const FolderTree synced(checkout);
     const SyncPlan plan = plan_sync(synced, files, usable);
-    carry_out(plan, synced, files);
+    carry_out(plan, synced, files, kept, base ? committed_files(*base, sync.paths) : std::set<std::string>());
+    if (base && workspace == "main") {
+        record_exchange(*base, result.headKey, sync.paths);
+    }
     for (const fs::path& path : usable) {
         result.files.push_back({path.string(), plan.removed.contains(path.string()) ? "delete" : "copy"});
     }

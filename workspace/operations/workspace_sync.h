@@ -10,11 +10,12 @@
 namespace quill {
 
 /// Brings the workspace's checkout to the newest head and copies `paths` from it over the package's files; a path that
-/// the workspace lacks is removed. Paths with a root, beginning with ".." or hidden are passed over. Uncommitted edits
-/// in the workspace's checkout are kept: where they would be overwritten the call fails, names the path and has changed
+/// the workspace lacks is removed. What the package held there, unless a revision is known to have it, is kept first
+/// (kept_files.h). Paths with a root, beginning with ".." or hidden are passed over. Uncommitted edits in the
+/// workspace's checkout are kept: where they would be overwritten the call fails, names the path and has changed
 /// nothing, unless `overwrite` is set. Without paths nothing happens. Throws std::runtime_error "could not create
-/// merged project folder: ", "could not materialize merged project file: ", "workspace branch does not exist: ", the
-/// engine's.
+/// merged project folder: ", "could not materialize merged project file: ", "could not keep replaced workspace file: ",
+/// "workspace branch does not exist: ", the engine's.
 ProjectWorkspaceMutationResult sync_project_workspace_files(const std::filesystem::path& project,
                                                             const std::string& workspace_id,
                                                             const std::vector<std::filesystem::path>& paths,

@@ -1,5 +1,6 @@
 // Runs one call of the library as a process of its own:
 //   restore PROJECT WORKSPACE      the revision before the newest
+//   restore-kept PROJECT           the newest set of kept files
 //   merge PROJECT SOURCE TARGET
 //   put PROJECT TEXT               into the project's content store, many times over, so that it is large; prints the
 //   key
@@ -22,6 +23,10 @@ void restore_one_before(const std::filesystem::path& project, const std::string&
                                               quill::read_project(project).manifest.id, {});
 }
 
+void restore_newest_kept(const std::filesystem::path& project) {
+    quill::restore_kept_files(project, quill::list_kept_files(project).at(0).id, {});
+}
+
 void put(const std::filesystem::path& project, const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < repetitions; ++i) {
@@ -34,6 +39,8 @@ void put(const std::filesystem::path& project, const std::string& text) {
 void run(const std::vector<std::string>& arguments) {
     if (arguments.at(0) == "restore") {
         restore_one_before(arguments.at(1), arguments.at(2));
+    } else if (arguments.at(0) == "restore-kept") {
+        restore_newest_kept(arguments.at(1));
     } else if (arguments.at(0) == "merge") {
         quill::merge_project_workspace_into(arguments.at(1), arguments.at(2), arguments.at(3), "");
     } else {

@@ -435,7 +435,8 @@ TOME_API int32_t tome_file_base_set(const tome_globals_t* globals, const tome_fi
 typedef struct tome_file_update_params {
     tome_string_array_t paths; /* files; empty: all, those included that the checkout does not hold */
     tome_hash_t revision;
-    uint32_t is_base; /* no other file is behind: the revision becomes the checkout's base */
+    uint32_t is_base;    /* no other file is behind: the revision becomes the checkout's base */
+    uint32_t check_only; /* report the conflicts and do nothing; without any there are no events */
 } tome_file_update_params_t;
 TOME_API int32_t tome_file_update(const tome_globals_t* globals, const tome_file_update_params_t* params, uint64_t user,
                                   tome_callback_t callback);
