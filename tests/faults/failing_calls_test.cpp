@@ -24,7 +24,7 @@ constexpr unsigned long shards = 4;
 
 unsigned long stride() {
     const char* text = std::getenv("QUILL_FAULT_STRIDE");
-    return text != nullptr ? std::stoul(text) : 97;
+    return text != nullptr ? std::stoul(text) : 131;
 }
 
 std::string files_text(const fs::path& folder) {
