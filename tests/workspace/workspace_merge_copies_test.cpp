@@ -3,6 +3,7 @@
 
 #include <quill/quill.h>
 
+#include "tests/support/concurrency.h"
 #include "tests/support/failure.h"
 #include "tests/workspace/history_project.h"
 
@@ -104,6 +105,42 @@ TEST_F(MergeWithTwoCopies, TakesBytesOfAnEarlierVersionForNoEdit) {
     publish(a_, "two", "two in the beginning");
     EXPECT_EQ(merge(b_), "no failure");
     EXPECT_EQ(read(b_, "one"), "changed in the workspace");
+}
+
+TEST_F(MergeWithTwoCopies, IntoAWorkspaceThatOthersPublishToIsMadeAnewOnTheNewHead) {
+    const fs::path own = quill::project_workspace_checkout_root(a_, "feature");
+    const fs::path theirs = quill::ensure_tome_checkout_for_workspace(b_, "feature", b_ / "Scenes/Main.usda");
+    std::vector<std::string> failures(2);
+    for (int round = 0; round < 8; ++round) {
+        const std::string bytes = "round " + std::to_string(round);
+        publish(a_, "one", bytes);
+        on_threads(2, [&](int thread) {
+            failures[static_cast<std::size_t>(thread)] = failure_of([&] {
+                if (thread == 0) {
+                    quill::merge_project_workspace_into(a_, "main", "feature", "");
+                } else {
+                    write_file(theirs / asset("three"), bytes);
+                    quill::update_project_workspace_head(b_, "feature", theirs, {asset("three")}, "ben", "");
+                }
+            });
+        });
+        EXPECT_EQ(failures, std::vector<std::string>(2, "no failure"));
+    }
+    quill::sync_project_workspace_files(a_, "feature", {asset("one"), asset("three"), asset("two")}, false);
+    EXPECT_EQ(read_file(own / asset("one")) + ", " + read_file(own / asset("three")), "round 7, round 7");
+    EXPECT_EQ(read_file(own / asset("two")), "changed in the workspace");
+}
+
+TEST_F(MergeWithTwoCopies, IntoAWorkspaceIsRefusedBeforeItIsPublishedWhereItChangesAnEditedFile) {
+    const fs::path own = quill::project_workspace_checkout_root(a_, "feature");
+    publish(a_, "one", "changed on main");
+    write_file(own / asset("one"), "edited in the workspace");
+    const auto revisions_of_feature = [&] { return quill::list_project_workspace_revisions(a_, "feature", 0).size(); };
+    const std::size_t before = revisions_of_feature();
+    EXPECT_EQ(failure_of([&] { quill::merge_project_workspace_into(a_, "main", "feature", ""); }),
+              "uncommitted changes would be overwritten: Assets/one.txt");
+    EXPECT_EQ(revisions_of_feature(), before);
+    EXPECT_EQ(read_file(own / asset("one")), "edited in the workspace");
 }
 
 }  // namespace

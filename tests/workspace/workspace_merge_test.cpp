@@ -198,8 +198,7 @@ TEST_P(WorkspaceMerge, OverUncommittedBytesOfAWorkspaceIsRefused) {
     commit_package({"Assets/kept"});
     write_file(feature() / "Assets/kept", "not committed\n");
     const std::string head = head_of("feature");
-    EXPECT_EQ(merge_failure("main", "feature"),
-              "tome_branch_merge_into: uncommitted changes would be overwritten: Assets/kept");
+    EXPECT_EQ(merge_failure("main", "feature"), "uncommitted changes would be overwritten: Assets/kept");
     EXPECT_EQ(read_file(feature() / "Assets/kept"), "not committed\n");
     EXPECT_EQ(head_of("feature"), head);
 }

@@ -118,6 +118,7 @@ std::vector<std::string> kept_set_names(const FolderTree& package, const std::st
     }
     std::sort(sets.rbegin(), sets.rend());
     std::vector<std::string> names;
+    names.reserve(sets.size());
     for (auto& [time, name] : sets) {
         names.push_back(std::move(name));
     }

@@ -169,7 +169,7 @@ void PackageBase::record_announced() {
 }
 
 void PackageBase::record(const std::string& revision, const std::vector<std::string>& paths, bool whole) {
-    if (!paths.empty() || whole) {
+    if (!paths.empty()) {
         call_tome_file_base_set(checkout_, revision, paths, whole);
         forget_unknown(paths);
     }

@@ -16,7 +16,9 @@
 #include "project/visible_files.h"
 #include "project/workspace_paths.h"
 #include "records/wall_clock.h"
+#include "workspace/checkout/branch_comparison.h"
 #include "workspace/checkout/commit_lock.h"
+#include "workspace/checkout/contended_branch.h"
 #include "workspace/checkout/package_base.h"
 #include "workspace/checkout/workspace_checkout.h"
 #include "workspace/checkout/workspace_scene.h"
@@ -54,16 +56,27 @@ MergeRequest make_request(const fs::path& project, const std::string& source, co
     return request;
 }
 
-// A merge into a workspace is made in its own checkout, whose files follow. One into main is made in a private
-// checkout: the package need not be a checkout, and where it is one, its commits were made elsewhere.
-CheckoutLocation checkout_to_merge_in(const MergeRequest& request) {
+// Where a merge is made: in a private checkout, which is thrown away with a merge that was not published. A workspace's
+// checkout that shares no store merges itself, because it may hold a commit that was never published.
+struct MergePlace {
+    CheckoutLocation checkout;
+    bool is_private = true;
+    fs::path own{};  // the workspace's own checkout; empty for main
+};
+
+MergePlace place_to_merge_in(const MergeRequest& request) {
+    MergePlace place;
+    place.checkout = {workspace_main_commit_checkout(request.project), request.remote_url};
     if (!request.into_main()) {
-        return {ensure_tome_checkout_for_workspace(request.project, request.target.id, request.scene),
-                request.remote_url};
+        place.own = ensure_tome_checkout_for_workspace(request.project, request.target.id, request.scene);
+        place.is_private = tome_checkout_uses_project_shared_store(request.project, place.own);
+        place.checkout.root =
+            place.is_private ? workspace_branch_commit_checkout(request.project, request.target.id) : place.own;
     }
-    const fs::path checkout = workspace_main_commit_checkout(request.project);
-    ensure_tome_branch_checkout(request.project, checkout, request.scene, "main");
-    return {checkout, request.remote_url};
+    if (place.is_private) {
+        ensure_tome_branch_checkout(request.project, place.checkout.root, request.scene, request.target.id);
+    }
+    return place;
 }
 
 [[noreturn]] void refuse_conflicts(const std::vector<std::string>& paths) {
@@ -153,6 +166,47 @@ void add_links_to_removed(const MergeRequest& request, const CheckoutLocation& m
     }
 }
 
+[[noreturn]] void refuse_uncommitted(const std::vector<std::string>& paths) {
+    throw std::runtime_error(
+        "uncommitted changes would be overwritten: " + paths.front() +
+        (paths.size() == 1 ? std::string() : " and " + std::to_string(paths.size() - 1) + " more"));
+}
+
+std::vector<std::string> visible_changes(const CheckoutLocation& merged, const std::string& before,
+                                         const std::string& after) {
+    std::vector<std::string> changes;
+    if (before != after) {
+        changes = call_tome_revision_diff(merged, before, after).revision_paths;
+        std::erase_if(changes, project_relative_path_is_hidden);
+    }
+    return changes;
+}
+
+// Refuses a merge that changes files which are edited in the workspace's own checkout, before it is published.
+void require_edits_to_stay(const MergeRequest& request, const MergePlace& place, const std::string& before,
+                           const std::string& after) {
+    const std::vector<std::string> changes = visible_changes(place.checkout, before, after);
+    if (changes.empty()) {
+        return;
+    }
+    std::vector<std::string> edited;
+    for (const ProjectFileState& file : compare_with_branch({place.own, request.remote_url}, changes).files) {
+        if (file.changed_here()) {
+            edited.push_back(file.path);
+        }
+    }
+    if (edited.empty()) {
+        return;
+    }
+    bring_files(request, place.checkout.root, edited, after);
+    const FolderTree own(place.own);
+    const FolderTree merged(place.checkout.root);
+    std::erase_if(edited, [&](const std::string& path) { return same_file_and_mode(own, merged, path); });
+    if (!edited.empty()) {
+        refuse_uncommitted(edited);
+    }
+}
+
 // What a merge into main does to the package: it brings all files to the merged state, those that others changed
 // before, too.
 struct PackagePlan {
@@ -204,18 +258,9 @@ PackagePlan plan_package(const MergeRequest& request, const CheckoutLocation& me
 // are left as they are.
 PackagePlan checked_plan(const MergeRequest& request, const CheckoutLocation& merged, const std::string& before,
                          const std::string& after) {
-    const bool published = before == after;
-    std::vector<std::string> changes;
-    if (!published) {
-        changes = call_tome_revision_diff(merged, before, after).revision_paths;
-        std::erase_if(changes, project_relative_path_is_hidden);
-    }
-    PackagePlan plan = plan_package(request, merged, changes, after);
-    if (!plan.uncommitted.empty() && !published) {
-        throw std::runtime_error("uncommitted changes would be overwritten: " + plan.uncommitted.front() +
-                                 (plan.uncommitted.size() == 1
-                                      ? std::string()
-                                      : " and " + std::to_string(plan.uncommitted.size() - 1) + " more"));
+    PackagePlan plan = plan_package(request, merged, visible_changes(merged, before, after), after);
+    if (!plan.uncommitted.empty() && before != after) {
+        refuse_uncommitted(plan.uncommitted);
     }
     add_links_to_removed(request, merged, after, plan.brought);
     check_project_can_take_files(request.project, merged.root, {plan.brought.begin(), plan.brought.end()});
@@ -227,15 +272,20 @@ struct Merged {
     PackagePlan package;  // for a merge into main
 };
 
-Merged merge_locally(const MergeRequest& request, const CheckoutLocation& checkout) {
-    const std::string before = call_tome_repository_status(checkout, false).identity;
-    const TomeWorkspaceState state = call_tome_branch_merge_into(checkout, request.source.id, request.message);
+Merged merge_locally(const MergeRequest& request, const MergePlace& place) {
+    const std::string before = call_tome_repository_status(place.checkout, false).identity;
+    const TomeWorkspaceState state = call_tome_branch_merge_into(place.checkout, request.source.id, request.message);
     if (!state.changed_paths.empty()) {
         refuse_conflicts(state.changed_paths);
     }
     Merged merged{state.identity, {}};
-    if (request.into_main() && !merged.head.empty()) {
-        merged.package = checked_plan(request, checkout, before, merged.head);
+    if (merged.head.empty()) {
+        return merged;
+    }
+    if (request.into_main()) {
+        merged.package = checked_plan(request, place.checkout, before, merged.head);
+    } else if (place.is_private) {
+        require_edits_to_stay(request, place, before, merged.head);
     }
     return merged;
 }
@@ -257,9 +307,6 @@ void publish(const MergeRequest& request, const CheckoutLocation& checkout, std:
 }
 
 void bring_package(const MergeRequest& request, const Merged& merged) {
-    if (!request.into_main()) {
-        return;
-    }
     const PackagePlan& plan = merged.package;
     sync_project_workspace_files(request.project, "main", {plan.brought.begin(), plan.brought.end()}, false);
     std::optional<PackageBase> base = PackageBase::open(request.project);
@@ -268,15 +315,24 @@ void bring_package(const MergeRequest& request, const Merged& merged) {
     }
 }
 
-void merge_and_publish(const MergeRequest& request) {
-    const CheckoutLocation checkout = checkout_to_merge_in(request);
+// The files that the workspace's own checkout holds follow. Edits of files that others changed before the merge stay in
+// the way of that: the next sync names them.
+void bring_own_checkout(const MergeRequest& request, const MergePlace& place) {
     try {
-        const Merged merged = merge_locally(request, checkout);
-        publish(request, checkout, merged.head);
-        bring_package(request, merged);
+        call_tome_branch_switch({place.own, request.remote_url}, request.target.id);
+    } catch (const std::runtime_error&) {
+    }
+}
+
+void merge_and_publish(const MergeRequest& request) {
+    const MergePlace place = place_to_merge_in(request);
+    try {
+        const Merged merged = merge_locally(request, place);
+        publish(request, place.checkout, merged.head);
+        request.into_main() ? bring_package(request, merged) : bring_own_checkout(request, place);
     } catch (...) {
-        if (request.into_main()) {  // The private checkout may hold a merge that was not published.
-            discard_state(request.project, checkout.root);
+        if (place.is_private) {  // It may hold a merge that was not published.
+            discard_state(request.project, place.checkout.root);
         }
         throw;
     }
@@ -292,7 +348,7 @@ void merge_project_workspace_into(const fs::path& project_path, const std::strin
         require_writable_workspace_index(request.project);
     }
     const auto lock = lock_workspace_commits(request.target.id);
-    merge_and_publish(request);
+    repeat_while_branch_moves(request.project, [&] { merge_and_publish(request); });
 }
 
 }  // namespace quill
