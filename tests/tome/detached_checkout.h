@@ -37,6 +37,14 @@ class DetachedCheckout : public EngineOperations {
         return author_->publish({path});
     }
 
+    /// Another detached checkout for the same folder, which knows nothing of its files.
+    EngineClient without_record() const {
+        EngineClient other(folder_ / "other-state");
+        other.working_folder = package_.working_folder;
+        must(other.clone(url_, {.sparse = true}));
+        return other;
+    }
+
     std::vector<EngineFileState> states() const { return must(package_.file_state()).states; }
 
     std::optional<EngineClient> author_;

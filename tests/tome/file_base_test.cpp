@@ -88,9 +88,7 @@ TEST_F(FileBase, IsFoundForFilesWithTheBytesOfAnEarlierVersion) {
     start({{"a.txt", "old"}, {"b.txt", "old"}});
     publish("a.txt", "new");
     publish("b.txt", "new");
-    EngineClient other(folder_ / "other-state");
-    other.working_folder = package_.working_folder;
-    must(other.clone(url_, {.sparse = true}));
+    const EngineClient other = without_record();
     write("b.txt", "own");
     must(other.set_base({.paths = {"a.txt", "b.txt"}}));
     EXPECT_EQ(must(other.file_state()).states, (std::vector<EngineFileState>{{"a.txt", old_bytes, old_bytes, new_bytes},
@@ -101,9 +99,7 @@ TEST_F(FileBase, IsTheNewestVersionWithTheFilesBytes) {
     start({{"a.txt", "old"}});
     publish("a.txt", "new");
     publish("a.txt", "old");
-    EngineClient other(folder_ / "other-state");
-    other.working_folder = package_.working_folder;
-    must(other.clone(url_, {.sparse = true}));
+    const EngineClient other = without_record();
     must(other.set_base({.paths = {"a.txt"}}));
     EXPECT_TRUE(must(other.file_state()).states.empty());
 }
@@ -112,9 +108,7 @@ TEST_F(FileBase, IsNotLookedForBeyondTheGivenNumberOfVersions) {
     start({{"a.txt", "old"}});
     publish("a.txt", "v 2");
     publish("a.txt", "v 3");
-    EngineClient other(folder_ / "other-state");
-    other.working_folder = package_.working_folder;
-    must(other.clone(url_, {.sparse = true}));
+    const EngineClient other = without_record();
     must(other.set_base({.paths = {"a.txt"}, .versions = 2}));
     EXPECT_EQ(must(other.file_state()).states[0].base, "");
     must(other.set_base({.paths = {"a.txt"}, .versions = 3}));
@@ -123,9 +117,7 @@ TEST_F(FileBase, IsNotLookedForBeyondTheGivenNumberOfVersions) {
 
 TEST_F(FileBase, OfFilesThatAreNotThereIsThatTheyNeverWere) {
     start({{"a.txt", "old"}, {"b.txt", "old"}});
-    EngineClient other(folder_ / "other-state");
-    other.working_folder = package_.working_folder;
-    must(other.clone(url_, {.sparse = true}));
+    const EngineClient other = without_record();
     remove("b.txt");
     must(other.set_base({.paths = {"a.txt", "b.txt"}}));
     EXPECT_EQ(must(other.file_state()).states, (std::vector<EngineFileState>{{"b.txt", "", "", old_bytes}}));

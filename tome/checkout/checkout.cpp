@@ -110,6 +110,19 @@ void Checkout::add_store(const std::filesystem::path& directory) {
     }
 }
 
+std::optional<std::pair<Digest, FileStamp>> Checkout::working_content(const TreePath& path) {
+    const std::optional<WorkingEntry> entry = files_.find(path);
+    if (!entry || !entry->is_file()) {
+        return std::nullopt;
+    }
+    for (const auto& known : {state_.held_file(path.text()), state_.seen_file(path.text())}) {
+        if (known && known->is_unchanged(entry->stamp)) {
+            return std::pair(known->digest, known->stamp);
+        }
+    }
+    return files_.hash(path);
+}
+
 Store& Checkout::writable_store() {
     if (!store_) {
         const std::filesystem::path own = own_store_path(directory_);

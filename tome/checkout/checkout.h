@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "tome/checkout/checkout_config.h"
 #include "tome/checkout/checkout_folder.h"
@@ -31,6 +32,10 @@ class Checkout {
     const CheckoutConfig& config() const { return config_; }
     CheckoutState& state() { return state_; }
     const WorkingTree& files() const { return files_; }
+
+    /// The digest of the working file at `path` and the stamp that goes with it: from the index where that knows the
+    /// file as it is, else read. Nothing where no file is. Throws as WorkingTree::hash() does.
+    std::optional<std::pair<Digest, FileStamp>> working_content(const TreePath& path);
 
     /// All objects that can be read: those of the own store, the shared store and the remote, asked in this order.
     ObjectSources& sources() { return sources_; }

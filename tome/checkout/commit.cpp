@@ -26,9 +26,7 @@ NamedRevision add_revision(Checkout& checkout, const std::vector<NewObject>& tre
 
     // Objects first, then, in one transaction on the index, the branch.
     Transaction stored(checkout.writable_store().database());
-    for (const NewObject& object : trees) {
-        checkout.writable_store().add_object(object.kind, object.bytes);
-    }
+    checkout.writable_store().add_objects(trees);
     const Digest head = checkout.writable_store().add_object(ObjectKind::Revision, encode_revision(revision));
     stored.commit();
 

@@ -10,24 +10,9 @@
 namespace tome {
 namespace {
 
-// The working file's content and the stamp that it was read with; nothing where no file is.
-std::optional<std::pair<Digest, FileStamp>> content_here(Checkout& checkout, const std::string& text) {
-    const TreePath path = TreePath::parse(text);
-    const std::optional<WorkingEntry> entry = checkout.files().find(path);
-    if (!entry || !entry->is_file()) {
-        return std::nullopt;
-    }
-    for (const auto& known : {checkout.state().held_file(text), checkout.state().seen_file(text)}) {
-        if (known && known->is_unchanged(entry->stamp)) {
-            return std::pair(known->digest, known->stamp);
-        }
-    }
-    return checkout.files().hash(path);
-}
-
 // A file that does not have the bytes that it stands on is held without a stamp: it counts as changed.
 void hold(Checkout& checkout, const std::string& path, const Digest& base) {
-    const auto here = content_here(checkout, path);
+    const auto here = checkout.working_content(TreePath::parse(path));
     checkout.state().hold_file(path, base, here && here->first == base ? here->second : FileStamp{});
 }
 
@@ -58,7 +43,7 @@ class BaseSearch {
     BaseSearch(Checkout& checkout, std::uint64_t versions) : checkout_(checkout), versions_(versions) {}
 
     void add(const std::string& path) {
-        if (const auto here = content_here(checkout_, path)) {
+        if (const auto here = checkout_.working_content(TreePath::parse(path))) {
             pending_.emplace(path, Wanted{here->first, 0});
         }
     }
@@ -107,9 +92,7 @@ Digest tree_with_bases(Checkout& checkout, const TreeChanges& bases) {
     ObjectList trees;
     const Digest tree = apply_changes(checkout.sources(), checkout.base_tree(), bases, trees, NewNames::Any);
     Transaction stored(checkout.writable_store().database());
-    for (const NewObject& object : trees.objects()) {
-        checkout.writable_store().add_object(object.kind, object.bytes);
-    }
+    checkout.writable_store().add_objects(trees.objects());
     stored.commit();
     return tree;
 }

@@ -10,10 +10,6 @@
 namespace tome {
 namespace {
 
-bool same_state(const std::optional<TreeEntry>& a, const std::optional<TreeEntry>& b) {
-    return a && b ? a->same_state(*b) : !a && !b;
-}
-
 class Inspection {
   public:
     Inspection(Checkout& checkout, const Digest& base, const Digest& there)

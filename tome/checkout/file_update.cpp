@@ -14,10 +14,6 @@
 namespace tome {
 namespace {
 
-bool same_state(const std::optional<TreeEntry>& a, const std::optional<TreeEntry>& b) {
-    return a && b ? a->same_state(*b) : !a && !b;
-}
-
 class Update {
   public:
     Update(Checkout& checkout, const Digest& base, const Digest& there)
@@ -43,7 +39,7 @@ class Update {
         } else if (!entry->is_file()) {
             conflicts_.insert(text);
         } else {
-            add_file(text, base, there);
+            add_file(path, base, there);
         }
     }
 
@@ -65,9 +61,14 @@ class Update {
     }
 
   private:
-    void add_file(const std::string& text, const std::optional<TreeEntry>& base,
-                  const std::optional<TreeEntry>& there) {
-        const auto [digest, stamp] = checkout_.files().hash(TreePath::parse(text));
+    void add_file(const TreePath& path, const std::optional<TreeEntry>& base, const std::optional<TreeEntry>& there) {
+        const std::string& text = path.text();
+        const auto content = checkout_.working_content(path);
+        if (!content) {  // It went since it was looked at.
+            conflicts_.insert(text);
+            return;
+        }
+        const auto& [digest, stamp] = *content;
         const TreeEntry here{"", TreeEntry::Kind::File, stamp.executable, stamp.size, digest};
         if (same_state(here, there) || same_state(here, base)) {
             request_.versions[text] = there;

@@ -64,9 +64,7 @@ class Merger {
         ObjectList trees;
         const Digest changed = apply_changes(source_, tree, changes, trees, new_names);
         Transaction transaction(store_.database());
-        for (const NewObject& object : trees.objects()) {
-            store_.add_object(object.kind, object.bytes);
-        }
+        store_.add_objects(trees.objects());
         transaction.commit();
         return changed;
     }
@@ -124,9 +122,7 @@ class Merger {
             }
         }
         for (const std::string& path : base.unsure) {
-            const auto mine = sides.ours.find(path);
-            const auto other = sides.theirs.find(path);
-            if (mine.has_value() != other.has_value() || (mine && !mine->same_state(*other))) {
+            if (!same_state(sides.ours.find(path), sides.theirs.find(path))) {
                 merge.changes.erase(path);
                 conflicts.insert(path);
             }

@@ -7,10 +7,6 @@
 namespace tome {
 namespace {
 
-bool same(const std::optional<TreeEntry>& a, const std::optional<TreeEntry>& b) {
-    return a && b ? a->same_state(*b) : a.has_value() == b.has_value();
-}
-
 // Whether our side holds, after the changes, a file at a parent of `path`, or files below `path` although it is a file.
 bool meets_other_kind(TreeLookup& ours, const TreeChanges& changes, const std::string& path) {
     const auto stays_file = [&](const std::string& at) {
@@ -45,7 +41,7 @@ TreeMerge merge_trees(ObjectSource& source, const Digest& base, const Digest& ou
         const auto mine = our_changes.find(difference.path);
         if (mine == our_changes.end()) {
             merge.changes.emplace(difference.path, difference.after);
-        } else if (!same(mine->second.after, difference.after)) {
+        } else if (!same_state(mine->second.after, difference.after)) {
             conflicts.insert(difference.path);
         }
     }

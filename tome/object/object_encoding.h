@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,11 @@ struct TreeEntry {
         return kind == other.kind && executable == other.executable && digest == other.digest;
     }
 };
+
+/// Whether both are of the same state, or both are nothing.
+inline bool same_state(const std::optional<TreeEntry>& a, const std::optional<TreeEntry>& b) {
+    return a && b ? a->same_state(*b) : !a && !b;
+}
 
 /// Entries in strictly ascending byte order of their names.
 using Tree = std::vector<TreeEntry>;

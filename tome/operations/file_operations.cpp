@@ -34,19 +34,9 @@ void stage(const tome_globals_t& globals, const tome_file_stage_params_t& params
 void report_info(const tome_globals_t& globals, const tome_file_info_params_t& params, const Events& events) {
     Checkout checkout = open_checkout(globals, Checkout::Access::Read);
     for (const std::string& text : to_paths(params.paths)) {
-        const TreePath path = TreePath::parse(text);
-        const std::optional<WorkingEntry> existing = checkout.files().find(path);
-        if (!existing || existing->kind != WorkingEntry::Kind::File) {
-            send_file(events, TOME_EVENT_FILE_INFO, text, {}, 0, false);
-            continue;
-        }
-        const std::optional<HeldFile> held = checkout.state().held_file(text);
-        if (held && held->is_unchanged(existing->stamp)) {
-            send_file(events, TOME_EVENT_FILE_INFO, text, held->digest, existing->stamp.size, true);
-        } else {
-            const auto [digest, stamp] = checkout.files().hash(path);
-            send_file(events, TOME_EVENT_FILE_INFO, text, digest, stamp.size, true);
-        }
+        const auto content = checkout.working_content(TreePath::parse(text));
+        content ? send_file(events, TOME_EVENT_FILE_INFO, text, content->first, content->second.size, true)
+                : send_file(events, TOME_EVENT_FILE_INFO, text, {}, 0, false);
     }
 }
 

@@ -60,9 +60,7 @@ void StoreRemote::add_objects(ObjectSource& source, const ObjectNames& wanted,
             throw missing_object(digest);
         }
     }
-    for (const NewObject& object : new_objects) {
-        store_->add_object(object.kind, object.bytes);
-    }
+    store_->add_objects(new_objects);
     transaction.commit();
 }
 

@@ -270,6 +270,12 @@ Digest Store::add_object(ObjectKind kind, std::string_view bytes) {
     return digest;
 }
 
+void Store::add_objects(const std::vector<NewObject>& objects) {
+    for (const NewObject& object : objects) {
+        add_object(object.kind, object.bytes);
+    }
+}
+
 StoredFile Store::add_file(int file, const std::string& name) {
     struct stat status {};
     if (fstat(file, &status) != 0) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tome/base/database.h"
+#include "tome/object/object_sink.h"
 #include "tome/object/object_source.h"
 
 namespace tome {
@@ -43,6 +44,9 @@ class Store final : public ObjectSource {
 
     /// Adds a tree, revision or metadata node and returns its name.
     Digest add_object(ObjectKind kind, std::string_view bytes);
+
+    /// The same for several, in this order.
+    void add_objects(const std::vector<NewObject>& objects);
 
     /// Adds the content of an open file, read once from its start. Durable when the surrounding transaction commits.
     StoredFile add_file(int file, const std::string& name);
