@@ -64,13 +64,6 @@ void add_differing(const BranchComparison& comparison, const std::function<bool(
     }
 }
 
-std::vector<std::string> names_of(const std::vector<fs::path>& paths) {
-    std::vector<std::string> names;
-    std::transform(paths.begin(), paths.end(), std::back_inserter(names),
-                   [](const fs::path& path) { return path.string(); });
-    return names;
-}
-
 void add_the_same(const std::vector<fs::path>& paths, const BranchComparison& comparison, CommitEdits& edits) {
     std::set<std::string> differing;
     for (const ProjectFileState& file : comparison.files) {
@@ -99,7 +92,7 @@ CommitEdits find_package_edits(PackageBase& base) {
 CommitEdits find_package_edits(PackageBase& base, const std::vector<fs::path>& paths) {
     CommitEdits edits{CommitScope::GivenPaths, "main", {}, {}, {}, false, false};
     if (!paths.empty()) {
-        const BranchComparison comparison = base.compare_and_settle(names_of(paths));
+        const BranchComparison comparison = base.compare_and_settle({paths.begin(), paths.end()});
         edits.head = comparison.head;
         add_the_same(paths, comparison, edits);
         add_differing(
@@ -110,7 +103,7 @@ CommitEdits find_package_edits(PackageBase& base, const std::vector<fs::path>& p
 
 CommitEdits find_workspace_edits(const CheckoutLocation& checkout, const std::string& workspace,
                                  const std::vector<fs::path>& paths) {
-    const BranchComparison comparison = compare_with_branch(checkout, names_of(paths));
+    const BranchComparison comparison = compare_with_branch(checkout, {paths.begin(), paths.end()});
     CommitEdits edits{CommitScope::GivenPaths, workspace, comparison.head, {}, {}, false, true};
     const FolderTree source = open_source_folder(checkout.root);
     std::vector<fs::path> present;  // A checkout may lack a file without having deleted it.

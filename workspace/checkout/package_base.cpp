@@ -49,12 +49,11 @@ fs::path origins_file(const fs::path& checkout) {
 
 }  // namespace
 
-PackageBase::PackageBase(fs::path project, CheckoutLocation checkout)
-    : project_(std::move(project)), checkout_(std::move(checkout)) {}
+PackageBase::PackageBase(const fs::path& project)
+    : checkout_{workspace_package_base(project), project_tome_remote_url(project), absolute_normalized(project)} {}
 
-std::optional<PackageBase> PackageBase::open(const fs::path& project_path) {
-    const fs::path project = absolute_normalized(project_path);
-    PackageBase base(project, {workspace_package_base(project), project_tome_remote_url(project), project});
+std::optional<PackageBase> PackageBase::open(const fs::path& project) {
+    PackageBase base(project);
     try {
         clone_detached_checkout_if_needed(project, base.checkout_.root);
     } catch (const std::runtime_error& error) {
@@ -66,6 +65,14 @@ std::optional<PackageBase> PackageBase::open(const fs::path& project_path) {
     base.has_origins() ? base.read_unknown() : base.find_origins();
     base.record_announced();
     return base;
+}
+
+PackageBase PackageBase::require(const fs::path& project) {
+    std::optional<PackageBase> base = open(project);
+    if (!base) {
+        throw std::runtime_error("the project's history is gone from its remote: " + project_tome_remote_url(project));
+    }
+    return std::move(*base);
 }
 
 // The record can be made again where it is damaged; then the history tells what the files stand on.
@@ -80,17 +87,16 @@ auto PackageBase::repaired(Call call) {
             }
         }
     }
-    discard_state(project_, checkout_.root);
-    clone_detached_checkout_if_needed(project_, checkout_.root);
+    discard_state(checkout_.working_folder, checkout_.root);
+    clone_detached_checkout_if_needed(checkout_.working_folder, checkout_.root);
     unknown_.clear();
     find_origins();
     return call();
 }
 
-void PackageBase::start(const fs::path& project_path, const std::string& revision) {
-    const fs::path project = absolute_normalized(project_path);
+void PackageBase::start(const fs::path& project, const std::string& revision) {
     try {
-        PackageBase base(project, {workspace_package_base(project), project_tome_remote_url(project), project});
+        PackageBase base(project);
         clone_detached_checkout_if_needed(project, base.checkout_.root);
         base.record_all(revision);
     } catch (const std::runtime_error&) {
@@ -165,6 +171,11 @@ void PackageBase::record_announced() {
             record(revision, texts, false);
         }
     }
+    forget_announcement();
+}
+
+void PackageBase::forget_announcement() const {
+    std::error_code ignored;
     fs::remove(announcement_file(checkout_.root), ignored);
 }
 
@@ -173,8 +184,7 @@ void PackageBase::record(const std::string& revision, const std::vector<std::str
         call_tome_file_base_set(checkout_, revision, paths, whole);
         forget_unknown(paths);
     }
-    std::error_code ignored;
-    fs::remove(announcement_file(checkout_.root), ignored);
+    forget_announcement();
 }
 
 void PackageBase::announce_replacement(const fs::path& project) {
@@ -196,8 +206,7 @@ void PackageBase::note_announced(const fs::path& project) {
 
 void PackageBase::record_all(const std::string& revision) {
     call_tome_file_base_set(checkout_, revision, {}, true);
-    std::error_code ignored;
-    fs::remove(announcement_file(checkout_.root), ignored);
+    forget_announcement();
     unknown_.clear();
     write_unknown();
 }

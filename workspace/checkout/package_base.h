@@ -23,6 +23,9 @@ class PackageBase {
     /// its remote.
     static std::optional<PackageBase> open(const std::filesystem::path& project);
 
+    /// Does the same, and throws "the project's history is gone from its remote: " + URL where it has none.
+    static PackageBase require(const std::filesystem::path& project);
+
     /// Notes that all files of the package were just exchanged with main at `revision`: a history was started with
     /// them, or they were restored. Failing to note it fails nothing: the next comparison finds the files the same on
     /// both sides.
@@ -65,9 +68,10 @@ class PackageBase {
     void record_all(const std::string& revision);
 
   private:
-    PackageBase(std::filesystem::path project, CheckoutLocation checkout);
+    explicit PackageBase(const std::filesystem::path& project);
     bool has_origins() const;
     void record_announced();
+    void forget_announcement() const;
     template <typename Call>
     auto repaired(Call call);
     void read_unknown();
@@ -75,7 +79,6 @@ class PackageBase {
     void forget_unknown(const std::vector<std::string>& paths);
     void write_unknown() const;
 
-    std::filesystem::path project_;
     CheckoutLocation checkout_;
     std::set<std::string> unknown_;
 };

@@ -227,8 +227,7 @@ std::optional<FolderEntry> find_in_source(const FolderTree& source, const std::s
     return inspected(path, [&] { return source.find_target(path); });
 }
 
-std::vector<std::string> mirror_visible_project_files(const fs::path& source_root, const fs::path& checkout_root,
-                                                      SourceWriters writers) {
+void mirror_visible_project_files(const fs::path& source_root, const fs::path& checkout_root, SourceWriters writers) {
     const FolderTree source = open_source_folder(source_root);
     const FolderTree checkout(checkout_root);
     std::vector<std::string> stale;
@@ -245,7 +244,6 @@ std::vector<std::string> mirror_visible_project_files(const fs::path& source_roo
     for (const std::string& file : source_files) {
         snapshot.copy(file);
     }
-    return stale;
 }
 
 std::vector<fs::path> visible_changed_paths(const std::vector<fs::path>& paths) {

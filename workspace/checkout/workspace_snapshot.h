@@ -25,14 +25,13 @@ std::optional<FolderEntry> find_in_source(const FolderTree& source, const std::s
 enum class SourceWriters { Any, None };
 
 /// Makes the checkout's visible files those of `source`: copied where they differ, removed where `source` has none.
-/// Returns the removed paths. A file that cannot be read, or that another program keeps writing to, ends the copying:
+/// A file that cannot be read, or that another program keeps writing to, ends the copying:
 /// half of a file is never copied. Throws
 /// "nothing to commit from, the source folder holds no file: " + path when the checkout holds some, "could not create
 /// main workspace snapshot folder: ", "could not snapshot main workspace file: ", "could not remove stale main
 /// workspace file: ".
-std::vector<std::string> mirror_visible_project_files(const std::filesystem::path& source,
-                                                      const std::filesystem::path& checkout,
-                                                      SourceWriters writers = SourceWriters::Any);
+void mirror_visible_project_files(const std::filesystem::path& source, const std::filesystem::path& checkout,
+                                  SourceWriters writers = SourceWriters::Any);
 
 /// Whether a commit takes the whole project or given paths: what went wrong with a file is said differently.
 enum class CommitScope { Everything, GivenPaths };

@@ -79,23 +79,16 @@ void publish_package(const fs::path& project, const CheckoutLocation& checkout) 
 
 // The history has other people's work by now: only what was changed here goes there.
 void publish_edits(const fs::path& project, const CheckoutLocation& checkout) {
-    std::optional<PackageBase> base = PackageBase::open(project);
-    if (!base) {
-        throw std::runtime_error("the project's history is gone from its remote: " + checkout.remote_url);
-    }
-    const CommitEdits edits = find_package_edits(*base);
+    PackageBase base = PackageBase::require(project);
+    const CommitEdits edits = find_package_edits(base);
     require_edits_of_base(edits, call_tome_repository_status(checkout, false).identity);
     mirror_edits(project, checkout, edits);
-    std::vector<std::string> paths;
-    for (const fs::path& path : edits.taken) {
-        paths.push_back(path.string());
-    }
-    const std::string revision = commit_imported(checkout, paths);
+    const std::string revision = commit_imported(checkout, {edits.taken.begin(), edits.taken.end()});
     if (!revision.empty()) {
-        base->announce(revision, edits.exchanged);
+        base.announce(revision, edits.exchanged);
     }
     push_tome_branch(checkout.root, "main", checkout.remote_url, true);
-    record_published_edits(*base, edits, revision.empty() ? edits.head : revision);
+    record_published_edits(base, edits, revision.empty() ? edits.head : revision);
 }
 
 // Whether the package's state says that it keeps its branches itself or belongs to another repository.

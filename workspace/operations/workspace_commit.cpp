@@ -311,19 +311,16 @@ void name_merges(ProjectWorkspaceMutationResult& result, const std::set<std::str
 }
 
 ProjectWorkspaceMutationResult commit_from_package(const CommitRequest& request, const CommitTarget& target) {
-    std::optional<PackageBase> base = PackageBase::open(request.project);
-    if (!base) {
-        throw std::runtime_error("the project's history is gone from its remote: " + request.remote_url);
-    }
+    PackageBase base = PackageBase::require(request.project);
     std::set<std::string> merged;
     const CommitEdits edits = find_edits_and_merge(
-        request, target, base->checkout(),
-        [&] { return request.whole ? find_package_edits(*base) : find_package_edits(*base, request.changed_paths); },
+        request, target, base.checkout(),
+        [&] { return request.whole ? find_package_edits(base) : find_package_edits(base, request.changed_paths); },
         merged);
     mirror_edits(request.source, {target.checkout, request.remote_url}, edits);
     ProjectWorkspaceMutationResult result = commit_and_publish(
-        request, target, edits, [&](const std::string& revision) { base->announce(revision, edits.exchanged); });
-    record_published_edits(*base, edits, result.headKey);
+        request, target, edits, [&](const std::string& revision) { base.announce(revision, edits.exchanged); });
+    record_published_edits(base, edits, result.headKey);
     name_merges(result, merged);
     return result;
 }

@@ -309,9 +309,8 @@ void publish(const MergeRequest& request, const CheckoutLocation& checkout, std:
 void bring_package(const MergeRequest& request, const Merged& merged) {
     const PackagePlan& plan = merged.package;
     sync_project_workspace_files(request.project, "main", {plan.brought.begin(), plan.brought.end()}, false);
-    std::optional<PackageBase> base = PackageBase::open(request.project);
-    if (base && !plan.up_to_date.empty()) {
-        base->record(merged.head, plan.up_to_date, false);
+    if (!plan.up_to_date.empty()) {
+        PackageBase::require(request.project).record(merged.head, plan.up_to_date, false);
     }
 }
 

@@ -179,24 +179,33 @@ std::set<std::string> equal_files(const SyncPlan& plan, const FolderTree& checko
     return equal;
 }
 
-// Keeps what the plan replaces by other bytes or removes, but for `committed`: files whose bytes are in a revision.
-void keep(const SyncPlan& plan, const std::set<std::string>& equal, const std::set<std::string>& committed,
-          const FolderTree& project, FileKeeper& kept) {
+// Keeps those of the files that were changed since they were last exchanged with main; the others are in the history.
+void keep_edits(const PackageBase* base, const std::set<std::string>& dropped, FileKeeper& kept) {
+    if (base == nullptr || dropped.empty()) {
+        std::for_each(dropped.begin(), dropped.end(), [&](const std::string& path) { kept.keep(path); });
+        return;
+    }
+    for (const ProjectFileState& file : base->compare({dropped.begin(), dropped.end()}).files) {
+        if (file.changed_here()) {
+            kept.keep(file.path);
+        }
+    }
+}
+
+// Keeps what the plan replaces by other bytes or removes, as far as it is in no revision.
+void keep(const SyncPlan& plan, const std::set<std::string>& equal, const PackageBase* base, const FolderTree& project,
+          FileKeeper& kept) {
     std::set<std::string> dropped = plan.removed;
     std::copy_if(plan.copied.begin(), plan.copied.end(), std::inserter(dropped, dropped.end()),
                  [&](const std::string& path) { return !equal.contains(path) && !is_folder(project, path); });
-    for (const std::string& path : dropped) {
-        if (!committed.contains(path)) {
-            kept.keep(path);
-        }
-    }
+    keep_edits(base, dropped, kept);
     kept.make_durable();
 }
 
 void carry_out(const SyncPlan& plan, const FolderTree& checkout, const FolderTree& project, FileKeeper& kept,
-               const std::set<std::string>& committed) {
+               const PackageBase* base) {
     const std::set<std::string> equal = equal_files(plan, checkout, project);
-    keep(plan, equal, committed, project, kept);
+    keep(plan, equal, base, project, kept);
     // Backwards: what a folder holds goes before the folder.
     for (auto path = plan.removed.rbegin(); path != plan.removed.rend(); ++path) {
         try {
@@ -217,17 +226,6 @@ void carry_out(const SyncPlan& plan, const FolderTree& checkout, const FolderTre
         refuse_file(changed.front());
     }
     kept.complete();
-}
-
-// Those of the package's files that are as they were last exchanged with main.
-std::set<std::string> committed_files(const PackageBase& base, const std::vector<std::string>& paths) {
-    std::set<std::string> committed(paths.begin(), paths.end());
-    for (const ProjectFileState& file : base.compare(paths).files) {
-        if (file.changed_here()) {
-            committed.erase(file.path);
-        }
-    }
-    return committed;
 }
 
 // What could not be noted shows as the same change on both sides the next time.
@@ -273,7 +271,7 @@ ProjectWorkspaceMutationResult sync_project_workspace_files(const fs::path& proj
     result.headKey = call_tome_revision_sync({checkout, remote}, sync).identity;
     const FolderTree synced(checkout);
     const SyncPlan plan = plan_sync(synced, files, usable);
-    carry_out(plan, synced, files, kept, base ? committed_files(*base, sync.paths) : std::set<std::string>());
+    carry_out(plan, synced, files, kept, base ? &*base : nullptr);
     if (base && workspace == "main") {
         record_exchange(*base, result.headKey, sync.paths);
     }
